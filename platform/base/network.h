@@ -1,0 +1,34 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+
+// What the network side offers to the entry points of the utility library.
+#pragma once
+
+#include "base/file.h"
+#include "transfer.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace hq::network {
+
+// Judged by the text alone: "s3://", "https://" or "http://" in any letter case.
+bool isNetworkSource(const std::string &address);
+
+// Proves that the source is there and opens it; null and one log line on failure.
+std::unique_ptr<File> open(const std::string &address);
+
+// True when the address is a bucket or a prefix that has entries.
+bool isFolder(const std::string &address);
+
+// Reports each entry (full address, attributes) until `entry` returns false. A walk that breaks
+// off is logged and gives false.
+using Entry = std::function<bool(const std::string &address, unsigned int attributes)>;
+bool walk(const std::string &address, const Entry &entry);
+
+// Copies to a local destination; nothing is left behind on failure.
+bool copy(const std::string &address, const std::string &destination, bool keepExisting,
+          const CopyProgress &progress);
+
+} // namespace hq::network

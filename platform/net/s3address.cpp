@@ -1,0 +1,170 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#include "net/s3address.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+
+namespace hq {
+
+namespace {
+
+constexpr std::string_view kScheme = "s3://";
+
+bool startsWithNoCase(std::string_view text, std::string_view prefix)
+{
+    return text.size() >= prefix.size() &&
+           std::equal(prefix.begin(), prefix.end(), text.begin(), [](char a, char b) {
+               return std::tolower(static_cast<unsigned char>(a)) ==
+                      std::tolower(static_cast<unsigned char>(b));
+           });
+}
+
+bool isAlnum(char c)
+{
+    return std::isalnum(static_cast<unsigned char>(c)) != 0 && static_cast<unsigned char>(c) < 128;
+}
+
+bool isDigit(char c)
+{
+    return c >= '0' && c <= '9';
+}
+
+bool isHostCharacter(char c)
+{
+    return isAlnum(c) || c == '.' || c == '-' || c == '_';
+}
+
+bool isSeparator(char c)
+{
+    return c == '/' || c == '\\';
+}
+
+std::size_t schemeLength(std::string_view text)
+{
+    for (const std::string_view scheme : {"https://", "http://"}) {
+        if (startsWithNoCase(text, scheme))
+            return scheme.size();
+    }
+    return 0;
+}
+
+// Length of a host with its optional port at the start of `text`, 0 when there is none. Without a
+// scheme of its own a host is localhost, an IP address or a name with a dot inside; `anyName`
+// lifts that.
+std::size_t hostLength(std::string_view text, bool anyName)
+{
+    std::size_t end = 0;
+    if (!text.empty() && text[0] == '[') {
+        end = text.find(']');
+        if (end == std::string_view::npos || end < 3)
+            return 0;
+        const auto inside = text.substr(1, end - 1);
+        const bool wellFormed = std::all_of(inside.begin(), inside.end(), [](char c) {
+            return std::isxdigit(static_cast<unsigned char>(c)) || c == ':' || c == '.';
+        });
+        if (!wellFormed || inside.find(':') == std::string_view::npos)
+            return 0;
+        ++end;
+    } else {
+        while (end < text.size() && isHostCharacter(text[end]))
+            ++end;
+        const auto name = text.substr(0, end);
+        if (name.empty() || !isAlnum(name.front()) || !(isAlnum(name.back()) || name.back() == '.'))
+            return 0;
+        const auto dot = name.find('.');
+        const bool dotted = dot != std::string_view::npos && dot + 1 < name.size();
+        if (!anyName && !dotted && !(name.size() == 9 && startsWithNoCase(name, "localhost")))
+            return 0;
+    }
+    if (end < text.size() && text[end] == ':') {
+        std::size_t port = end + 1;
+        while (port < text.size() && isDigit(text[port]))
+            ++port;
+        if (port == end + 1 || port > end + 6)
+            return 0;
+        end = port;
+    }
+    return end;
+}
+
+std::size_t siteLength(std::string_view text, bool anyName)
+{
+    const std::size_t scheme = schemeLength(text);
+    const std::size_t host = hostLength(text.substr(scheme), anyName || scheme != 0);
+    return host == 0 ? 0 : scheme + host;
+}
+
+bool endsAddressInText(char c)
+{
+    return std::strchr(" \t\r\n<>\"',;)", c) != nullptr;
+}
+
+bool hasControlCharacter(std::string_view text)
+{
+    return std::any_of(text.begin(), text.end(),
+                       [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; });
+}
+
+} // namespace
+
+bool isS3Address(std::string_view address)
+{
+    return startsWithNoCase(address, kScheme);
+}
+
+std::size_t secretEnd(std::string_view address, bool inText)
+{
+    if (!isS3Address(address))
+        return std::string_view::npos;
+    const std::size_t colon = address.find(':', kScheme.size());
+    if (colon == std::string_view::npos)
+        return std::string_view::npos;
+    const std::size_t first = address.find('@', colon);
+    for (std::size_t at = first; at != std::string_view::npos; at = address.find('@', at + 1)) {
+        const std::string_view rest = address.substr(at + 1);
+        const std::size_t length = siteLength(rest, false);
+        if (length == 0)
+            continue;
+        if (length == rest.size() || isSeparator(rest[length]) ||
+            (inText && endsAddressInText(rest[length])))
+            return at;
+    }
+    return first;
+}
+
+std::string S3Address::key() const
+{
+    std::string text = rawKey;
+    std::replace(text.begin(), text.end(), '\\', '/');
+    return text;
+}
+
+std::optional<S3Address> S3Address::parse(std::string_view address)
+{
+    const std::size_t at = secretEnd(address);
+    if (at == std::string_view::npos)
+        return std::nullopt;
+    const std::size_t colon = address.find(':', kScheme.size());
+
+    S3Address result;
+    result.accessKey = address.substr(kScheme.size(), colon - kScheme.size());
+    result.secret = address.substr(colon + 1, at - colon - 1);
+    std::string_view rest = address.substr(at + 1);
+    const std::size_t site = siteLength(rest, true);
+    if (site == 0 || (site < rest.size() && !isSeparator(rest[site])))
+        return std::nullopt;
+    if (hasControlCharacter(result.accessKey) || hasControlCharacter(result.secret))
+        return std::nullopt;
+    result.site = rest.substr(0, site);
+    rest.remove_prefix(std::min(site + 1, rest.size()));
+
+    const std::size_t bucketEnd = std::min(rest.find_first_of("/\\"), rest.size());
+    result.bucket = rest.substr(0, bucketEnd);
+    rest.remove_prefix(std::min(bucketEnd + 1, rest.size()));
+    result.rawKey = rest;
+    return result;
+}
+
+} // namespace hq

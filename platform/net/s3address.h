@@ -1,0 +1,37 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace hq {
+
+// The parts of "s3://" key ":" secret "@" site "/" bucket ["/" object key]. Nothing in an address
+// is escaped, so each part is the text between its separators.
+struct S3Address
+{
+    std::string accessKey;
+    std::string secret;
+    std::string site; // host, may carry a port and a scheme of its own
+    std::string bucket;
+    std::string rawKey; // behind the bucket and one separator, as written
+
+    // The object key with "\" taken as "/".
+    std::string key() const;
+    bool isSigned() const { return !accessKey.empty() || !secret.empty(); }
+
+    // None when the text is not of the form, or when a part could not stand in a request header.
+    static std::optional<S3Address> parse(std::string_view address);
+};
+
+// Position of the "@" that ends the secret of an S3 address, npos when there is none. The secret
+// may itself hold "@": the one counts that a host follows, and behind the host "/", "\" or the end
+// (or, with `inText`, a character that ends an address in running text); else the first of all.
+std::size_t secretEnd(std::string_view address, bool inText = false);
+
+// Whether `address` begins with "s3://" in any letter case.
+bool isS3Address(std::string_view address);
+
+} // namespace hq

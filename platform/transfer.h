@@ -1,0 +1,58 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+
+// Stopping and watching the utility library's long calls.
+#pragma once
+
+#include <QtGlobal>
+#include <atomic>
+#include <functional>
+#include <memory>
+
+namespace hq {
+
+// A flag that one party sets and the calls of other threads look at. Copies share the flag, which
+// never goes back. Any thread.
+class StopToken
+{
+public:
+    StopToken() : m_stopped(std::make_shared<std::atomic<bool>>(false)) {}
+
+    void stop() const { m_stopped->store(true, std::memory_order_release); }
+    bool isStopped() const { return m_stopped->load(std::memory_order_acquire); }
+
+private:
+    std::shared_ptr<std::atomic<bool>> m_stopped;
+};
+
+// Makes the utility library's calls of this thread end with error 1223 within 250 ms of
+// `token.stop()`, as long as the object lives; the token set before is back afterwards.
+class ScopedStopToken
+{
+public:
+    explicit ScopedStopToken(const StopToken &token);
+    ~ScopedStopToken();
+    ScopedStopToken(const ScopedStopToken &) = delete;
+    ScopedStopToken &operator=(const ScopedStopToken &) = delete;
+
+private:
+    StopToken m_token;
+    const StopToken *m_previous;
+};
+
+// Whether the token of this thread, if it has one, is stopped.
+bool isStopped();
+
+// Sleeps in steps until `milliseconds` are over or the thread's token is stopped; false when it
+// is stopped.
+bool sleepUnlessStopped(int milliseconds);
+
+// Bytes there so far and bytes in all, -1 while unknown. Called on the copying thread, at most
+// every 50 ms and once at the end.
+using CopyProgress = std::function<void(qint64 done, qint64 total)>;
+
+// hqOSCopyFile with a progress report; an empty `progress` is allowed.
+int copyFile(const char *source, const char *destination, int keepExisting,
+             const CopyProgress &progress);
+
+} // namespace hq

@@ -1,0 +1,42 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+
+// PELLORY_TEST_MAIN(Test, QCoreApplication): a main() that gives the test a home of its own, so
+// that no test sees the files of another one or of the person who runs it.
+#pragma once
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+class TestHome
+{
+public:
+    TestHome()
+    {
+        const QByteArray root = m_directory.path().toUtf8();
+        qputenv("HOME", root);
+        qputenv("XDG_CONFIG_HOME", root + "/config");
+        qputenv("XDG_STATE_HOME", root + "/state");
+        qputenv("XDG_DATA_HOME", root + "/data");
+        qputenv("XDG_CACHE_HOME", root + "/cache");
+        qputenv("APPDATA", root + "/appdata");
+        qputenv("LOCALAPPDATA", root + "/localappdata");
+        for (const char *name :
+             {"http_proxy", "https_proxy", "all_proxy", "no_proxy", "HTTPS_PROXY", "ALL_PROXY",
+              "NO_PROXY", "CURL_CA_BUNDLE", "SSL_CERT_FILE"})
+            qunsetenv(name);
+    }
+    QString path() const { return m_directory.path(); }
+
+private:
+    QTemporaryDir m_directory;
+};
+
+#define PELLORY_TEST_MAIN(TestClass, Application)                                                  \
+    int main(int argc, char **argv)                                                                \
+    {                                                                                              \
+        TestHome home;                                                                             \
+        Application application(argc, argv);                                                       \
+        TestClass test;                                                                            \
+        return QTest::qExec(&test, argc, argv);                                                    \
+    }
