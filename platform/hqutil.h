@@ -27,7 +27,7 @@
 #include <stdint.h>
 
 #if defined(__GNUC__)
-#define HQ_PRINTF(format, first) __attribute__((format(printf, format, first)))
+#define HQ_PRINTF(f, first) __attribute__((format(printf, f, first)))
 #else
 #define HQ_PRINTF(format, first)
 #endif
