@@ -1,0 +1,115 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+
+// HTTP and TLS over libcurl: requests with verified TLS, time limits and kept-alive connections.
+#pragma once
+
+#include <curl/curl.h>
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace hq {
+
+struct HttpRequest
+{
+    std::string method = "GET";
+    std::string url;
+    std::vector<std::string> headers; // "Name: value"
+    std::string body;                 // sent when the method is POST
+    bool followRedirects = false;     // credentials stay with the first host
+};
+
+struct HttpAnswer
+{
+    CURLcode result = CURLE_OK;
+    long status = 0;                            // 0 while no answer has come
+    std::map<std::string, std::string> headers; // lower-case names
+    std::string body;                           // of an error, or of a success that has no sink
+    bool malformed = false;                     // set by who read the body and found it broken
+    int latencyMicroseconds = 0;                // from the request's end to the answer's first byte
+
+    bool isSuccess() const { return result == CURLE_OK && status >= 200 && status < 300; }
+    std::string header(const char *lowerCaseName) const;
+    // -1 when there is none or it is not a number.
+    std::int64_t contentLength() const;
+};
+
+enum class Flow { Continue, Pause, Abort };
+
+class HttpClient;
+
+// One request under way. The body of a success goes to `sink`, or into the answer up to
+// `bodyLimit` bytes; everything else of the answer is kept there. Destruction cancels it.
+class Transfer
+{
+public:
+    using Sink = std::function<Flow(const char *data, std::size_t size)>;
+    static constexpr std::size_t kDefaultBodyLimit = 64 * 1024 * 1024;
+
+    explicit Transfer(HttpRequest request, Sink sink = {},
+                      std::size_t bodyLimit = kDefaultBodyLimit);
+    ~Transfer();
+    Transfer(const Transfer &) = delete;
+    Transfer &operator=(const Transfer &) = delete;
+
+    bool isDone() const { return m_done; }
+    bool hasHeaders() const { return m_headersComplete; }
+    HttpAnswer &answer() { return m_answer; }
+    // Goes on after the sink returned Flow::Pause.
+    void resume();
+
+private:
+    friend class HttpClient;
+    void prepare(CURL *easy);
+    void finish(CURLcode result);
+    static std::size_t onHeader(char *data, std::size_t one, std::size_t size, void *self);
+    static std::size_t onBody(char *data, std::size_t one, std::size_t size, void *self);
+
+    HttpRequest m_request;
+    Sink m_sink;
+    std::size_t m_bodyLimit;
+    HttpAnswer m_answer;
+    HttpClient *m_client = nullptr;
+    CURL *m_easy = nullptr;
+    curl_slist *m_headerList = nullptr;
+    bool m_headersComplete = false;
+    bool m_done = false;
+};
+
+// Runs any number of transfers on the thread that calls it and keeps their connections alive. Not
+// thread safe; must outlive its transfers.
+class HttpClient
+{
+public:
+    HttpClient();
+    ~HttpClient();
+    HttpClient(const HttpClient &) = delete;
+    HttpClient &operator=(const HttpClient &) = delete;
+
+    // The calling thread's own client.
+    static HttpClient &ofThread();
+
+    void start(Transfer &transfer);
+    // Moves all transfers on; waits for something to happen, at most `milliseconds`.
+    void step(int milliseconds);
+    // Runs one transfer to its end, or to CURLE_ABORTED_BY_CALLBACK when the thread is stopped.
+    void run(Transfer &transfer);
+
+private:
+    friend class Transfer;
+    void remove(Transfer &transfer);
+    bool collect();
+
+    CURLM *m_multi;
+    std::vector<CURL *> m_idle; // easy handles to use again
+};
+
+// Length of a wait between two looks at the stop token, in milliseconds.
+constexpr int kStopPollMilliseconds = 50;
+
+} // namespace hq
