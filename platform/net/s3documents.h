@@ -1,0 +1,39 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+
+// The XML documents that S3 answers with. Text in, values out.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace hq {
+
+struct S3ErrorDocument
+{
+    std::string code;
+    std::string region;   // named by AuthorizationHeaderMalformed or PermanentRedirect
+    std::string endpoint; // named by a redirect
+};
+
+// Empty fields when the text is not an error document.
+S3ErrorDocument parseS3Error(const std::string &xml);
+
+struct S3Listing
+{
+    struct Entry
+    {
+        std::string name; // object key or common prefix, decoded
+        bool isFolder = false;
+    };
+    std::vector<Entry> entries; // in byte order of their names
+    bool isTruncated = false;
+    std::string nextToken; // as it stands in the answer
+};
+
+// A page of ListObjectsV2, or the buckets of ListBuckets as folders. None when the document is
+// broken, cut off or something else.
+std::optional<S3Listing> parseS3Listing(const std::string &xml);
+
+} // namespace hq
