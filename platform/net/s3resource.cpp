@@ -1,0 +1,283 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#include "net/s3resource.h"
+
+#include "hqutil.h"
+#include "net/s3documents.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <map>
+#include <mutex>
+
+namespace hq {
+
+namespace {
+
+constexpr const char *kServiceHost = "s3.amazonaws.com";
+constexpr std::string_view kProviderDomain = ".amazonaws.com";
+constexpr const char *kDefaultRegion = "us-east-1";
+constexpr const char *kUnsignedPayload = "UNSIGNED-PAYLOAD";
+constexpr std::int64_t kToleratedSkewSeconds =
+    240; // servers refuse from five or fifteen minutes on
+
+// What the servers' answers taught this process.
+class Lessons
+{
+public:
+    static Lessons &shared()
+    {
+        static Lessons lessons;
+        return lessons;
+    }
+
+    std::string region(const S3Address &address)
+    {
+        const std::lock_guard lock(m_mutex);
+        const auto found = m_regions.find({address.site, address.bucket});
+        return found == m_regions.end() ? std::string() : found->second;
+    }
+    void setRegion(const S3Address &address, const std::string &region)
+    {
+        const std::lock_guard lock(m_mutex);
+        m_regions[{address.site, address.bucket}] = region;
+    }
+    std::int64_t clockOffset(const std::string &site)
+    {
+        const std::lock_guard lock(m_mutex);
+        const auto found = m_clockOffsets.find(site);
+        return found == m_clockOffsets.end() ? 0 : found->second;
+    }
+    void setClockOffset(const std::string &site, std::int64_t seconds)
+    {
+        const std::lock_guard lock(m_mutex);
+        m_clockOffsets[site] = seconds;
+    }
+
+private:
+    std::mutex m_mutex;
+    std::map<std::pair<std::string, std::string>, std::string> m_regions; // by site and bucket
+    std::map<std::string, std::int64_t> m_clockOffsets;                   // seconds, by site
+};
+
+std::string lowerCase(std::string text)
+{
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return text;
+}
+
+bool endsWith(std::string_view text, std::string_view end)
+{
+    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
+}
+
+bool isLabel(std::string_view text)
+{
+    const auto isLabelCharacter = [](char c) {
+        return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-';
+    };
+    return !text.empty() && text.size() <= 63 && text.front() != '-' && text.back() != '-' &&
+           std::all_of(text.begin(), text.end(), isLabelCharacter);
+}
+
+bool isLoopback(const std::string &host)
+{
+    return host == "localhost" || host == "[::1]" ||
+           (host.compare(0, 4, "127.") == 0 &&
+            host.find_first_not_of("0123456789.") == std::string::npos);
+}
+
+// The value of the region line of the bucket's entry file.
+std::string regionOfEntryFile(const std::string &bucket)
+{
+    char directory[HQ_CONFIG_DIR_SIZE] = {};
+    if (bucket.empty() || !hqOSGetConfigDir(directory, 0))
+        return {};
+    const std::string path = directory + bucket + ".csv";
+    const HQHANDLE file = hqOSCreateFile(path.c_str(), HQ_ACCESS_READ, HQ_SHARE_READ, nullptr,
+                                         HQ_OPEN_EXISTING, 0, nullptr);
+    if (file == HQ_INVALID_HANDLE)
+        return {};
+    char text[8192];
+    std::uint32_t size = 0;
+    hqOSReadFile(file, text, sizeof text, &size, nullptr);
+    hqOSCloseFile(file);
+
+    static constexpr std::string_view kName = "AWSRegion=";
+    std::string_view rest(text, size);
+    const auto line = rest.find(kName);
+    if (line == std::string_view::npos)
+        return {};
+    rest.remove_prefix(line + kName.size());
+    const auto value = rest.substr(0, rest.find_first_of("\r\n= \t"));
+    return isLabel(value) ? std::string(value) : std::string();
+}
+
+std::string withoutScheme(const std::string &site)
+{
+    const auto scheme = site.find("://");
+    return scheme == std::string::npos ? site : site.substr(scheme + 3);
+}
+
+std::string withoutPort(const std::string &host)
+{
+    const auto bracket = host.find(']');
+    const auto colon = host.find(':', bracket == std::string::npos ? 0 : bracket);
+    return host.substr(0, colon);
+}
+
+} // namespace
+
+std::string regionOfHost(const std::string &host)
+{
+    // The region is the label behind "s3", which a dash or a dot joins, at times with "dualstack"
+    // between them.
+    const std::string name = lowerCase(withoutPort(withoutScheme(host)));
+    std::size_t start =
+        name.compare(0, 3, "s3.") == 0 || name.compare(0, 3, "s3-") == 0 ? 3 : std::string::npos;
+    if (start == std::string::npos) {
+        const auto inner = std::min(name.find(".s3."), name.find(".s3-"));
+        if (inner == std::string::npos)
+            return {};
+        start = inner + 4;
+    }
+    if (name.compare(start, 10, "dualstack.") == 0)
+        start += 10;
+    const auto end = name.find('.', start);
+    if (end == std::string::npos || name.find('.', end + 1) == std::string::npos)
+        return {};
+    const std::string label = name.substr(start, end - start);
+    const bool namesRegion = isLabel(label) && label.find('-') == 2;
+    return namesRegion ? label : std::string();
+}
+
+S3Endpoint s3Endpoint(const std::string &site, const std::string &bucket, const std::string &region)
+{
+    S3Endpoint endpoint;
+    endpoint.host = lowerCase(withoutScheme(site));
+    const std::string name = withoutPort(endpoint.host);
+    const auto scheme = site.find("://");
+    if (scheme != std::string::npos)
+        endpoint.scheme = lowerCase(site.substr(0, scheme));
+    else
+        endpoint.scheme = isLoopback(name) ? "http" : "https";
+    const std::string defaultPort = endpoint.scheme == "https" ? ":443" : ":80";
+    if (endsWith(endpoint.host, defaultPort))
+        endpoint.host.resize(endpoint.host.size() - defaultPort.size());
+
+    if (endpoint.host == kServiceHost && region != kDefaultRegion)
+        endpoint.host = "s3." + region + std::string(kProviderDomain);
+    endpoint.bucketInHost =
+        endsWith(name, kProviderDomain) && bucket.size() >= 3 && isLabel(bucket);
+    if (endpoint.bucketInHost)
+        endpoint.host = bucket + "." + endpoint.host;
+    return endpoint;
+}
+
+std::string currentRegion(const S3Address &address)
+{
+    std::string region = Lessons::shared().region(address);
+    if (region.empty())
+        region = regionOfEntryFile(address.bucket);
+    if (region.empty())
+        region = regionOfHost(address.site);
+    return region.empty() ? kDefaultRegion : region;
+}
+
+std::string knownRegion(const S3Address &address)
+{
+    const std::string learned = Lessons::shared().region(address);
+    return learned.empty() ? regionOfHost(address.site) : learned;
+}
+
+S3Resource::S3Resource(const S3Address &address, std::string key, NameValues query)
+    : m_address(address)
+    , m_key(std::move(key))
+    , m_query(std::move(query))
+    , m_region(currentRegion(address))
+{
+}
+
+HttpRequest S3Resource::request(const RequestOptions &options)
+{
+    if (const std::string learned = Lessons::shared().region(m_address); !learned.empty())
+        m_region = learned;
+    m_clockOffset = Lessons::shared().clockOffset(m_address.site);
+
+    const S3Endpoint endpoint = s3Endpoint(m_address.site, m_address.bucket, m_region);
+    std::string path = "/";
+    if (!endpoint.bucketInHost) {
+        path += percentEncoded(m_address.bucket, false);
+        if (!m_key.empty())
+            path += '/';
+    }
+    path += percentEncoded(m_key, true);
+    const std::string query = canonicalQuery(m_query);
+
+    HttpRequest request;
+    request.method = options.method;
+    request.url =
+        endpoint.scheme + "://" + endpoint.host + path + (query.empty() ? "" : "?") + query;
+    if (!options.range.empty())
+        request.headers.push_back("Range: " + options.range);
+    if (!options.ifMatch.empty())
+        request.headers.push_back("If-Match: " + options.ifMatch);
+    if (!m_address.isSigned())
+        return request;
+
+    SigningInput input;
+    input.time = std::time(nullptr) + static_cast<std::time_t>(m_clockOffset);
+    input.method = options.method;
+    input.path = path;
+    input.query = query;
+    input.headers = {{"host", endpoint.host},
+                     {"x-amz-content-sha256", kUnsignedPayload},
+                     {"x-amz-date", amzDate(input.time)}};
+    input.payloadHash = kUnsignedPayload;
+    input.accessKey = m_address.accessKey;
+    input.secret = m_address.secret;
+    input.region = m_region;
+    for (std::size_t i = 1; i < input.headers.size(); ++i)
+        request.headers.push_back(input.headers[i].first + ": " + input.headers[i].second);
+    request.headers.push_back("Authorization: " + authorization(input));
+    return request;
+}
+
+bool S3Resource::learn(const HttpAnswer &answer)
+{
+    return learnRegion(answer) || learnClock(answer);
+}
+
+bool S3Resource::learnRegion(const HttpAnswer &answer)
+{
+    if (answer.status != 301 && answer.status != 307 && answer.status != 400)
+        return false;
+    std::string region = answer.header("x-amz-bucket-region");
+    if (region.empty()) {
+        const S3ErrorDocument document = parseS3Error(answer.body);
+        region = document.region.empty() ? regionOfHost(document.endpoint) : document.region;
+    }
+    if (!isLabel(region) || region == m_region)
+        return false;
+    Lessons::shared().setRegion(m_address, region);
+    return true;
+}
+
+bool S3Resource::learnClock(const HttpAnswer &answer)
+{
+    // The answer to a HEAD has no document that would name the reason, so the times decide.
+    if (answer.status != 403 || !m_address.isSigned())
+        return false;
+    const std::time_t serverTime = curl_getdate(answer.header("date").c_str(), nullptr);
+    if (serverTime == -1)
+        return false;
+    const std::int64_t offset = serverTime - std::time(nullptr);
+    if (std::abs(offset - m_clockOffset) < kToleratedSkewSeconds)
+        return false;
+    Lessons::shared().setClockOffset(m_address.site, offset);
+    return true;
+}
+
+} // namespace hq
