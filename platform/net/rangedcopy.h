@@ -1,0 +1,18 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "base/targetfile.h"
+#include "net/s3source.h"
+#include "transfer.h"
+
+namespace hq {
+
+// Objects up to this size are not worth more than one request.
+constexpr std::int64_t kLargestSinglePart = 16 * 1024 * 1024;
+
+// Copies a large object in parts over as many connections as pay, all on the calling thread. Every
+// part insists on the object's ETag and is retried on its own, from the byte it got to.
+bool copyInParts(const S3Object &object, TargetFile &target, const CopyProgress &progress);
+
+} // namespace hq
