@@ -1,0 +1,285 @@
+#!/usr/bin/python3
+# SPDX-FileCopyrightText: The Pellory developers
+# SPDX-License-Identifier: Apache-2.0
+
+"""OpenStack Swift behind its S3 front end, on free loopback ports, with one ring device in a
+temporary folder. Signatures and the region are checked. Lives until stdin closes.
+
+Ready:     {"port", "accessKey", "secret", "location"}
+Commands:  {"op": "bucket", "bucket"}
+           {"op": "put", "bucket", "objects": {key: text or size of generated content}}
+           {"op": "delete", "bucket", "keys": [key]}
+           {"op": "request", "method", "path", "query"} -> {"status", "headers", "body"}
+           {"op": "log"} -> {"text"}"""
+
+import argparse
+import array
+import concurrent.futures
+import ctypes
+import datetime
+import hashlib
+import hmac
+import http.client
+import logging
+import os
+import shutil
+import signal
+import socket
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+import urllib.parse
+
+import common
+
+ACCESS_KEY = "TESTER"  # on the wire; the account behind it is test:tester
+SERVICES = ("account", "container", "object", "proxy")
+
+SWIFT_CONF = "[swift-hash]\nswift_hash_path_suffix = test\n[storage-policy:0]\nname = one\ndefault = yes\n"
+BACKEND_CONF = """[DEFAULT]
+swift_dir = {root}
+devices = {root}/node
+mount_check = false
+fallocate_reserve = 0
+log_level = WARNING
+[pipeline:main]
+pipeline = {service}-server
+[app:{service}-server]
+use = egg:swift#{service}
+disk_chunk_size = 1048576
+network_chunk_size = 1048576
+"""
+PROXY_CONF = """[DEFAULT]
+swift_dir = {root}
+log_level = WARNING
+[pipeline:main]
+pipeline = catch_errors cache plainkey s3api tempauth slo proxy-server
+[filter:catch_errors]
+use = egg:swift#catch_errors
+[filter:cache]
+use = egg:swift#memcache
+memcache_servers = 127.0.0.1:{memcached}
+[filter:plainkey]
+paste.filter_factory = swift_server:plain_key_filter
+[filter:s3api]
+use = egg:swift#s3api
+location = {location}
+storage_domain = {domains}
+dns_compliant_bucket_names = false
+[filter:tempauth]
+use = egg:swift#tempauth
+user_test_tester = {secret} .admin
+[filter:slo]
+use = egg:swift#slo
+[app:proxy-server]
+use = egg:swift#proxy
+account_autocreate = true
+object_chunk_size = 1048576
+client_chunk_size = 1048576
+"""
+
+
+def plain_key_filter(_global_conf, **_conf):
+    """Access keys on the wire hold no colon, Swift's do. The access key is not signed."""
+
+    def wrap(app):
+        def call(environ, start_response):
+            header = environ.get("HTTP_AUTHORIZATION", "")
+            environ["HTTP_AUTHORIZATION"] = header.replace(
+                f"Credential={ACCESS_KEY}/", "Credential=test:tester/", 1)
+            if not header:
+                del environ["HTTP_AUTHORIZATION"]
+            return app(environ, start_response)
+        return call
+    return wrap
+
+
+class Client:
+    """Just enough S3 to set up data. One connection per thread."""
+
+    def __init__(self, port, secret, location):
+        self.host, self.secret, self.location = f"127.0.0.1:{port}", secret, location
+        self.local = threading.local()
+
+    def request(self, method, path, query="", body=b""):
+        """`path` unescaped, `query` escaped; returns (status, headers, body)."""
+        query = "&".join(sorted(query.split("&")))
+        path = urllib.parse.quote(path, safe="/-_.~")
+        date = datetime.datetime.utcnow().strftime("%Y%m%dT%H%M%SZ")
+        scope = f"{date[:8]}/{self.location}/s3/aws4_request"
+        headers = {"host": self.host, "x-amz-content-sha256": "UNSIGNED-PAYLOAD",
+                   "x-amz-date": date}
+        names = ";".join(headers)
+        canonical = "\n".join([method, path, query, *(f"{n}:{v}" for n, v in headers.items()), "",
+                               names, "UNSIGNED-PAYLOAD"])
+        text = "\n".join(["AWS4-HMAC-SHA256", date, scope,
+                          hashlib.sha256(canonical.encode()).hexdigest()])
+        key = ("AWS4" + self.secret).encode()
+        for part in (*scope.split("/"), text):
+            key = hmac.digest(key, part.encode(), "sha256")
+        headers["Authorization"] = (f"AWS4-HMAC-SHA256 Credential={ACCESS_KEY}/{scope},"
+                                    f"SignedHeaders={names},Signature={key.hex()}")
+        if not hasattr(self.local, "connection"):
+            self.local.connection = http.client.HTTPConnection(self.host, timeout=60)
+        connection = self.local.connection
+        try:
+            connection.request(method, path + ("?" + query if query else ""), body, headers)
+            answer = connection.getresponse()
+            return answer.status, dict(answer.getheaders()), answer.read()
+        except (OSError, http.client.HTTPException):
+            connection.close()
+            raise
+
+    def expect(self, wanted, *arguments):
+        status, _, body = self.request(*arguments)
+        if status not in wanted:
+            raise RuntimeError(f"{arguments[:2]}: {status} {body[:300]!r}")
+
+
+class Swift:
+    def __init__(self, root, options):
+        self.root, self.children = root, []
+        self.log_path = os.path.join(root, "log")
+        self.write("log", "")
+        sockets = {}
+        for service in SERVICES:
+            sockets[service] = socket.create_server(("127.0.0.1", 0), backlog=512)
+        self.ports = {service: s.getsockname()[1] for service, s in sockets.items()}
+        os.makedirs(os.path.join(root, "node", "d1"))
+        self.write("swift.conf", SWIFT_CONF)
+        self.write("proxy.conf", PROXY_CONF, memcached=self.start_memcached(), **vars(options))
+
+        from swift.common import utils
+        utils.set_swift_dir(root)
+        # Every logger gets its handler here; a bare machine has no syslog.
+        utils.ThreadSafeSysLogHandler = lambda **_: logging.FileHandler(self.log_path)
+        os.fsync = os.fdatasync = lambda _fd: None  # test data need not survive a power cut
+        from swift.common import ring, wsgi
+        import swift.account.server, swift.container.server, swift.obj.server, swift.proxy.server
+        for service in SERVICES[:3]:
+            self.write(service + ".conf", BACKEND_CONF, service=service)
+            device = {"id": 0, "region": 1, "zone": 1, "weight": 1, "device": "d1", "meta": "",
+                      "ip": "127.0.0.1", "port": self.ports[service]}
+            device.update(replication_ip=device["ip"], replication_port=device["port"])
+            ring.RingData([array.array("H", [0])], [device], 32).save(
+                os.path.join(root, service + ".ring.gz"))
+        for service in SERVICES:
+            self.children.append(os.fork())
+            if self.children[-1] == 0:
+                self.run_child(service, sockets, utils, wsgi)
+
+    def write(self, name, text, **values):
+        with open(os.open(os.path.join(self.root, name), os.O_CREAT | os.O_WRONLY, 0o600), "w") as f:
+            f.write(text.format(root=self.root, **values) if values else text)
+
+    def start_memcached(self):
+        path = os.path.join(self.root, "memcached.port")
+        self.children.append(subprocess.Popen(
+            ["memcached", "-l", "127.0.0.1", "-p", "-1", "-U", "0", "-u",
+             "root" if os.getuid() == 0 else str(os.getuid())],
+            env={**os.environ, "MEMCACHED_PORT_FILENAME": path}, preexec_fn=die_with_parent,
+            stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL).pid)
+        for _ in range(500):
+            if os.path.exists(path):
+                with open(path) as f:
+                    return f.read().split()[-1]
+            time.sleep(0.01)
+        raise RuntimeError("memcached does not start")
+
+    def run_child(self, service, sockets, utils, wsgi):
+        """Serves until killed; never returns."""
+        try:
+            die_with_parent()
+            signal.signal(signal.SIGTERM, signal.SIG_DFL)
+            null, log = os.open(os.devnull, os.O_RDWR), os.open(self.log_path, os.O_APPEND | os.O_WRONLY)
+            for target, source in ((0, null), (1, log), (2, log)):
+                os.dup2(source, target)
+            for name, other in sockets.items():
+                if name != service:
+                    other.close()
+            utils.eventlet_monkey_patch()
+            path = os.path.join(self.root, service + ".conf")
+            conf = utils.readconf(path, f"app:{service}-server", log_name=service)
+            from eventlet.green import socket as green
+            listener = green.socket(fileno=sockets[service].detach())
+            wsgi.run_server(conf, utils.get_logger(conf, log_route=service), listener)
+        except BaseException:
+            logging.exception("%s", service)
+        finally:
+            os._exit(1)
+
+    def wait(self, client):
+        deadline = time.monotonic() + 50
+        while True:
+            try:
+                return client.expect((200,), "GET", "/")
+            except (OSError, http.client.HTTPException, RuntimeError):
+                if time.monotonic() > deadline:
+                    raise
+            if any(os.waitpid(child, os.WNOHANG)[0] for child in self.children):
+                raise RuntimeError("a server ended:\n" + self.log())
+            time.sleep(0.05)
+
+    def log(self):
+        with open(self.log_path, errors="replace") as f:
+            return f.read()
+
+    def stop(self):
+        for child in self.children:
+            os.kill(child, signal.SIGKILL)
+
+
+def die_with_parent():
+    ctypes.CDLL(None).prctl(1, signal.SIGKILL)  # PR_SET_PDEATHSIG
+
+
+def commands(swift, client):
+    pool = concurrent.futures.ThreadPoolExecutor(16)
+
+    def bucket(bucket):
+        client.expect((200, 409), "PUT", "/" + bucket)
+
+    def put(bucket, objects):
+        def one(item):
+            key, value = item
+            body = common.content(0, value) if isinstance(value, int) else value.encode()
+            client.expect((200,), "PUT", f"/{bucket}/{key}", "", body)
+        list(pool.map(one, objects.items()))
+
+    def delete(bucket, keys):
+        list(pool.map(lambda key: client.expect((204, 404), "DELETE", f"/{bucket}/{key}"), keys))
+
+    def request(method, path, query=""):
+        status, headers, body = client.request(method, path, query)
+        return {"status": status, "headers": headers, "body": body.decode(errors="replace")}
+
+    return {"bucket": bucket, "put": put, "delete": delete, "request": request,
+            "log": lambda: {"text": swift.log()}}
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--secret", default="ab/c+d@e:f")
+    parser.add_argument("--location", default="us-east-1")
+    parser.add_argument("--domains", default="s3.amazonaws.com,s3.eu-west-1.amazonaws.com")
+    options = parser.parse_args()
+    channel = common.take_stdout()
+    root = tempfile.mkdtemp(prefix="swift-")
+    swift = None
+    try:
+        swift = Swift(root, options)
+        client = Client(swift.ports["proxy"], options.secret, options.location)
+        swift.wait(client)
+        ready = {"port": swift.ports["proxy"], "accessKey": ACCESS_KEY,
+                 "secret": options.secret, "location": options.location}
+        common.control(channel, ready, commands(swift, client))
+    finally:
+        if swift:
+            swift.stop()
+        shutil.rmtree(root, ignore_errors=True)
+
+
+if __name__ == "__main__":
+    main()
