@@ -1,12 +1,17 @@
 # SPDX-FileCopyrightText: The Pellory developers
 # SPDX-License-Identifier: Apache-2.0
 
-"""What the test servers share: the control channel and the content of generated objects."""
+"""What the test servers share: the control channel, a small HTTP/1.1 server, and the content of
+generated objects."""
 
 import json
 import os
 import signal
+import socket
+import struct
 import sys
+import threading
+import urllib.parse
 
 # Byte i of every generated object is PATTERN[i % PERIOD]. The period is prime, so that a part
 # that lands at a wrong offset shows.
@@ -42,3 +47,74 @@ def control(channel, ready, commands):
             say(commands[arguments.pop("op")](**arguments) or {})
         except Exception as error:
             say({"error": f"{type(error).__name__}: {error}"})
+
+
+class Connection:
+    """One client. Serves requests until `handle(connection, request)` gives false or it ends."""
+
+    def __init__(self, sock, number, handle):
+        self.sock, self.number, self.rest = sock, number, b""
+        sock.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+        try:
+            while (request := self.read()) and handle(self, request):
+                pass
+        except OSError:
+            pass
+        finally:
+            sock.close()
+
+    def read(self):
+        while b"\r\n\r\n" not in self.rest:
+            if not (data := self.sock.recv(65536)):
+                return None
+            self.rest += data
+        head, self.rest = self.rest.split(b"\r\n\r\n", 1)
+        request, *lines = head.decode("latin-1").split("\r\n")
+        headers = {name.lower(): value.strip() for name, _, value in
+                   (line.partition(":") for line in lines)}
+        length = int(headers.get("content-length", 0))
+        while len(self.rest) < length:
+            if not (data := self.sock.recv(65536)):
+                return None
+            self.rest += data
+        body, self.rest = self.rest[:length], self.rest[length:]
+        return Request(*request.split(" ")[:2], headers, body)
+
+    def send_head(self, status, headers, body=b""):
+        lines = "".join(f"{name}: {value}\r\n" for name, value in headers.items())
+        self.sock.sendall(f"HTTP/1.1 {status} Status\r\n{lines}\r\n".encode() + body)
+
+    def reset(self):
+        self.sock.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+
+
+class Request:
+    """`target` is what stood in the request line, `path` is its decoded path."""
+
+    def __init__(self, method, target, headers, body):
+        self.method, self.target, self.headers, self.body = method, target, headers, body
+        path, _, query = target.partition("?")
+        self.path = urllib.parse.unquote(path)
+        self.query = dict(urllib.parse.parse_qsl(query, keep_blank_values=True))
+
+
+def serve(handle, context=None):
+    """Starts to serve on a free loopback port, over TLS with a `context`; returns the port."""
+    listener = socket.create_server(("127.0.0.1", 0), backlog=512)
+
+    def connect(sock, number):
+        try:
+            Connection(context.wrap_socket(sock, server_side=True) if context else sock, number,
+                       handle)
+        except OSError:
+            sock.close()
+
+    def accept():
+        number = 0
+        while True:
+            number += 1
+            arguments = (listener.accept()[0], number)
+            threading.Thread(target=connect, args=arguments, daemon=True).start()
+
+    threading.Thread(target=accept, daemon=True).start()
+    return listener.getsockname()[1]

@@ -1,0 +1,372 @@
+#!/usr/bin/python3
+# SPDX-FileCopyrightText: The Pellory developers
+# SPDX-License-Identifier: Apache-2.0
+
+"""An S3 server made of arithmetic, which misbehaves as told. It checks no signature. Lives until
+stdin closes.
+
+Ready:     {"port"}
+Commands:
+  {"op": "bucket", "bucket", "count", "format", "size", "objects", "region", "regionStatus",
+   "regionHeader"}: replaces a bucket. It holds `count` objects of `size` bytes, named by `format`,
+    and `objects`, {key: size of generated content or text}. Requests signed for another region
+    than `region` are answered by 301 or 400, which names it in a header or in the body.
+  {"op": "set", ...}: changes some of the settings that stand in `Settings`.
+  {"op": "fault", "method", "contains", "skip", "times", EFFECTS}: for the next `times` requests
+    (1; 0: all) with that method and that text in their raw target, after the first `skip` such.
+  {"op": "chaos", "seed", "effects": [[probability, EFFECTS]]}: at most one of them per request.
+  {"op": "calm"}: forgets faults, chaos and settings.
+  {"op": "requests"} -> {"requests": [...]}: what came since the last call.
+Effects, any of:
+  status, code, headers, body   an answer instead of the true one; S3's <Error> without a body.
+                                status 200 with a code: the error document that S3 sends so
+  delay (ms)                    before the answer
+  reset, close                  true: instead of an answer
+  cut (bytes, -1: half)         the body ends there and the connection with it
+  stall ([bytes, ms])           the body waits there
+  rate (bytes/s)                of the body
+  lengthDelta                   added to the Content-Length
+  unsized                       "chunked" or "close" in place of the Content-Length
+  change                        true: the object becomes another one, with a new ETag, before this
+  emptyPage, sameToken, broken  true: a page without entries that goes on, one that names itself as
+                                the next one, one whose document ends early"""
+
+import argparse
+import base64
+import bisect
+import collections
+import datetime
+import email.utils
+import os
+import random
+import re
+import ssl
+import threading
+import time
+import urllib.parse
+from xml.sax.saxutils import escape
+
+import common
+
+CODES = {400: "InvalidRequest", 403: "AccessDenied", 404: "NoSuchKey", 405: "MethodNotAllowed",
+         412: "PreconditionFailed", 416: "InvalidRange", 429: "TooManyRequests",
+         500: "InternalError", 503: "SlowDown"}
+RECORDED = ("authorization", "range", "if-match", "date", "x-amz-date", "host")
+
+CONTENT = memoryview(common.PATTERN * 4)
+CONTENT_FILE = os.memfd_create("content")
+os.write(CONTENT_FILE, CONTENT)
+
+
+class Settings:
+    def __init__(self):
+        self.pageSize = 1000
+        self.encodingType = True  # false: keys come plain although url-encoding is asked for
+        self.skew = 0  # seconds that the server's clock is ahead
+        self.rate = 0  # bytes/s of each connection, 0: as fast as it goes
+        self.latency = 0  # ms before each answer
+
+
+class Bucket:
+    def __init__(self, count=0, format="key-{:06}", size=10, objects=None, region="us-east-1",
+                 regionStatus=301, regionHeader=True):
+        self.size, self.objects, self.region = size, objects or {}, region
+        self.region_status, self.region_header = regionStatus, regionHeader
+        self.keys = sorted({format.format(i) for i in range(count)} | set(self.objects))
+        self.versions = collections.Counter()
+        self.pages = {}
+
+    def body(self, key):
+        """The size of generated content, bytes, or None where there is no such object."""
+        at = bisect.bisect_left(self.keys, key)
+        if at == len(self.keys) or self.keys[at] != key:
+            return None
+        value = self.objects.get(key, self.size)
+        return value.encode() if isinstance(value, str) else value
+
+    def etag(self, key):
+        return f'"{abs(hash(key)):016x}{self.versions[key]:016x}"'
+
+    def entries(self, prefix, delimiter, start, count):
+        """Up to `count` keys and folders from the key `start`, and the key that comes next."""
+        found = []
+        at = bisect.bisect_left(self.keys, max(prefix, start))
+        while at < len(self.keys) and self.keys[at].startswith(prefix):
+            key = self.keys[at]
+            if len(found) == count:
+                return found, key
+            cut = key.find(delimiter, len(prefix)) if delimiter else -1
+            if cut < 0:
+                found.append((key, False))
+                at += 1
+            else:
+                found.append((key[:cut + 1], True))
+                at = bisect.bisect_left(self.keys, key[:cut + 1] + "\U0010ffff", at)
+        return found, None
+
+    def page(self, query, settings, effects):
+        start = decode_token(query.get("continuation-token", ""))
+        prefix, count = query.get("prefix", ""), int(query.get("max-keys", 1000))
+        found, following = self.entries(prefix, query.get("delimiter", ""), start,
+                                        min(count, settings.pageSize))
+        token = encode_token(following) if following is not None else None
+        if effects.get("emptyPage"):
+            found, token = [], encode_token(start, str(random.random()))
+        if effects.get("sameToken"):
+            token = query.get("continuation-token", encode_token(start))
+        encoded = query.get("encoding-type") == "url" and settings.encodingType
+
+        def text(key):
+            return urllib.parse.quote_plus(key, safe="/-_.*") if encoded else escape(key)
+
+        parts = ["<?xml version='1.0' encoding='UTF-8'?>\n<ListBucketResult xmlns="
+                 "'http://s3.amazonaws.com/doc/2006-03-01/'>"
+                 f"<Prefix>{text(prefix)}</Prefix><KeyCount>{len(found)}</KeyCount>",
+                 "<EncodingType>url</EncodingType>" if encoded else "",
+                 f"<IsTruncated>{str(token is not None).lower()}</IsTruncated>"]
+        if token is not None:
+            parts.append(f"<NextContinuationToken>{token}</NextContinuationToken>")
+        for key, folder in found:
+            if folder:
+                parts.append(f"<CommonPrefixes><Prefix>{text(key)}</Prefix></CommonPrefixes>")
+            else:
+                value = self.objects.get(key, self.size)
+                size = len(value.encode()) if isinstance(value, str) else value
+                parts.append(f"<Contents><Key>{text(key)}</Key><LastModified>2024-01-01T00:00:00Z"
+                             f"</LastModified><ETag>{escape(self.etag(key))}</ETag><Size>{size}"
+                             "</Size><StorageClass>STANDARD</StorageClass></Contents>")
+        page = "".join(parts + ["</ListBucketResult>"]).encode()
+        return page[:len(page) * 2 // 3] if effects.get("broken") else page
+
+
+def encode_token(key, salt=""):
+    # Begins so that a client which does not escape it goes wrong.
+    return "+/=" + base64.b64encode(key.encode()).decode() + ":" + salt
+
+
+def decode_token(token):
+    if token and not token.startswith("+/="):
+        raise Refusal(400, "InvalidArgument")
+    return base64.b64decode(token[3:].partition(":")[0]).decode()
+
+
+class Refusal(Exception):
+    def __init__(self, status, code=None, headers=None, details=""):
+        super().__init__(status)
+        self.status, self.headers = status, headers or {}
+        self.body = (f"<?xml version='1.0'?>\n<Error><Code>{code or CODES.get(status, 'Error')}"
+                     f"</Code><Message>As told</Message>{details}</Error>").encode()
+
+
+class Server:
+    def __init__(self):
+        self.lock, self.buckets = threading.Lock(), {}
+        self.requests = collections.deque(maxlen=200000)
+        self.calm()
+
+    # Commands.
+
+    def bucket(self, bucket, **options):
+        self.buckets[bucket] = Bucket(**options)
+
+    def set(self, **values):
+        for name, value in values.items():
+            getattr(self.settings, name)
+            setattr(self.settings, name, value)
+
+    def fault(self, method="", contains="", skip=0, times=1, **effects):
+        with self.lock:
+            self.faults.append({"method": method, "contains": contains, "skip": skip,
+                                "times": times or 1 << 60, "effects": effects})
+
+    def chaos(self, seed, effects):
+        self.random, self.chances = random.Random(seed), effects
+
+    def calm(self):
+        self.settings, self.faults, self.chances = Settings(), [], []
+
+    def take_requests(self):
+        with self.lock:
+            taken = list(self.requests)
+            self.requests.clear()
+        return {"requests": taken}
+
+    # Answers.
+
+    def effects_on(self, request):
+        with self.lock:
+            for fault in self.faults:
+                if (fault["method"] in ("", request.method) and fault["times"] > 0
+                        and fault["contains"] in request.target):
+                    if fault["skip"]:
+                        fault["skip"] -= 1
+                        continue
+                    fault["times"] -= 1
+                    return fault["effects"]
+            chance = self.random.random() if self.chances else 1
+            for probability, effects in self.chances:
+                if chance < probability:
+                    return effects
+                chance -= probability
+        return {}
+
+    def handle(self, connection, request):
+        with self.lock:
+            path, _, query = request.target.partition("?")
+            self.requests.append(
+                {"method": request.method, "path": path, "query": query,
+                 "connection": connection.number,
+                 **{name: request.headers[name] for name in RECORDED if name in request.headers}})
+        effects = self.effects_on(request)
+        time.sleep((self.settings.latency + effects.get("delay", 0)) / 1000)
+        if effects.get("reset"):
+            connection.reset()
+        if effects.get("reset") or effects.get("close"):
+            return False
+        try:
+            if "status" in effects:
+                refusal = Refusal(effects["status"], effects.get("code"), effects.get("headers"))
+                if "body" in effects:
+                    refusal.body = effects["body"].encode()
+                raise refusal
+            status, headers, body, offset, size = self.answer(request, effects)
+        except Refusal as refusal:
+            status, headers, body, offset = refusal.status, refusal.headers, refusal.body, 0
+            size = len(body)
+        return self.send(connection, request, effects, status, headers, body, offset, size)
+
+    def answer(self, request, effects):
+        """(status, headers, body or the size of generated content, offset in it, bytes)"""
+        hosted = re.match(r"(.+)\.s3[.-].*amazonaws\.com", request.headers.get("host", ""))
+        path = f"/{hosted[1]}{request.path}" if hosted else request.path
+        name, _, key = path[1:].partition("/")
+        bucket = self.buckets.get(name)
+        if request.method not in ("GET", "HEAD"):
+            raise Refusal(405)
+        if not name:
+            names = "".join(f"<Bucket><Name>{n}</Name></Bucket>" for n in sorted(self.buckets))
+            body = f"<ListAllMyBucketsResult><Buckets>{names}</Buckets></ListAllMyBucketsResult>"
+            return 200, {"Content-Type": "application/xml"}, body.encode(), 0, len(body)
+        if not bucket:
+            raise Refusal(404, "NoSuchBucket")
+        self.check_signer(request, bucket)
+        if effects.get("change"):
+            bucket.versions[key] += 1
+        headers = {"x-amz-bucket-region": bucket.region, "Content-Type": "application/xml"}
+        if not key:
+            settings = self.settings
+            which = (request.target, settings.pageSize, settings.encodingType)
+            if effects or which not in bucket.pages:
+                body = bucket.page(request.query, settings, effects)
+                if effects:
+                    return 200, headers, body, 0, len(body)
+                bucket.pages[which] = body
+            return 200, headers, bucket.pages[which], 0, len(bucket.pages[which])
+        body = bucket.body(key)
+        if body is None:
+            raise Refusal(404)
+        etag = bucket.etag(key)
+        if request.headers.get("if-match", etag) not in (etag, "*"):
+            raise Refusal(412)
+        size = body if isinstance(body, int) else len(body)
+        headers = {"ETag": etag, "Accept-Ranges": "bytes", "Content-Type": "video/mxf",
+                   "Last-Modified": "Mon, 01 Jan 2024 00:00:00 GMT"}
+        wanted = re.fullmatch(r"bytes=(\d+)-(\d*)", request.headers.get("range", ""))
+        if not wanted:
+            return 200, headers, body, 0, size
+        first, last = int(wanted[1]), min(int(wanted[2] or size), size - 1)
+        if first > last:
+            raise Refusal(416, headers={"Content-Range": f"bytes */{size}"})
+        headers["Content-Range"] = f"bytes {first}-{last}/{size}"
+        return 206, headers, body, first, last - first + 1
+
+    def check_signer(self, request, bucket):
+        signed = re.search(r"Credential=[^/]*/\d+/([^/]*)/", request.headers.get("authorization", ""))
+        if not signed:
+            return
+        try:
+            date = datetime.datetime.strptime(request.headers["x-amz-date"] + "+0000",
+                                              "%Y%m%dT%H%M%SZ%z").timestamp()
+        except (KeyError, ValueError):
+            raise Refusal(403) from None
+        if abs(date - self.now()) > 300:
+            text = time.strftime("%Y-%m-%dT%H:%M:%SZ", time.gmtime(self.now()))
+            raise Refusal(403, "RequestTimeTooSkewed", details=f"<ServerTime>{text}</ServerTime>")
+        if signed[1] != bucket.region:
+            status, header = bucket.region_status, bucket.region_header
+            raise Refusal(status, "PermanentRedirect" if status == 301
+                          else "AuthorizationHeaderMalformed",
+                          {"x-amz-bucket-region": bucket.region} if header else {},
+                          "" if header else f"<Region>{bucket.region}</Region>")
+
+    def now(self):
+        return time.time() + self.settings.skew
+
+    def send(self, connection, request, effects, status, headers, body, offset, size):
+        end = size
+        if "cut" in effects:
+            end = size // 2 if effects["cut"] < 0 else min(size, effects["cut"])
+        headers = {"Date": email.utils.formatdate(self.now(), usegmt=True), **headers}
+        chunked = effects.get("unsized") == "chunked"
+        if chunked:
+            headers["Transfer-Encoding"] = "chunked"
+        elif "unsized" in effects:
+            headers["Connection"] = "close"
+        else:
+            headers["Content-Length"] = size + effects.get("lengthDelta", 0)
+        if request.method == "HEAD":
+            connection.send_head(status, headers)
+            return "unsized" not in effects
+        small = size <= 65536 and not isinstance(body, int) and not effects
+        connection.send_head(status, headers, body[offset:offset + size] if small else b"")
+        if small:
+            return True
+        rate = effects.get("rate", self.settings.rate)
+        piece = max(1, min(1 << 20, rate // 50)) if rate else 1 << 20
+        stall, pause = effects.get("stall", (end, 0))
+        began, sent = time.monotonic(), 0
+        while sent < end:
+            count = min(piece, end - sent)
+            if sent < stall:
+                count = min(count, stall - sent)
+            elif sent == stall:
+                time.sleep(pause / 1000)
+            start = offset + sent
+            if isinstance(body, int):
+                start %= common.PERIOD
+                count = min(count, len(CONTENT) - start)
+            data = (CONTENT if isinstance(body, int) else memoryview(body))[start:start + count]
+            if chunked:
+                connection.sock.sendall(b"%x\r\n%s\r\n" % (count, data))
+            elif isinstance(body, int) and not isinstance(connection.sock, ssl.SSLSocket):
+                count = os.sendfile(connection.sock.fileno(), CONTENT_FILE, start, count)
+            else:
+                connection.sock.sendall(data)
+            sent += count
+            if rate:
+                time.sleep(max(0, began + sent / rate - time.monotonic()))
+        if chunked and end == size:
+            connection.sock.sendall(b"0\r\n\r\n")
+        whole = end == size and effects.get("lengthDelta", 0) == 0
+        return whole and effects.get("unsized") != "close"
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--cert", help="speak TLS with this certificate")
+    parser.add_argument("--key")
+    options = parser.parse_args()
+    channel = common.take_stdout()
+    context = None
+    if options.cert:
+        context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+        context.load_cert_chain(options.cert, options.key)
+    server = Server()
+    port = common.serve(server.handle, context)
+    common.control(channel, {"port": port}, {
+        "bucket": server.bucket, "set": server.set, "fault": server.fault, "chaos": server.chaos,
+        "calm": server.calm, "requests": server.take_requests})
+
+
+if __name__ == "__main__":
+    main()
