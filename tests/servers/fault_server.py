@@ -281,7 +281,8 @@ class Server:
         return 206, headers, body, first, last - first + 1
 
     def check_signer(self, request, bucket):
-        signed = re.search(r"Credential=[^/]*/\d+/([^/]*)/", request.headers.get("authorization", ""))
+        signed = re.search(r"Credential=[^/]*/\d+/([^/]*)/",
+                           request.headers.get("authorization", ""))
         if not signed:
             return
         try:

@@ -16,7 +16,6 @@ import argparse
 import array
 import concurrent.futures
 import ctypes
-import datetime
 import hashlib
 import hmac
 import http.client
@@ -37,7 +36,9 @@ import common
 ACCESS_KEY = "TESTER"  # on the wire; the account behind it is test:tester
 SERVICES = ("account", "container", "object", "proxy")
 
-SWIFT_CONF = "[swift-hash]\nswift_hash_path_suffix = test\n[storage-policy:0]\nname = one\ndefault = yes\n"
+SWIFT_CONF = """[swift-hash]
+swift_hash_path_suffix = test
+"""
 BACKEND_CONF = """[DEFAULT]
 swift_dir = {root}
 devices = {root}/node
@@ -87,10 +88,9 @@ def plain_key_filter(_global_conf, **_conf):
     def wrap(app):
         def call(environ, start_response):
             header = environ.get("HTTP_AUTHORIZATION", "")
-            environ["HTTP_AUTHORIZATION"] = header.replace(
-                f"Credential={ACCESS_KEY}/", "Credential=test:tester/", 1)
-            if not header:
-                del environ["HTTP_AUTHORIZATION"]
+            if header:
+                environ["HTTP_AUTHORIZATION"] = header.replace(
+                    f"Credential={ACCESS_KEY}/", "Credential=test:tester/", 1)
             return app(environ, start_response)
         return call
     return wrap
@@ -107,7 +107,7 @@ class Client:
         """`path` unescaped, `query` escaped; returns (status, headers, body)."""
         query = "&".join(sorted(query.split("&")))
         path = urllib.parse.quote(path, safe="/-_.~")
-        date = datetime.datetime.utcnow().strftime("%Y%m%dT%H%M%SZ")
+        date = time.strftime("%Y%m%dT%H%M%SZ", time.gmtime())
         scope = f"{date[:8]}/{self.location}/s3/aws4_request"
         headers = {"host": self.host, "x-amz-content-sha256": "UNSIGNED-PAYLOAD",
                    "x-amz-date": date}
@@ -143,9 +143,8 @@ class Swift:
         self.root, self.children = root, []
         self.log_path = os.path.join(root, "log")
         self.write("log", "")
-        sockets = {}
-        for service in SERVICES:
-            sockets[service] = socket.create_server(("127.0.0.1", 0), backlog=512)
+        sockets = {service: socket.create_server(("127.0.0.1", 0), backlog=512)
+                   for service in SERVICES}
         self.ports = {service: s.getsockname()[1] for service, s in sockets.items()}
         os.makedirs(os.path.join(root, "node", "d1"))
         self.write("swift.conf", SWIFT_CONF)
@@ -171,7 +170,7 @@ class Swift:
                 self.run_child(service, sockets, utils, wsgi)
 
     def write(self, name, text, **values):
-        with open(os.open(os.path.join(self.root, name), os.O_CREAT | os.O_WRONLY, 0o600), "w") as f:
+        with open(os.path.join(self.root, name), "w") as f:  # mkdtemp keeps others out
             f.write(text.format(root=self.root, **values) if values else text)
 
     def start_memcached(self):
@@ -193,17 +192,17 @@ class Swift:
         try:
             die_with_parent()
             signal.signal(signal.SIGTERM, signal.SIG_DFL)
-            null, log = os.open(os.devnull, os.O_RDWR), os.open(self.log_path, os.O_APPEND | os.O_WRONLY)
-            for target, source in ((0, null), (1, log), (2, log)):
-                os.dup2(source, target)
+            log = os.open(self.log_path, os.O_APPEND | os.O_WRONLY)
+            for target in (1, 2):
+                os.dup2(log, target)
+            os.dup2(os.open(os.devnull, os.O_RDONLY), 0)
             for name, other in sockets.items():
                 if name != service:
                     other.close()
             utils.eventlet_monkey_patch()
             path = os.path.join(self.root, service + ".conf")
             conf = utils.readconf(path, f"app:{service}-server", log_name=service)
-            from eventlet.green import socket as green
-            listener = green.socket(fileno=sockets[service].detach())
+            listener = socket.socket(fileno=sockets[service].detach())  # now eventlet's kind
             wsgi.run_server(conf, utils.get_logger(conf, log_route=service), listener)
         except BaseException:
             logging.exception("%s", service)
