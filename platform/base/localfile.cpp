@@ -1,0 +1,142 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#include "base/localfile.h"
+
+#include "base/system.h"
+#include "base/targetfile.h"
+#include "base/temporaryfile.h"
+#include "hqutil.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace hq::local {
+
+namespace {
+
+class ReadFile : public File
+{
+public:
+    explicit ReadFile(system::NativeFile &&file) : m_file(std::move(file)) {}
+
+    bool read(void *buffer, std::uint32_t count, std::uint32_t *read) override
+    {
+        std::size_t done = 0;
+        if (!m_file.readAt(m_position, buffer, count, &done))
+            return false;
+        m_position += static_cast<std::int64_t>(done);
+        *read = static_cast<std::uint32_t>(done);
+        return true;
+    }
+
+    bool size(std::int64_t *size) override { return m_file.size(size); }
+
+    bool seek(std::int64_t position) override
+    {
+        if (position < 0)
+            return fail(Error::InvalidParameter);
+        m_position = position;
+        return true;
+    }
+
+private:
+    system::NativeFile m_file;
+    std::int64_t m_position = 0;
+};
+
+class WriteFile : public File
+{
+public:
+    explicit WriteFile(std::unique_ptr<TargetFile> target) : m_target(std::move(target)) {}
+
+    bool size(std::int64_t *size) override
+    {
+        *size = m_size;
+        return true;
+    }
+
+    bool write(const char *data, std::size_t size) override
+    {
+        if (m_error != 0 || !m_target->writeAt(m_size, data, size)) {
+            m_error = m_error != 0 ? m_error : lastError();
+            setLastSystemError(m_error);
+            return false;
+        }
+        m_size += static_cast<std::int64_t>(size);
+        return true;
+    }
+
+    bool close() override
+    {
+        if (m_error == 0)
+            return m_target->commit(false);
+        setLastSystemError(m_error);
+        return false;
+    }
+
+private:
+    std::unique_ptr<TargetFile> m_target;
+    std::int64_t m_size = 0;
+    std::uint32_t m_error = 0;
+};
+
+} // namespace
+
+std::unique_ptr<File> openForReading(const std::string &path)
+{
+    auto file = system::NativeFile::openForReading(path);
+    return file.isOpen() ? std::make_unique<ReadFile>(std::move(file)) : nullptr;
+}
+
+std::unique_ptr<File> openForWriting(const std::string &path)
+{
+    auto target = TargetFile::create(path, TargetFile::Access::OwnerOnly);
+    return target ? std::make_unique<WriteFile>(std::move(target)) : nullptr;
+}
+
+bool walk(const std::string &folder, const Entry &entry)
+{
+    std::vector<system::FolderEntry> entries;
+    if (!system::listFolder(folder, &entries, [] { return !isStopped(); }))
+        return false;
+    std::sort(entries.begin(), entries.end(),
+              [](const auto &a, const auto &b) { return a.name < b.name; });
+    std::string prefix = folder;
+    if (prefix.empty() || (prefix.back() != '/' && prefix.back() != '\\'))
+        prefix += system::separator();
+    for (const system::FolderEntry &found : entries) {
+        if (isStopped())
+            return fail(Error::Cancelled);
+        if (!entry(prefix + found.name, found.isFolder ? HQ_ATTRIBUTE_FOLDER : HQ_ATTRIBUTE_NORMAL))
+            break;
+    }
+    return true;
+}
+
+bool copy(const std::string &source, const std::string &destination, bool keepExisting,
+          const CopyProgress &progress)
+{
+    // Destinations that cannot be taken show before the work is done.
+    const std::string target = writableTarget(destination);
+    if (target.empty())
+        return false;
+    if (keepExisting && system::kindOf(target) != system::Kind::Missing)
+        return fail(Error::FileExists);
+    const auto step = [&progress](std::int64_t done, std::int64_t total) {
+        if (progress)
+            progress(done, total);
+        return !isStopped();
+    };
+    const auto attempt = [&](const std::string &name) {
+        return system::copyToNew(source, name, step);
+    };
+    const std::string temporary = makeTemporary(target, attempt);
+    if (temporary.empty())
+        return false;
+    if (keepExisting ? system::renameNew(temporary, target) : system::renameOver(temporary, target))
+        return true;
+    discard(temporary);
+    return false;
+}
+
+} // namespace hq::local
