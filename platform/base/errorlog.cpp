@@ -1,0 +1,133 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#include "base/errorlog.h"
+
+#include "base/lasterror.h"
+#include "base/redaction.h"
+#include "base/system.h"
+#include "qtmessages.h"
+
+#include <QDateTime>
+#include <algorithm>
+#include <mutex>
+
+namespace hq {
+
+namespace {
+
+constexpr std::int64_t kRotationSize = 1 << 20;
+constexpr std::size_t kLongestLine = 64 << 10;
+
+struct Log
+{
+    std::mutex mutex;
+    std::string name = "Pellory";
+};
+
+Log &errorLog()
+{
+    static Log log;
+    return log;
+}
+
+std::string formatLine(const std::string &text)
+{
+    std::string line = QDateTime::currentDateTime()
+                           .toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz "))
+                           .toStdString();
+    line += std::to_string(system::threadId()) + ' ' + redact(text);
+    if (line.size() > kLongestLine) {
+        std::size_t end = kLongestLine;
+        while ((static_cast<unsigned char>(line[end]) & 0xc0) == 0x80)
+            --end;
+        line.resize(end);
+    }
+    // One line stays one line, and a terminal that shows it obeys nothing in it.
+    std::replace_if(
+        line.begin(), line.end(),
+        [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }, ' ');
+    return line + '\n';
+}
+
+void append(const std::string &line)
+{
+    Log &log = errorLog();
+    const std::lock_guard<std::mutex> lock(log.mutex);
+    const std::string root = system::stateRoot();
+    const char separator = system::separator();
+    const std::string folder = root + "Corvane" + separator + "Pellory" + separator;
+    if (root.empty() || !system::makeFolders(folder))
+        return;
+    const std::string path = folder + log.name + ".log";
+    auto file = system::NativeFile::openForAppending(path);
+    std::int64_t end = 0;
+    if (!file.isOpen() || !file.append(line.data(), line.size(), &end))
+        return;
+    // Only the writer whose line crossed the limit moves the file, so that two processes do not
+    // both do it. The second limit mends a crossing whose move failed.
+    const bool crossed =
+        end > kRotationSize && end - static_cast<std::int64_t>(line.size()) <= kRotationSize;
+    if (crossed || end > 2 * kRotationSize) {
+        file.close();
+        system::renameOver(path, path + ".1");
+    }
+}
+
+void handleQtMessage(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    thread_local bool isBusy = false;
+    if (isBusy) // a message about the logging itself
+        return;
+    isBusy = true;
+    const char *kind = "debug";
+    switch (type) {
+    case QtDebugMsg:
+        break;
+    case QtInfoMsg:
+        kind = "info";
+        break;
+    case QtWarningMsg:
+        kind = "warning";
+        break;
+    case QtCriticalMsg:
+        kind = "critical";
+        break;
+    case QtFatalMsg:
+        kind = "fatal";
+        break;
+    }
+    writeErrorLog(std::string("Qt ") + kind + " (" +
+                  (context.category ? context.category : "default") +
+                  "): " + message.toStdString());
+    isBusy = false;
+}
+
+} // namespace
+
+void setErrorLogName(std::string_view name)
+{
+    if (name.empty() || std::any_of(name.begin(), name.end(), [](char c) {
+            return system::isSeparator(c) || c == ':' || static_cast<unsigned char>(c) < 0x20;
+        }))
+        return;
+    const std::lock_guard<std::mutex> lock(errorLog().mutex);
+    errorLog().name = name;
+}
+
+void writeErrorLog(const std::string &text)
+{
+    const std::uint32_t error = lastError();
+    try {
+        append(formatLine(text));
+    } catch (const std::exception &) {
+        // Out of memory: the line is lost, the caller is not.
+    }
+    setLastSystemError(error);
+}
+
+} // namespace hq
+
+void sendQtMessagesToErrorLog()
+{
+    qInstallMessageHandler(hq::handleQtMessage);
+}

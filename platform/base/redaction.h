@@ -1,0 +1,15 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace hq {
+
+// The text with "***" in place of what may be a credential: the secret of an S3 address, the user
+// part of other addresses, authorization values, tokens, client secrets, presigned query values.
+// Where it is not plain what ends a secret, more is taken. Takes time in proportion to the length.
+std::string redact(std::string_view text);
+
+} // namespace hq
