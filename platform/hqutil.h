@@ -27,9 +27,9 @@
 #include <stdint.h>
 
 #if defined(__GNUC__)
-#define HQ_PRINTF(f, first) __attribute__((format(printf, f, first)))
+#define HQ_PRINTF(text, first) __attribute__((format(printf, text, first)))
 #else
-#define HQ_PRINTF(format, first)
+#define HQ_PRINTF(text, first)
 #endif
 
 #ifdef __cplusplus
@@ -90,7 +90,7 @@ int hqOSfprintf(HQHANDLE file, const char *format, ...) HQ_PRINTF(2, 3);
  * 112 disk full           123 malformed name   1006 source changed  1223 cancelled
  * 12002 timed out       12007 name not resolved                     12029 cannot connect
  * 12030 connection lost 12152 answer not understood                 12157, 12175 TLS
- * Other system codes are passed on as they come. */
+ * Other failures give the system code of Windows that is nearest. */
 uint32_t hqOSGetLastError(void);
 
 /* Nonzero when `path` is a folder: a local folder, an S3 bucket, or a prefix with entries. */

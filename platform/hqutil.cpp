@@ -1,0 +1,381 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#include "hqutil.h"
+
+#include "base/configuration.h"
+#include "base/encoder.h"
+#include "base/errorlog.h"
+#include "base/handletable.h"
+#include "base/localfile.h"
+#include "base/network.h"
+#include "base/system.h"
+
+#include <chrono>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <new>
+
+namespace {
+
+using hq::Error;
+using hq::fail;
+
+constexpr std::uint32_t kOutOfMemory = 8;
+
+// Runs a call of the C interface, which lets no exception out.
+template <typename Result, typename Call>
+Result guarded(Result failure, Call call) noexcept
+{
+    try {
+        return call();
+    } catch (const std::exception &) {
+        hq::setLastSystemError(kOutOfMemory);
+        return failure;
+    }
+}
+
+template <typename Call>
+int guardedBool(Call call) noexcept
+{
+    return guarded(0, [&call] { return call() ? 1 : 0; });
+}
+
+HQ_PRINTF(1, 0) std::optional<std::string> formatted(const char *format, va_list arguments)
+{
+    va_list again;
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(nullptr, 0, format, arguments);
+    std::optional<std::string> text;
+    if (length >= 0) {
+        text.emplace(static_cast<std::size_t>(length), '\0');
+        std::vsnprintf(text->data(), text->size() + 1, format, again);
+    }
+    va_end(again);
+    return text;
+}
+
+std::unique_ptr<hq::File> openFile(const std::string &path, std::uint32_t access,
+                                   std::uint32_t disposition)
+{
+    constexpr std::uint32_t kKnown = HQ_ACCESS_READ | HQ_ACCESS_WRITE;
+    constexpr std::uint32_t kLastDisposition = 5;
+    const bool isNetwork = hq::network::isNetworkSource(path);
+    if (access == HQ_ACCESS_READ && disposition == HQ_OPEN_EXISTING)
+        return isNetwork ? hq::network::open(path) : hq::local::openForReading(path);
+    if (access == HQ_ACCESS_WRITE && disposition == HQ_CREATE_ALWAYS && !isNetwork)
+        return hq::local::openForWriting(path);
+    const bool isKnown = access != 0 && (access & ~kKnown) == 0 && disposition >= 1 &&
+                         disposition <= kLastDisposition;
+    fail(isKnown ? Error::NotSupported : Error::InvalidParameter);
+    return nullptr;
+}
+
+// Hands an output of the encoder to the caller, terminated.
+bool handOver(const std::optional<std::string> &text, char **output, std::uint32_t *length)
+{
+    if (!text || text->size() >= std::numeric_limits<std::uint32_t>::max())
+        return fail(Error::InvalidParameter);
+    auto *copy = static_cast<char *>(std::malloc(text->size() + 1));
+    if (!copy)
+        throw std::bad_alloc();
+    std::memcpy(copy, text->c_str(), text->size() + 1);
+    *output = copy;
+    *length = static_cast<std::uint32_t>(text->size());
+    return true;
+}
+
+using Coder = std::optional<std::string> (*)(std::string_view, std::string_view);
+
+int code(Coder coder, const void *key, std::uint32_t keyLength, const void *input,
+         std::uint32_t length, char **output, std::uint32_t *outputLength)
+{
+    if (output)
+        *output = nullptr;
+    if (outputLength)
+        *outputLength = 0;
+    return guardedBool([&] {
+        if (!key || keyLength == 0 || (!input && length > 0) || !output || !outputLength)
+            return fail(Error::InvalidParameter);
+        return handOver(coder({static_cast<const char *>(key), keyLength},
+                              {static_cast<const char *>(input), length}),
+                        output, outputLength);
+    });
+}
+
+// Passes on at most one report in 50 ms, and in any case the last one.
+class Throttle
+{
+public:
+    explicit Throttle(const hq::CopyProgress &progress) : m_progress(progress) {}
+
+    void report(qint64 done, qint64 total)
+    {
+        m_done = done;
+        m_total = total;
+        const auto now = Clock::now();
+        m_isDelivered = m_progress && now - m_last >= std::chrono::milliseconds(50);
+        if (m_isDelivered) {
+            m_last = now;
+            m_progress(done, total);
+        }
+    }
+
+    void finish()
+    {
+        if (m_progress && !m_isDelivered)
+            m_progress(m_done, m_total);
+    }
+
+private:
+    using Clock = std::chrono::steady_clock;
+    const hq::CopyProgress &m_progress;
+    Clock::time_point m_last = Clock::now();
+    qint64 m_done = 0;
+    qint64 m_total = 0;
+    bool m_isDelivered = false;
+};
+
+} // namespace
+
+int hq::copyFile(const char *source, const char *destination, int keepExisting,
+                 const CopyProgress &progress)
+{
+    return guardedBool([&] {
+        if (!source || !destination)
+            return fail(Error::InvalidParameter);
+        if (network::isNetworkSource(destination))
+            return fail(Error::NotSupported);
+        Throttle throttle(progress);
+        const auto report = [&throttle](qint64 done, qint64 total) {
+            throttle.report(done, total);
+        };
+        const bool keep = keepExisting != 0;
+        if (!(network::isNetworkSource(source) ? network::copy(source, destination, keep, report)
+                                               : local::copy(source, destination, keep, report)))
+            return false;
+        throttle.finish();
+        return true;
+    });
+}
+
+void ErrLogSetFileName(const char *name)
+{
+    guarded(0, [name] {
+        hq::setErrorLogName(name ? name : "");
+        return 0;
+    });
+}
+
+void ErrOut(const char *format, ...)
+{
+    if (!format)
+        return;
+    va_list arguments;
+    va_start(arguments, format);
+    const std::uint32_t error = hq::lastError();
+    guarded(0, [format, &arguments] {
+        if (const auto text = formatted(format, arguments))
+            hq::writeErrorLog(*text);
+        return 0;
+    });
+    hq::setLastSystemError(error);
+    va_end(arguments);
+}
+
+HQHANDLE hqOSCreateFile(const char *path, uint32_t access, uint32_t, void *, uint32_t disposition,
+                        uint32_t, HQHANDLE)
+{
+    return guarded(HQ_INVALID_HANDLE, [&] {
+        if (!path) {
+            fail(Error::InvalidParameter);
+            return HQ_INVALID_HANDLE;
+        }
+        auto file = openFile(path, access, disposition);
+        return file ? hq::HandleTable::instance().add(std::move(file)) : HQ_INVALID_HANDLE;
+    });
+}
+
+int hqOSCloseFile(HQHANDLE file)
+{
+    return guardedBool([file] { return hq::HandleTable::instance().close(file); });
+}
+
+int hqOSReadFile(HQHANDLE file, void *buffer, uint32_t count, uint32_t *read, void *)
+{
+    if (read)
+        *read = 0;
+    return guardedBool([&] {
+        if (!read || (!buffer && count > 0))
+            return fail(Error::InvalidParameter);
+        std::uint32_t done = 0;
+        const bool succeeded = hq::HandleTable::instance().with(
+            file, [&](hq::File &opened) { return opened.read(buffer, count, &done); });
+        *read = succeeded ? done : 0;
+        return succeeded;
+    });
+}
+
+int hqOSGetFileSizeEx(HQHANDLE file, int64_t *size)
+{
+    return guardedBool([&] {
+        if (!size)
+            return fail(Error::InvalidParameter);
+        std::int64_t found = 0;
+        if (!hq::HandleTable::instance().with(
+                file, [&found](hq::File &opened) { return opened.size(&found); }))
+            return false;
+        *size = found;
+        return true;
+    });
+}
+
+int hqOSSeek(HQHANDLE file, int64_t position)
+{
+    return guardedBool([&] {
+        return hq::HandleTable::instance().with(
+            file, [position](hq::File &opened) { return opened.seek(position); });
+    });
+}
+
+int hqOSfprintf(HQHANDLE file, const char *format, ...)
+{
+    if (!format) {
+        fail(Error::InvalidParameter);
+        return -1;
+    }
+    va_list arguments;
+    va_start(arguments, format);
+    const int written = guarded(-1, [&] {
+        const auto text = formatted(format, arguments);
+        if (!text) {
+            fail(Error::InvalidParameter);
+            return -1;
+        }
+        const bool succeeded = hq::HandleTable::instance().with(
+            file, [&text](hq::File &opened) { return opened.write(text->data(), text->size()); });
+        return succeeded ? static_cast<int>(text->size()) : -1;
+    });
+    va_end(arguments);
+    return written;
+}
+
+uint32_t hqOSGetLastError(void)
+{
+    return hq::lastError();
+}
+
+int hqOSFileIsDir(const char *path)
+{
+    return guardedBool([path] {
+        if (!path)
+            return fail(Error::InvalidParameter);
+        if (hq::network::isNetworkSource(path))
+            return hq::network::isFolder(path);
+        return hq::system::kindOf(path) == hq::system::Kind::Folder;
+    });
+}
+
+int hqOSFileExists(const char *path)
+{
+    return guardedBool([path] {
+        if (!path)
+            return fail(Error::InvalidParameter);
+        if (hq::network::isNetworkSource(path))
+            return hq::network::isFolder(path) || hq::network::open(path) != nullptr;
+        return hq::system::kindOf(path) != hq::system::Kind::Missing;
+    });
+}
+
+int hqOSDeleteFile(const char *path)
+{
+    return guardedBool([path] {
+        if (!path)
+            return fail(Error::InvalidParameter);
+        if (hq::network::isNetworkSource(path))
+            return fail(Error::NotSupported);
+        return hq::system::removeFile(path);
+    });
+}
+
+int hqOSCopyFile(const char *source, const char *destination, int keepExisting)
+{
+    return hq::copyFile(source, destination, keepExisting, {});
+}
+
+int hqOSIsNetworkSource(const char *address)
+{
+    return guardedBool([address] {
+        return address ? hq::network::isNetworkSource(address) : fail(Error::InvalidParameter);
+    });
+}
+
+int hqOSGetConfigDir(char *buffer, int)
+{
+    if (buffer)
+        *buffer = '\0';
+    return guardedBool([buffer] {
+        if (!buffer)
+            return fail(Error::InvalidParameter);
+        const std::string directory = hq::configDirectory();
+        std::memcpy(buffer, directory.c_str(), directory.size() + 1);
+        return !directory.empty();
+    });
+}
+
+int hqOSRecurseDirectory(void *user, const char *folder, HqWalkCallback callback, uint32_t flags)
+{
+    return guardedBool([&] {
+        if (!folder || !callback || flags != HQ_WALK_ONE_LEVEL)
+            return fail(Error::InvalidParameter);
+        const auto entry = [&](const std::string &address, unsigned int attributes) {
+            return callback(user, address.c_str(), attributes) == 0;
+        };
+        if (hq::network::isNetworkSource(folder))
+            return hq::network::walk(folder, entry);
+        if (hq::local::walk(folder, entry))
+            return true;
+        hq::writeErrorLog("ERROR: Listing <" + std::string(folder) + "> broke off, error " +
+                          std::to_string(hq::lastError()));
+        return false;
+    });
+}
+
+int hqXCEncode(const void *key, uint32_t keyLength, const void *input, uint32_t length, int, int,
+               char **output, uint32_t *outputLength)
+{
+    return code(hq::encoder::encode, key, keyLength, input, length, output, outputLength);
+}
+
+int hqXCDecode(const void *key, uint32_t keyLength, const char *input, uint32_t length, int, int,
+               char **output, uint32_t *outputLength)
+{
+    return code(hq::encoder::decode, key, keyLength, input, length, output, outputLength);
+}
+
+void hqXCFree(void *output)
+{
+    std::free(output);
+}
+
+int hqCFGValueString(intptr_t store, const char *section, const char *key, const char *value,
+                     int32_t *, int write)
+{
+    return guardedBool([&] {
+        if (store != -1 || !section || !key || !value)
+            return fail(Error::InvalidParameter);
+        if (write != 1)
+            return fail(Error::NotSupported);
+        hq::setConfigurationValue(QString::fromUtf8(section), QString::fromUtf8(key),
+                                  QString::fromUtf8(value));
+        return true;
+    });
+}
+
+int hqCFGSave(intptr_t store, int, int)
+{
+    return guardedBool(
+        [store] { return store == -1 ? hq::saveConfiguration() : fail(Error::InvalidParameter); });
+}
