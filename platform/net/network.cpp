@@ -4,6 +4,7 @@
 
 #include "base/targetfile.h"
 #include "hqutil.h"
+#include "net/bearertoken.h"
 #include "net/networkfile.h"
 #include "net/rangedcopy.h"
 #include "net/s3documents.h"
@@ -36,9 +37,12 @@ void logFailure(const char *doing, const std::string &address, const HttpAnswer 
     const std::uint32_t error = lastError();
     if (error == static_cast<std::uint32_t>(Error::Cancelled))
         return;
-    const std::string s3Error = parseS3Error(answer.body).code;
-    ErrOut("ERROR: Unable to %s <%s>, error %u, HTTP status %ld, S3 error %s", doing,
-           address.c_str(), error, answer.status, s3Error.empty() ? "none" : s3Error.c_str());
+    std::string reason =
+        isS3Address(address) ? parseS3Error(answer.body).code : jsonErrorText(answer);
+    if (reason.empty())
+        reason = "none";
+    ErrOut("ERROR: Unable to %s <%s>, error %u, HTTP status %ld, server error %s", doing,
+           address.c_str(), error, answer.status, reason.c_str());
     setLastSystemError(error);
 }
 
@@ -57,7 +61,10 @@ std::unique_ptr<File> openS3(const S3Address &address, HttpAnswer *answer)
 
 std::unique_ptr<NetworkFile> openWeb(const std::string &address, HttpAnswer *answer)
 {
-    auto file = std::make_unique<NetworkFile>(std::make_unique<WebResource>(address), -1, "");
+    auto resource = std::make_unique<WebResource>(address);
+    if (!resource->authorize())
+        return nullptr;
+    auto file = std::make_unique<NetworkFile>(std::move(resource), -1, "");
     const bool started = file->start();
     *answer = file->answer();
     if (!started)

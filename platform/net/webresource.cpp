@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "net/webresource.h"
 
+#include "net/bearertoken.h"
 #include "net/s3signer.h"
 
 namespace hq {
@@ -22,6 +23,19 @@ WebResource::WebResource(const std::string &address)
     const std::size_t scheme = m_url.find(':');
     for (std::size_t i = 0; i < scheme && i < m_url.size(); ++i)
         m_url[i] = static_cast<char>(m_url[i] | 0x20);
+
+    static constexpr std::string_view kSecure = "https://";
+    if (m_url.compare(0, kSecure.size(), kSecure) == 0) {
+        const std::size_t end = m_url.find_first_of("/?#", kSecure.size());
+        m_host = m_url.substr(kSecure.size(), end - kSecure.size());
+        if (m_host.find('@') != std::string::npos)
+            m_host.clear(); // the address brings credentials of its own
+    }
+}
+
+bool WebResource::authorize()
+{
+    return m_host.empty() || bearerToken(m_host, &m_token);
 }
 
 HttpRequest WebResource::request(const RequestOptions &options)
@@ -34,12 +48,18 @@ HttpRequest WebResource::request(const RequestOptions &options)
         request.headers.push_back("Range: " + options.range);
     if (!options.ifMatch.empty())
         request.headers.push_back("If-Match: " + options.ifMatch);
+    if (!m_token.empty())
+        request.headers.push_back("Authorization: Bearer " + m_token);
     return request;
 }
 
-bool WebResource::learn(const HttpAnswer &)
+bool WebResource::learn(const HttpAnswer &answer)
 {
-    return false;
+    if (answer.status != 401 || m_token.empty() || m_tokenRenewed)
+        return false;
+    m_tokenRenewed = true;
+    refuseBearerToken(m_host, m_token);
+    return authorize();
 }
 
 } // namespace hq

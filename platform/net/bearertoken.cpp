@@ -1,0 +1,257 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#include "net/bearertoken.h"
+
+#include "base/configuration.h"
+#include "hqutil.h"
+#include "net/resource.h"
+#include "net/s3signer.h"
+#include "transfer.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QStringList>
+
+#include <algorithm>
+#include <chrono>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+namespace hq {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+constexpr std::size_t kMostAnswerBytes = 1024 * 1024;
+constexpr int kMostEntryFileBytes = 1024 * 1024;
+constexpr seconds kRenewBefore{30};
+constexpr double kDefaultLifetimeSeconds = 3600;
+constexpr double kMostLifetimeSeconds = 30 * 24 * 3600.0;
+constexpr std::size_t kMostErrorText = 200;
+
+enum class ClientAuthentication { Basic, Body };
+
+struct Client
+{
+    std::string server;
+    std::string id;
+    std::string secret;
+    std::string scope;
+};
+
+struct Repository
+{
+    std::timed_mutex mutex; // held while a token is fetched
+    std::string token;
+    Clock::time_point renewal;
+    ClientAuthentication authentication = ClientAuthentication::Basic;
+};
+
+std::shared_ptr<Repository> repository(const std::string &host)
+{
+    static std::mutex mutex;
+    static std::map<std::string, std::shared_ptr<Repository>> repositories;
+    const std::lock_guard lock(mutex);
+    std::shared_ptr<Repository> &found = repositories[host];
+    if (!found)
+        found = std::make_shared<Repository>();
+    return found;
+}
+
+// Not locked when the thread is stopped while another one fetches a token.
+std::unique_lock<std::timed_mutex> lockUnlessStopped(Repository &target)
+{
+    std::unique_lock lock(target.mutex, std::defer_lock);
+    while (!isStopped() && !lock.try_lock_for(milliseconds(kStopPollMilliseconds))) {
+    }
+    return lock;
+}
+
+QByteArray readEntryFile(const std::string &host)
+{
+    char directory[HQ_CONFIG_DIR_SIZE] = {};
+    if (host.find_first_of("/\\") != std::string::npos || !hqOSGetConfigDir(directory, 0))
+        return {};
+    const std::string path = directory + host + ".json";
+    if (!hqOSFileExists(path.c_str()))
+        return {};
+    const HQHANDLE file = hqOSCreateFile(path.c_str(), HQ_ACCESS_READ, HQ_SHARE_READ, nullptr,
+                                         HQ_OPEN_EXISTING, 0, nullptr);
+    if (file == HQ_INVALID_HANDLE)
+        return {};
+    QByteArray text(kMostEntryFileBytes, Qt::Uninitialized);
+    std::uint32_t size = 0;
+    hqOSReadFile(file, text.data(), kMostEntryFileBytes, &size, nullptr);
+    hqOSCloseFile(file);
+    text.truncate(static_cast<int>(size));
+    return text;
+}
+
+// None when the host is not a configured repository.
+std::optional<Client> configuredClient(const std::string &host)
+{
+    const QByteArray text = readEntryFile(host);
+    if (text.isEmpty())
+        return std::nullopt;
+    QString section = QString::fromStdString(host);
+    while (!section.isEmpty() && section.at(0).isDigit())
+        section.remove(0, 1);
+    QString server = configurationValue("Tidewell\\OAuth2\\" + section, "oauth2server")
+                         .value_or(QString())
+                         .trimmed();
+    if (server.isEmpty())
+        return std::nullopt;
+    if (!server.contains("://"))
+        server.prepend("https://");
+
+    const QJsonObject entry = QJsonDocument::fromJson(text).object();
+    QStringList scopes;
+    for (const QJsonValue &scope : entry["scope"].toArray())
+        scopes << scope.toString();
+    return Client{server.toStdString(), entry["client_id"].toString().toStdString(),
+                  entry["client_secret"].toString().toStdString(), scopes.join(' ').toStdString()};
+}
+
+class TokenRequest : public Resource
+{
+public:
+    TokenRequest(const Client &client, ClientAuthentication authentication)
+        : m_client(client), m_authentication(authentication)
+    {
+    }
+
+    HttpRequest request(const RequestOptions &) override
+    {
+        HttpRequest request;
+        request.method = "POST";
+        request.url = m_client.server;
+        request.headers = {"Content-Type: application/x-www-form-urlencoded",
+                           "Accept: application/json"};
+        NameValues form{{"grant_type", "client_credentials"}, {"scope", m_client.scope}};
+        if (m_authentication == ClientAuthentication::Basic) {
+            const std::string user =
+                percentEncoded(m_client.id, false) + ":" + percentEncoded(m_client.secret, false);
+            request.headers.push_back("Authorization: Basic " +
+                                      QByteArray::fromStdString(user).toBase64().toStdString());
+        } else {
+            form.emplace_back("client_id", m_client.id);
+            form.emplace_back("client_secret", m_client.secret);
+        }
+        request.body = canonicalQuery(form);
+        return request;
+    }
+    bool learn(const HttpAnswer &) override { return false; }
+
+private:
+    const Client &m_client;
+    ClientAuthentication m_authentication;
+};
+
+bool refusesBasic(const HttpAnswer &answer)
+{
+    if (answer.result != CURLE_OK)
+        return false;
+    const QByteArray body = QByteArray::fromStdString(answer.body);
+    return answer.status == 401 ||
+           QJsonDocument::fromJson(body).object()["error"].toString() == "invalid_client";
+}
+
+bool isHeaderText(const std::string &text)
+{
+    return !text.empty() &&
+           std::all_of(text.begin(), text.end(), [](char c) { return c > 0x20 && c < 0x7f; });
+}
+
+bool fetchToken(const std::string &host, const Client &client, Repository &target)
+{
+    HttpAnswer answer;
+    const auto ask = [&] {
+        TokenRequest request(client, target.authentication);
+        return perform(request, {}, &answer, kMostAnswerBytes);
+    };
+    bool given = ask();
+    if (!given && target.authentication == ClientAuthentication::Basic && refusesBasic(answer)) {
+        target.authentication = ClientAuthentication::Body;
+        given = ask();
+        if (!given)
+            target.authentication = ClientAuthentication::Basic;
+    }
+    std::string token;
+    double lifetime = kDefaultLifetimeSeconds;
+    if (given) {
+        const QJsonObject object =
+            QJsonDocument::fromJson(QByteArray::fromStdString(answer.body)).object();
+        token = object["access_token"].toString().toStdString();
+        const QVariant expires = object["expires_in"].toVariant();
+        if (expires.isValid() && expires.toDouble() > 0)
+            lifetime = std::min(expires.toDouble(), kMostLifetimeSeconds);
+        if (!isHeaderText(token))
+            given = fail(Error::InvalidServerResponse);
+    }
+    if (!given) {
+        const std::uint32_t error = lastError();
+        if (!isStopped())
+            ErrOut("ERROR: No token for <%s>, error %u, HTTP status %ld, %s", host.c_str(), error,
+                   answer.status, jsonErrorText(answer).c_str());
+        setLastSystemError(error);
+        return false;
+    }
+    const auto life =
+        std::chrono::duration_cast<milliseconds>(std::chrono::duration<double>(lifetime));
+    const auto use = life > 2 * kRenewBefore ? life - kRenewBefore : life / 2;
+    target.token = token;
+    target.renewal = Clock::now() + use;
+    return true;
+}
+
+} // namespace
+
+bool bearerToken(const std::string &host, std::string *token)
+{
+    token->clear();
+    const auto target = repository(host);
+    const auto lock = lockUnlessStopped(*target);
+    if (!lock)
+        return fail(Error::Cancelled);
+    if (target->token.empty() || Clock::now() >= target->renewal) {
+        target->token.clear();
+        const std::optional<Client> client = configuredClient(host);
+        if (!client)
+            return true;
+        if (!fetchToken(host, *client, *target))
+            return false;
+    }
+    *token = target->token;
+    return true;
+}
+
+void refuseBearerToken(const std::string &host, const std::string &token)
+{
+    const auto target = repository(host);
+    const auto lock = lockUnlessStopped(*target);
+    if (lock && target->token == token)
+        target->token.clear();
+}
+
+std::string jsonErrorText(const HttpAnswer &answer)
+{
+    const QJsonObject object =
+        QJsonDocument::fromJson(QByteArray::fromStdString(answer.body)).object();
+    QStringList parts;
+    for (const char *name : {"type", "summary"}) {
+        const QString part = object[QLatin1String(name)].toString().simplified();
+        if (!part.isEmpty())
+            parts << part;
+    }
+    if (parts.isEmpty())
+        parts << object["error"].toString().simplified();
+    return parts.join(": ").toUtf8().left(static_cast<int>(kMostErrorText)).toStdString();
+}
+
+} // namespace hq
