@@ -1,0 +1,38 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#include "addressforms.h"
+
+namespace {
+
+const QChar separator = QLatin1Char('\\');
+const QString s3Scheme = QStringLiteral("s3://");
+
+} // namespace
+
+QString s3ServiceHost()
+{
+    return QStringLiteral("s3.amazonaws.com");
+}
+
+QString s3ServiceDomain()
+{
+    return s3ServiceHost().section(QLatin1Char('.'), 1);
+}
+
+QString s3AddressStart(const QString &key, const QString &secret, const QString &site)
+{
+    return s3Scheme + key + QLatin1Char(':') + secret + QLatin1Char('@') + site + QLatin1Char('/');
+}
+
+bool holdsCredentials(const QString &address)
+{
+    return address.startsWith(s3Scheme, Qt::CaseInsensitive) &&
+           !address.midRef(s3Scheme.size()).startsWith(QLatin1String(":@"));
+}
+
+QString withPart(const QString &address, const QString &part)
+{
+    if (address.endsWith(separator) || part.startsWith(separator))
+        return address + part;
+    return address + separator + part;
+}

@@ -1,0 +1,24 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+
+// The forms of source addresses. Nothing in them is escaped. Any thread.
+#pragma once
+
+#include <QString>
+
+// The S3 service endpoint host: the site of S3 sources that name none.
+QString s3ServiceHost();
+
+// The provider's service domain: the endpoint host without its first label.
+QString s3ServiceDomain();
+
+// "s3://" key ":" secret "@" site "/", to be followed by a bucket.
+QString s3AddressStart(const QString &key, const QString &secret, const QString &site);
+
+// Whether the address is an S3 address with an access key or a secret in it, and must therefore
+// not be shown, logged or left where others can read it.
+bool holdsCredentials(const QString &address);
+
+// Appends "\" unless one stands there already, at the end of the address or in front of the part,
+// and then the part.
+QString withPart(const QString &address, const QString &part);
