@@ -1,0 +1,257 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#include "commandline.h"
+#include "displayneed.h"
+#include "testmain.h"
+
+#include <QFileInfo>
+#include <QProcess>
+
+class CommandLineTest : public QObject
+{
+    Q_OBJECT
+private slots:
+    void address_data();
+    void address();
+    void flags();
+    void target_data();
+    void target();
+    void run_data();
+    void run();
+    void failureLeavesTargetAlone();
+    void displayNeed_data();
+    void displayNeed();
+
+private:
+    void runProgram(const QStringList &arguments, int status, const QString &printed);
+
+    QTemporaryDir m_directory;
+};
+
+namespace {
+
+const char noAddress[] = "no address";
+
+QByteArray contentOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("no file");
+}
+
+void writeFile(const QString &path, const QByteArray &content)
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(content);
+}
+
+QString usage()
+{
+    return "\nPellory: Create and Encrypt .stream files from local and cloud stored files\n"
+           "\t-u <sourceurl> - The source url name and path\n"
+           "\t-f <sourcefile> - The source file name\n"
+           "\t-t <targetfile> - The target file name and path\n"
+           "\t-k <key> - The Amazon S3 cloud storage connection key\n"
+           "\t-s <secret> - The Amazon S3 cloud storage connection secret\n"
+           "\t-r <region> - The Amazon S3 cloud storage connection region\n"
+           "\t-b <bucket> - The Amazon S3 cloud storage source bucket\n"
+           "\t-e <encrypt> - Encrypt output stream file\n"
+           "Sourceurl may contain a partial path, supplemented by a bucket and/or sourcefile, or "
+           "a full path to a file. Sourceurl may also be replaced by specifying a key and "
+           "secret.\n"
+           "Targetfile may specify a full path and file name or a directory and Pellory will "
+           "attempt to create a stream file named after the source file.\n";
+}
+
+} // namespace
+
+void CommandLineTest::address_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("expected");
+    const auto row = [](const char *name, const QStringList &arguments, const QString &expected) {
+        QTest::newRow(name) << arguments << expected;
+    };
+    const QString s3 = "s3://AK:S/K@s3.amazonaws.com/";
+
+    row("url", {"-u", "C:\\m\\a.mxf"}, "C:\\m\\a.mxf");
+    row("url and file", {"-u", "C:\\m", "-f", "a.mxf"}, "C:\\m\\a.mxf");
+    row("url, file, bucket", {"-f", "a", "-b", "b", "-u", "u"}, "u\\b\\a");
+    row("separator in the url", {"-u", "u\\", "-f", "a"}, "u\\a");
+    row("separator in both", {"-u", "u\\", "-f", "\\a"}, "u\\\\a");
+    row("separator in the file", {"-u", "u", "-b", "b", "-f", "\\a"}, "u\\b\\a");
+    row("url before key and secret", {"-k", "K", "-s", "S", "-u", "u", "-b", "b"}, "u\\b");
+    row("empty url counts", {"-u", "", "-f", "a"}, "\\a");
+    row("bucket and file", {"-k", "AK", "-s", "S/K", "-b", "b", "-f", "a"}, s3 + "b\\a");
+    row("leading separators", {"-k", "AK", "-s", "S/K", "-b", "\\b", "-f", "\\a"}, s3 + "b\\a");
+    row("bucket ends in one", {"-k", "AK", "-s", "S/K", "-b", "\\\\b\\", "-f", "a"}, s3 + "\\b\\a");
+    row("bucket only", {"-k", "AK", "-s", "S/K", "-b", "\\b\\"}, s3 + "b\\");
+    row("file only", {"-k", "AK", "-s", "S/K", "-f", "\\b/a"}, s3 + "b/a");
+    row("region unused", {"-r", "eu-west-1", "-k", "AK", "-s", "S/K", "-b", "b"}, s3 + "b");
+    row("empty key and secret", {"-b", "b", "-k", "", "-s"}, "s3://:@s3.amazonaws.com/b");
+
+    row("second character selects", {"-url", "u", "-file.x", "a"}, "u\\a");
+    row("capitals do not count", {"-U", "-u", "u", "-F", "a"}, "u");
+    row("value looks like an option", {"-u", "-f", "-f", "-u"}, "-f\\-u");
+    row("last of several", {"-u", "u", "-u", "v"}, "v");
+    row("no value left", {"-f", "a", "-u"}, "\\a");
+    row("flag takes no value", {"-e", "-u", "u"}, "u");
+    row("strangers are skipped", {"x", "-", "--u", "", "-u", "ü", "-z", "y"}, "ü");
+
+    row("nothing", {}, noAddress);
+    row("no key", {"-s", "S", "-b", "b"}, noAddress);
+    row("no secret", {"-k", "K", "-b", "b", "-f", "f"}, noAddress);
+    row("neither bucket nor file", {"-k", "K", "-s", "S"}, noAddress);
+}
+
+void CommandLineTest::address()
+{
+    QFETCH(QStringList, arguments);
+    QTEST(sourceAddress(readOptions(arguments)).value_or(noAddress), "expected");
+}
+
+void CommandLineTest::flags()
+{
+    QVERIFY(readOptions({"-e", "value"}).encrypt);
+    QVERIFY(!readOptions({"-u", "-e", "e"}).encrypt);
+    QCOMPARE(readOptions({"-t"}).target.value_or("none"), QString());
+}
+
+void CommandLineTest::target_data()
+{
+    QTest::addColumn<QString>("target");
+    QTest::addColumn<QString>("address");
+    QTest::addColumn<QString>("expected");
+    const QString folder = m_directory.path();
+    QTest::newRow("folder") << folder << "C:\\m\\a.mxf" << folder + "\\a.mxf.stream";
+    QTest::newRow("folder with separator") << folder + "\\"
+                                           << "C:\\m\\a.mxf" << folder + "\\a.mxf.stream";
+    QTest::newRow("address without backslash")
+        << folder << "s3://:@h.org/b/a" << folder + "\\s3://:@h.org/b/a.stream";
+    QTest::newRow("no folder") << folder + "\\name"
+                               << "a" << folder + "\\name.stream";
+    QTest::newRow("suffix anywhere") << "o\\n.stream.bak"
+                                     << "a"
+                                     << "o\\n.stream.bak";
+    QTest::newRow("suffix in capitals") << "o\\n.STREAM"
+                                        << "a"
+                                        << "o\\n.STREAM.stream";
+    QTest::newRow("empty") << ""
+                           << "a"
+                           << ".stream";
+}
+
+void CommandLineTest::target()
+{
+    QFETCH(QString, target);
+    QFETCH(QString, address);
+    QTEST(targetPath(target, address), "expected");
+}
+
+// Ordered as the checks are: what fails first is reported, whatever else is wrong. "%" stands for
+// the test's folder.
+void CommandLineTest::run_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QString>("printed");
+    writeFile(m_directory.filePath("a.mxf"), "media");
+
+    QTest::newRow("question mark") << QStringList{"?"} << -1 << usage() + usage();
+    QTest::newRow("question mark, then a good run")
+        << QStringList{"?x", "-u", "%\\a.mxf", "-t", "%\\out"} << 1 << usage();
+    QTest::newRow("no source") << QStringList{"-t", "%"} << -1 << usage();
+    QTest::newRow("no target") << QStringList{"-u", "%\\missing"} << -1 << usage();
+    QTest::newRow("missing source") << QStringList{"-u", "%\\missing", "-t", "%/none/x.stream"}
+                                    << -1 << "Could not open source url\n";
+    QTest::newRow("folder as source")
+        << QStringList{"-u", "%", "-t", "%\\out"} << -1 << "Could not open source url\n";
+    QTest::newRow("missing target folder")
+        << QStringList{"-u", "%\\a.mxf", "-t", "%\\none\\x"} << -1 << "Could not open target\n";
+    QTest::newRow("plain") << QStringList{"-u", "%", "-f", "a.mxf", "-t", "%\\out"} << 1 << "";
+    QTest::newRow("encrypted") << QStringList{"-u", "%", "-f", "a.mxf", "-e", "-t", "%\\out"} << 1
+                               << "";
+}
+
+void CommandLineTest::run()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(int, status);
+    QFETCH(QString, printed);
+    arguments.replaceInStrings("%", m_directory.path());
+    const QString path = m_directory.filePath("out.stream");
+    const auto checkFile = [&] {
+        if (status != 1)
+            QVERIFY(!QFile::exists(path));
+        else if (arguments.contains("-e"))
+            QVERIFY(contentOf(path).startsWith(":x") && !contentOf(path).contains("a.mxf"));
+        else
+            QCOMPARE(contentOf(path), (m_directory.path() + "\\a.mxf").toUtf8());
+        QFile::remove(path);
+    };
+
+    QString output;
+    QTextStream out(&output);
+    QCOMPARE(runCommandLine(arguments, out), status);
+    QCOMPARE(output, printed);
+    checkFile();
+
+    runProgram(arguments, status, printed);
+    checkFile();
+}
+
+void CommandLineTest::failureLeavesTargetAlone()
+{
+    const QString path = m_directory.filePath("kept.stream");
+    writeFile(path, "kept");
+    QString printed;
+    QTextStream out(&printed);
+    QCOMPARE(runCommandLine({"-u", m_directory.filePath("missing"), "-t", path}, out), -1);
+    QCOMPARE(contentOf(path), QByteArray("kept"));
+}
+
+// The same through the program itself, where no display can be had.
+void CommandLineTest::runProgram(const QStringList &arguments, int status, const QString &printed)
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.remove("DISPLAY");
+    environment.insert("QT_QPA_PLATFORM", "xcb");
+    environment.insert("QT_QPA_PLATFORMTHEME", "gtk3");
+
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    process.start(PELLORY_PROGRAM, arguments + QStringList{"-reverse"});
+    QVERIFY(process.waitForFinished());
+    QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(process.exitCode(), status & 0xFF);
+    QCOMPARE(QString::fromUtf8(process.readAllStandardOutput()).remove('\r'), printed);
+    QCOMPARE(process.readAllStandardError(), QByteArray());
+}
+
+void CommandLineTest::displayNeed_data()
+{
+    QTest::addColumn<QByteArrayList>("arguments");
+    QTest::addColumn<bool>("expected");
+    QTest::newRow("window") << QByteArrayList{} << false;
+    QTest::newRow("own option") << QByteArrayList{"-u", "x"} << true;
+    QTest::newRow("word") << QByteArrayList{"?"} << true;
+    QTest::newRow("Qt's only") << QByteArrayList{"-style",        "fusion",    "--reverse",
+                                                 "-stylesheet=x", "--display", ":0",
+                                                 "-geometry",     "10x10",     "-qwindowgeometry",
+                                                 "9x9",           "-session",  "s",
+                                                 "-widgetcount"}
+                               << false;
+    QTest::newRow("Qt's and own") << QByteArrayList{"--style", "fusion", "-t", "x"} << true;
+    QTest::newRow("value of Qt's is no word") << QByteArrayList{"-title", "-u"} << false;
+    QTest::newRow("explicit platform")
+        << QByteArrayList{"-u", "x", "--platform", "minimal"} << false;
+}
+
+void CommandLineTest::displayNeed()
+{
+    QFETCH(QByteArrayList, arguments);
+    QTEST(runsWithoutDisplay(arguments), "expected");
+}
+
+PELLORY_TEST_MAIN(CommandLineTest, QCoreApplication)
+#include "tst_commandline.moc"

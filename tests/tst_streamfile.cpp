@@ -1,0 +1,132 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#include "hqutil.h"
+#include "streamfile.h"
+#include "testmain.h"
+
+#include <QFileInfo>
+
+class StreamFileTest : public QObject
+{
+    Q_OBJECT
+private slots:
+    void path_data();
+    void path();
+    void forms_data();
+    void forms();
+    void replacesLongerFileAndItsMode();
+    void unwritableTargetIsReported();
+
+private:
+    QTemporaryDir m_directory;
+};
+
+namespace {
+
+// What the playback side does with an encrypted file.
+QString decoded(const QByteArray &content)
+{
+    const char key[] = "0x9c4e17b2a05d38f6e1c7024b9da36f58";
+    char *output = nullptr;
+    std::uint32_t length = 0;
+    if (!content.startsWith(":x") || hqXCDecode(key, 35, content.constData() + 2,
+                                                content.size() - 2, 0, 0, &output, &length) == 0)
+        return "not decoded";
+    const QString address = QString::fromUtf8(output, length);
+    hqXCFree(output);
+    return address;
+}
+
+QByteArray contentOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("not readable");
+}
+
+bool othersMayRead(const QString &path)
+{
+    return (QFileInfo(path).permissions() & (QFile::ReadGroup | QFile::ReadOther)) != 0;
+}
+
+} // namespace
+
+void StreamFileTest::path_data()
+{
+    QTest::addColumn<QString>("directory");
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("separator added") << "D:\\out"
+                                     << "clip"
+                                     << "D:\\out\\clip.stream";
+    QTest::newRow("separator there") << "D:\\out\\"
+                                     << "clip"
+                                     << "D:\\out\\clip.stream";
+    QTest::newRow("slash is no separator") << "/out/"
+                                           << "clip"
+                                           << "/out/\\clip.stream";
+    QTest::newRow("no directory") << ""
+                                  << "clip"
+                                  << "\\clip.stream";
+    QTest::newRow("extension kept") << "o"
+                                    << "clip.mxf"
+                                    << "o\\clip.mxf.stream";
+}
+
+void StreamFileTest::path()
+{
+    QFETCH(QString, directory);
+    QFETCH(QString, name);
+    QTEST(streamFilePath(directory, name), "expected");
+}
+
+void StreamFileTest::forms_data()
+{
+    QTest::addColumn<QString>("address");
+    QTest::addColumn<bool>("ownerOnly");
+    QTest::newRow("local") << "C:\\media\\clip.mxf" << false;
+    QTest::newRow("names beyond ASCII") << "/médias/片/🎬 a+b%20.mxf" << false;
+    QTest::newRow("S3 with credentials") << "s3://AK:ab/c+d@e:f@127.0.0.1:80/b/clip.mxf" << true;
+    QTest::newRow("S3 unsigned") << "s3://:@h.org/b/clip.mxf" << false;
+    QTest::newRow("empty") << "" << false;
+    QTest::newRow("longer than any buffer") << "https://h.org/" + QString(70000, 'x') << false;
+}
+
+void StreamFileTest::forms()
+{
+    QFETCH(QString, address);
+    QFETCH(bool, ownerOnly);
+    const QString path = m_directory.filePath("plain.stream");
+    const QString encrypted = m_directory.filePath("encrypted.stream");
+    QFile::remove(path);
+    QFile::remove(encrypted);
+
+    QVERIFY(writeStreamFile(path, address, false));
+    QCOMPARE(contentOf(path), address.toUtf8());
+    QCOMPARE(othersMayRead(path), !ownerOnly);
+
+    QVERIFY(writeStreamFile(encrypted, address, true));
+    QCOMPARE(decoded(contentOf(encrypted)), address);
+    QVERIFY(!contentOf(encrypted).contains('\n'));
+    QCOMPARE(othersMayRead(encrypted), !ownerOnly);
+}
+
+void StreamFileTest::replacesLongerFileAndItsMode()
+{
+    // The "\" is a separator on the disk, also where the system's own is "/".
+    const QString written = m_directory.path() + "\\again.stream";
+    const QString path = m_directory.filePath("again.stream");
+    QVERIFY(writeStreamFile(written, QString(5000, 'x'), false));
+    QVERIFY(othersMayRead(path));
+    QVERIFY(writeStreamFile(written, "s3://AK:SK@h.org/b", false));
+    QCOMPARE(contentOf(path), QByteArray("s3://AK:SK@h.org/b"));
+    QVERIFY(!othersMayRead(path));
+}
+
+void StreamFileTest::unwritableTargetIsReported()
+{
+    QVERIFY(!writeStreamFile(m_directory.filePath("missing/a.stream"), "a", false));
+    QVERIFY(!writeStreamFile(m_directory.path(), "a", true));
+}
+
+PELLORY_TEST_MAIN(StreamFileTest, QCoreApplication)
+#include "tst_streamfile.moc"
