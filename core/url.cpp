@@ -8,9 +8,11 @@
 
 namespace {
 
-QString siteOrDefault(const QString &site, bool tams)
+QString siteOrDefault(QString site, bool tams)
 {
-    return site.isEmpty() && !tams ? s3ServiceHost() : site;
+    if (site.isEmpty() && !tams)
+        site = s3ServiceHost();
+    return site;
 }
 
 QString sourceAddress(const QString &key, const QString &secret, const QString &bucket,
@@ -30,7 +32,7 @@ URL::URL(QString accessKey, QString secretKey, QString regionName, QString bucke
     , secret(std::move(secretKey))
     , region(std::move(regionName))
     , bucket(std::move(bucketName))
-    , site(siteOrDefault(siteHost, tams))
+    , site(siteOrDefault(std::move(siteHost), tams))
     , isTams(tams)
 {
 }
