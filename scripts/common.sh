@@ -1,0 +1,102 @@
+# SPDX-FileCopyrightText: The Pellory developers
+# SPDX-License-Identifier: Apache-2.0
+# shellcheck shell=bash disable=SC2034
+
+# Shared by run.sh, test.sh and .ci/run: what they install and how they build. Everything here
+# prints to standard error, because run.sh passes the program's own output on unchanged.
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+
+build_packages=(
+    g++ cmake ninja-build pkg-config
+    qtbase5-dev libcurl4-openssl-dev libsodium-dev ca-certificates
+)
+# The object store that the tests run, and what they start beside it.
+test_packages=(
+    swift-proxy swift-account swift-container swift-object memcached
+    openssl python3 xvfb
+)
+ci_packages=(clang-format-14 clang-tidy-14)
+
+say() {
+    printf '%s\n' "$*" >&2
+}
+
+# Ends with 2: 1 and 255 are the program's own.
+die() {
+    say "$(basename "$0"): $*"
+    exit 2
+}
+
+missing_packages() {
+    local package
+    for package in "$@"; do
+        if [[ $(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null) != installed ]]; then
+            printf '%s\n' "$package"
+        fi
+    done
+}
+
+# Runs a command as root.
+as_root() {
+    if [[ $(id -u) == 0 ]]; then
+        "$@"
+    else
+        sudo "$@"
+    fi
+}
+
+# Installs without starting services: the tests start their own, on ports of their own, and a
+# machine without an init system could not start them anyway.
+apt_install() {
+    local policy=/usr/sbin/policy-rc.d made=0 status=0
+    local apt=(env DEBIAN_FRONTEND=noninteractive apt-get -q -o DPkg::Lock::Timeout=600)
+    if [[ ! -e $policy ]]; then
+        printf '#!/bin/sh\nexit 101\n' | as_root tee "$policy" >/dev/null
+        as_root chmod 755 "$policy"
+        made=1
+    fi
+    { as_root "${apt[@]}" update && as_root "${apt[@]}" install -y --no-install-recommends "$@"; } \
+        >&2 || status=$?
+    if [[ $made == 1 ]]; then
+        as_root rm -f "$policy"
+    fi
+    return "$status"
+}
+
+# Installs those of the packages that are not there yet.
+need_packages() {
+    local missing tool
+    if ! command -v dpkg-query >/dev/null || ! command -v apt-get >/dev/null; then
+        # Another system: its own packages may do.
+        for tool in c++ cmake ninja pkg-config; do
+            command -v "$tool" >/dev/null ||
+                die "'$tool' is missing, and this is not Debian: there is no apt-get to install it" \
+                    "with. Install what these Debian packages hold, then try again: $*"
+        done
+        say "No apt-get here; using what is installed."
+        return
+    fi
+    missing=$(missing_packages "$@" | tr '\n' ' ')
+    if [[ -z $missing ]]; then
+        return
+    fi
+    if [[ $(id -u) != 0 ]] && ! command -v sudo >/dev/null; then
+        die "packages are missing, and only root can install them. Run this as root:" \
+            "apt-get install --no-install-recommends $missing"
+    fi
+    say "Installing: $missing"
+    # shellcheck disable=SC2086
+    apt_install $missing || die "apt-get could not install: $missing"
+}
+
+# build PRESET [TARGET]: configures and builds, into build/PRESET.
+build() {
+    command -v "${CXX:-c++}" >/dev/null ||
+        die "there is no C++ compiler '${CXX:-c++}'. Install g++, or name one in CXX."
+    (
+        cd "$root" &&
+            cmake --preset "$1" &&
+            cmake --build --preset "$1" --target "${2:-all}"
+    ) >&2 || die "the build of preset '$1' failed; the reason stands above."
+}
