@@ -353,7 +353,7 @@ Kind kindOf(const std::string &path)
 
 std::string linkTarget(const std::string &path)
 {
-    const std::string name = slashed(path);
+    std::string name = slashed(path);
     struct stat info;
     if (::lstat(name.c_str(), &info) != 0 || !S_ISLNK(info.st_mode))
         return name;
