@@ -85,7 +85,7 @@ class Bucket:
         return value.encode() if isinstance(value, str) else value
 
     def etag(self, key):
-        return f'"{abs(hash(key)):016x}{self.versions[key]:016x}"'
+        return f'"{abs(hash(key)):016x}{self.versions[key]:016x}-2"'
 
     def entries(self, prefix, delimiter, start, count):
         """Up to `count` keys and folders from the key `start`, and the key that comes next."""

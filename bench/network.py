@@ -1,0 +1,168 @@
+#!/usr/bin/env python3
+# SPDX-FileCopyrightText: The Pellory developers
+# SPDX-License-Identifier: Apache-2.0
+
+"""Whole-process figures of listing and copying against a loopback server, each beside rclone and
+curl in the same run:
+
+    bench/network.py [--client build/release/bench_client] [--runs 5] [--only listing,near,far,chaos]
+
+Prints the median of each figure and its ratio to the peers'. The copies go to /dev/shm."""
+
+import argparse
+import json
+import os
+import statistics
+import subprocess
+import sys
+import time
+
+ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+TARGET = "/dev/shm/pellory-bench"
+GIB = 1 << 30
+CHAOS = [[0.025, {"status": 503}], [0.025, {"reset": True}], [0.05, {"cut": -1}]]
+
+
+class Server:
+    def __init__(self):
+        script = os.path.join(ROOT, "tests/servers/fault_server.py")
+        self.process = subprocess.Popen(["/usr/bin/python3", script], stdin=subprocess.PIPE,
+                                        stdout=subprocess.PIPE, text=True)
+        self.port = json.loads(self.process.stdout.readline())["port"]
+
+    def command(self, op, **members):
+        self.process.stdin.write(json.dumps({"op": op, **members}) + "\n")
+        self.process.stdin.flush()
+        answer = json.loads(self.process.stdout.readline())
+        if "error" in answer:
+            raise RuntimeError(answer["error"])
+        return answer
+
+    def close(self):
+        self.process.stdin.close()
+        self.process.wait()
+
+
+def run(command):
+    """(wall s, processor s, peak MiB) of one run; a failure ends the benchmark."""
+    environment = {k: v for k, v in os.environ.items()
+                   if not k.lower().endswith("_proxy") and k != "AWS_CA_BUNDLE"}
+    began = time.monotonic()
+    process = subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
+                               env=environment)
+    _, status, usage = os.wait4(process.pid, 0)
+    wall = time.monotonic() - began
+    if status:
+        sys.exit(f"{command[0]} failed: {process.stderr.read().decode()[-500:]}")
+    return wall, usage.ru_utime + usage.ru_stime, usage.ru_maxrss / 1024
+
+
+def compare(title, commands, runs, check=None):
+    """Runs the commands in turn, the first being ours, and prints medians and ratios."""
+    figures = {name: [] for name in commands}
+    for turn in range(runs + 1):
+        for name, command in commands.items():
+            if os.path.exists(TARGET):
+                os.remove(TARGET)
+            result = run(command)
+            if check:
+                check(name)
+            if turn:  # the first one warms up
+                figures[name].append(result)
+    print(f"\n{title}")
+    medians = {name: [statistics.median(column) for column in zip(*rows)]
+               for name, rows in figures.items()}
+    ours = next(iter(medians.values()))
+    for name, (wall, cpu, peak) in medians.items():
+        print(f"  {name:22} wall {wall:7.3f} s   cpu {cpu:7.3f} s   peak {peak:7.1f} MiB"
+              f"   ours/this: wall {ours[0] / wall:5.2f}  cpu {ours[1] / cpu:5.2f}")
+
+
+def touch_memory(size):
+    """Pages that the machine never used cost seconds per GiB; they are not what is measured."""
+    with open(TARGET, "wb") as file:
+        for _ in range(size >> 20):
+            file.write(b"\1" * (1 << 20))
+    os.remove(TARGET)
+
+
+def rclone(server, *arguments):
+    return ["rclone", "--config", "/dev/null", *arguments, "--s3-provider", "Other",
+            "--s3-endpoint", f"http://127.0.0.1:{server.port}", "--s3-access-key-id", "AK",
+            "--s3-secret-access-key", "SK", "--s3-list-version", "2"]
+
+
+def check_size(name):
+    if os.path.getsize(TARGET) != GIB:
+        sys.exit(f"{name} left {os.path.getsize(TARGET)} bytes")
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--client", default=os.path.join(ROOT, "build/release/bench_client"))
+    parser.add_argument("--runs", type=int, default=5)
+    parser.add_argument("--only", default="listing,near,far,chaos")
+    options = parser.parse_args()
+    wanted = options.only.split(",")
+    server = Server()
+    source = f"s3://AK:SK@127.0.0.1:{server.port}"
+    web = f"http://127.0.0.1:{server.port}"
+    server.command("bucket", bucket="many", count=100000, format="clip-{:08}.mxf")
+    server.command("bucket", bucket="more", count=400000, format="clip-{:08}.mxf")
+    server.command("bucket", bucket="media", objects={"big": GIB, "part": GIB // 4})
+    server.command("bucket", bucket="names", count=20000)
+    try:
+        if "listing" in wanted:
+            compare("Listing 100,000 keys of one level",
+                    {"pellory": [options.client, "walk", source + "/many"],
+                     "rclone": rclone(server, "lsf", ":s3:many")}, options.runs)
+            compare("Listing 400,000 keys: memory",
+                    {"pellory": [options.client, "walk", source + "/more"]}, 1)
+        copy = [options.client, "copy", source + "/media/big", TARGET]
+        curl = ["curl", "-sf", "-o", TARGET, web + "/media/big"]
+
+        def streams(count, cutoff):
+            return rclone(server, "copyto", ":s3:media/big", TARGET, "--multi-thread-streams",
+                          str(count), "--multi-thread-cutoff", cutoff)
+
+        if "near" in wanted or "far" in wanted:
+            touch_memory(GIB + (64 << 20))
+        if "near" in wanted:
+            compare("Copying 1 GiB, unshaped",
+                    {"pellory": copy, "rclone, 8 streams": streams(8, "64M"), "curl": curl},
+                    options.runs, check_size)
+        if "far" in wanted:
+            server.command("set", rate=50_000_000, latency=20)
+            compare("Copying 1 GiB, 20 ms and 50 MB/s a connection",
+                    {"pellory": copy, "rclone, 32 streams": streams(32, "16M"), "curl": curl},
+                    options.runs, check_size)
+            server.command("calm")
+        if "chaos" in wanted:
+            chaos(server, options.client, source)
+    finally:
+        server.close()
+        if os.path.exists(TARGET):
+            os.remove(TARGET)
+
+
+def chaos(server, client, source):
+    """5 % refused, 5 % cut: twenty seeds, every listing and copy right."""
+    with open(TARGET, "wb"):
+        pass
+    right = 0
+    for seed in range(20):
+        server.command("set", pageSize=200)
+        server.command("chaos", seed=seed, effects=CHAOS)
+        listed = subprocess.run([client, "walk", source + "/names"], capture_output=True, text=True)
+        os.remove(TARGET)
+        copied = subprocess.run([client, "copy", source + "/media/part", TARGET])
+        server.command("calm")
+        same = copied.returncode == 0 and not subprocess.run(
+            f"curl -sf {source.replace('s3://AK:SK@', 'http://')}/media/part | cmp - {TARGET}",
+            shell=True).returncode
+        right += listed.stdout == "20000 entries\n" and same
+    print(f"\n5 % refused and 5 % cut: {right} of 20 seeds listed 20,000 names and copied 256 MiB right")
+
+
+if __name__ == "__main__":
+    main()
