@@ -46,7 +46,9 @@ bool writeStreamFile(const QString &path, const QString &address, bool encrypt)
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
         return false;
     // Before the first byte is in it. Encrypted or not makes no difference: the key is built in.
-    if (holdsCredentials(address) && !file.setPermissions(QFile::ReadOwner | QFile::WriteOwner))
+    // Devices and pipes behind the path keep their mode.
+    if (holdsCredentials(address) && !file.isSequential() &&
+        !file.setPermissions(QFile::ReadOwner | QFile::WriteOwner))
         ErrOut("ERROR: a stream file with credentials could not be kept from other users");
     const QByteArray text = address.toUtf8();
     file.write(encrypt ? ":x" + encoded(text) : text);

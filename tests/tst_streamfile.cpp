@@ -86,6 +86,8 @@ void StreamFileTest::forms_data()
     QTest::newRow("local") << "C:\\media\\clip.mxf" << false;
     QTest::newRow("names beyond ASCII") << "/médias/片/🎬 a+b%20.mxf" << false;
     QTest::newRow("S3 with credentials") << "s3://AK:ab/c+d@e:f@127.0.0.1:80/b/clip.mxf" << true;
+    QTest::newRow("S3 with a secret alone, capitals") << "S3://:SK@h.org/b" << true;
+    QTest::newRow("S3 with a key alone") << "s3://AK:@h.org/b" << true;
     QTest::newRow("S3 unsigned") << "s3://:@h.org/b/clip.mxf" << false;
     QTest::newRow("empty") << "" << false;
     QTest::newRow("longer than any buffer") << "https://h.org/" + QString(70000, 'x') << false;

@@ -11,8 +11,6 @@ private slots:
     void record_data();
     void record();
     void serviceDomainFollowsFromTheHost();
-    void credentials_data();
-    void credentials();
 };
 
 void UrlTest::record_data()
@@ -62,24 +60,6 @@ void UrlTest::record()
 void UrlTest::serviceDomainFollowsFromTheHost()
 {
     QCOMPARE(s3ServiceDomain(), QString("amazonaws.com"));
-}
-
-void UrlTest::credentials_data()
-{
-    QTest::addColumn<QString>("address");
-    QTest::addColumn<bool>("expected");
-    QTest::newRow("key and secret") << "s3://AK:SK@h.org/b" << true;
-    QTest::newRow("secret alone, capitals") << "S3://:SK@h.org/b" << true;
-    QTest::newRow("key alone") << "s3://AK:@h.org/b" << true;
-    QTest::newRow("unsigned") << "s3://:@h.org/b" << false;
-    QTest::newRow("https") << "https://h.org/b" << false;
-    QTest::newRow("local") << "C:\\media\\clip.mxf" << false;
-}
-
-void UrlTest::credentials()
-{
-    QFETCH(QString, address);
-    QTEST(holdsCredentials(address), "expected");
 }
 
 PELLORY_TEST_MAIN(UrlTest, QCoreApplication)
