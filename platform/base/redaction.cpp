@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstring>
 
 namespace hq {
 
@@ -79,6 +78,23 @@ private:
     std::size_t lengthUntil(std::string_view ends) const
     {
         return std::min(rest().find_first_of(ends), rest().size());
+    }
+
+    // `mark` in lower case.
+    std::size_t lengthOfLineUntil(std::string_view mark, std::size_t from = 0) const
+    {
+        const std::string_view text = rest();
+        const auto isMark = [&](std::size_t at) {
+            return text.size() - at >= mark.size() &&
+                   std::equal(mark.begin(), mark.end(),
+                              text.begin() + static_cast<std::ptrdiff_t>(at),
+                              [](char a, char b) { return a == lower(b); });
+        };
+        std::size_t length = std::min(from, text.size());
+        while (length < text.size() && kLineEnds.find(text[length]) == std::string_view::npos &&
+               !isMark(length))
+            ++length;
+        return length;
     }
 
     void keep(std::size_t length)
@@ -157,7 +173,7 @@ private:
         keepBlanks();
         if (startsWith(rest(), "\\\"")) {
             keep(2);
-            hide(std::min(rest().find("\\\""), lengthUntil(kLineEnds)));
+            hide(lengthOfLineUntil("\\\""));
         } else if (startsWith(rest(), "\"") || (isQuotedName && startsWith(rest(), "'"))) {
             quoted(rest()[0]);
         } else {
@@ -187,15 +203,12 @@ private:
 
     void s3Address()
     {
-        constexpr std::string_view kScheme = "s3://";
         // Addresses are looked at one by one, so that a line of many stays quick.
-        std::string_view ahead = rest().substr(3, lengthUntil(kLineEnds));
-        ahead = ahead.substr(0, nextS3Address(ahead));
-        const std::size_t start = m_position + 3 - kScheme.size();
-        const std::string_view address = m_text.substr(start, kScheme.size() + ahead.size());
+        constexpr std::string_view kScheme = "s3://";
+        const std::string_view parts = rest().substr(3, lengthOfLineUntil(kScheme, 3) - 3);
         keep(3);
-        const std::size_t colon = ahead.find(':');
-        const std::size_t lastAt = ahead.rfind('@');
+        const std::size_t colon = parts.find(':');
+        const std::size_t lastAt = parts.rfind('@');
         if (colon == std::string_view::npos ||
             (lastAt != std::string_view::npos && lastAt < colon)) {
             // No key and secret: what stands before a "@" is not shown all the same.
@@ -204,31 +217,20 @@ private:
             return;
         }
         keep(colon + 1);
-        if (lastAt == std::string_view::npos) {
+        if (lastAt == std::string_view::npos)
             hide(lengthUntil(kBlanks));
-            return;
-        }
-        const std::size_t at =
-            isFollowedByHost(address) ? secretEnd(address, true) - kScheme.size() : lastAt;
-        hide(at - colon - 1);
+        else
+            hide(endOfSecret(parts.substr(colon + 1)));
     }
 
-    static std::size_t nextS3Address(std::string_view text)
+    // Where no host follows any "@", the last of all counts and not the first.
+    static std::size_t endOfSecret(std::string_view text)
     {
-        for (std::size_t at = text.find("3://"); at != std::string_view::npos;
-             at = text.find("3://", at + 1)) {
-            if (at > 0 && lower(text[at - 1]) == 's')
-                return at - 1;
-        }
-        return text.size();
-    }
-
-    // Whether a host follows any "@" of the address. The first "@" of all is what secretEnd()
-    // gives for none too, so one that no host can follow is put before it.
-    static bool isFollowedByHost(std::string_view address)
-    {
-        const std::string probe = "s3://:@@" + std::string(address.substr(address.find('@') + 1));
-        return secretEnd(probe, true) != std::strlen("s3://:");
+        // secretEnd() gives the first "@" in this case, so one that no host follows comes first.
+        const std::string address = "s3://:@ " + std::string(text);
+        constexpr std::size_t kAdded = std::string_view("s3://:@ ").size();
+        const std::size_t end = secretEnd(address, true);
+        return end < kAdded ? text.rfind('@') : end - kAdded;
     }
 
     std::string_view m_text;
