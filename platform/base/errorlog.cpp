@@ -26,8 +26,9 @@ struct Log
 
 Log &errorLog()
 {
-    static Log log;
-    return log;
+    // Never destroyed: messages come to the very end of the process.
+    static auto *log = new Log;
+    return *log;
 }
 
 std::string formatLine(const std::string &text)
@@ -49,7 +50,7 @@ std::string formatLine(const std::string &text)
     return line + '\n';
 }
 
-void append(const std::string &line)
+void append(const std::string &text)
 {
     Log &log = errorLog();
     const std::lock_guard<std::mutex> lock(log.mutex);
@@ -59,6 +60,7 @@ void append(const std::string &line)
     if (root.empty() || !system::makeFolders(folder))
         return;
     const std::string path = folder + log.name + ".log";
+    const std::string line = formatLine(text);
     auto file = system::NativeFile::openForAppending(path);
     std::int64_t end = 0;
     if (!file.isOpen() || !file.append(line.data(), line.size(), &end))
@@ -118,7 +120,7 @@ void writeErrorLog(const std::string &text)
 {
     const std::uint32_t error = lastError();
     try {
-        append(formatLine(text));
+        append(text);
     } catch (const std::exception &) {
         // Out of memory: the line is lost, the caller is not.
     }

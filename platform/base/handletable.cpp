@@ -22,8 +22,9 @@ HandleTable::HandleTable() : m_next(kFirst) {}
 
 HandleTable &HandleTable::instance()
 {
-    static HandleTable table;
-    return table;
+    // Never destroyed: a thread may still be at work when the process ends.
+    static auto *table = new HandleTable;
+    return *table;
 }
 
 HQHANDLE HandleTable::add(std::unique_ptr<File> file)
