@@ -5,7 +5,8 @@
  * directory and store, the error log, the encoder of encrypted stream files.
  *
  * Encoding   Texts are NUL-terminated UTF-8. On systems that separate paths with "/", a "\" in
- *            a local path counts as a separator; the text itself is never changed.
+ *            a local path counts as a separator; the text itself is never changed. A file
+ *            whose own name holds a "\" is found when nothing is there with "/".
  * Sources    "s3://", "https://" and "http://" in any letter case are network sources, every
  *            other text is a local path.
  *            S3 form: "s3://" key ":" secret "@" site "/" bucket ["/" object key], nothing

@@ -66,7 +66,7 @@ bool renameOver(const std::string &from, const std::string &to);
 bool renameNew(const std::string &from, const std::string &to);
 bool removeFile(const std::string &path);
 
-// Bytes there so far and in all; false stops with Cancelled. Called at least every few MiB.
+// Bytes there so far and in all; false stops with Cancelled. Called every MiB or so.
 using CopyStep = std::function<bool(std::int64_t done, std::int64_t total)>;
 // Copies by the quickest means of the system to a file that must not exist yet. A failed copy may
 // leave the new file behind.

@@ -38,7 +38,8 @@ namespace hq::system {
 
 namespace {
 
-constexpr std::size_t kCopyChunk = 4 << 20;
+// Small enough that a slow disk lets a copy be stopped in time.
+constexpr std::size_t kCopyChunk = 1 << 20;
 
 // The number that Windows gives to the same failure, so that callers know one set of numbers.
 std::uint32_t windowsCode(int code)
