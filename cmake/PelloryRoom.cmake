@@ -19,6 +19,9 @@ else()
     if(PELLORY_WERROR)
         target_compile_options(pellory_settings INTERFACE -Werror)
     endif()
+    if(PELLORY_FUZZ)
+        target_compile_options(pellory_settings INTERFACE -fsanitize=fuzzer-no-link)
+    endif()
     if(PELLORY_SANITIZE)
         target_compile_options(
             pellory_settings INTERFACE -fsanitize=${PELLORY_SANITIZE} -fno-omit-frame-pointer

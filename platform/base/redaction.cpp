@@ -209,16 +209,15 @@ private:
         keep(3);
         const std::size_t colon = parts.find(':');
         const std::size_t lastAt = parts.rfind('@');
-        if (colon == std::string_view::npos ||
-            (lastAt != std::string_view::npos && lastAt < colon)) {
+        if (colon == std::string_view::npos) {
             // No key and secret: what stands before a "@" is not shown all the same.
             if (lastAt != std::string_view::npos)
                 hide(lastAt);
             return;
         }
         keep(colon + 1);
-        if (lastAt == std::string_view::npos)
-            hide(lengthUntil(kBlanks));
+        if (lastAt == std::string_view::npos || lastAt < colon)
+            hide(lengthUntil(kBlanks)); // the secret may hold what looks like the next address
         else
             hide(endOfSecret(parts.substr(colon + 1)));
     }

@@ -4,7 +4,6 @@
 #include "net/s3address.h"
 #include "net/s3resource.h"
 
-#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -22,7 +21,7 @@ void put(char *buffer, std::string_view text)
         while (length > 0 && (static_cast<unsigned char>(text[length]) & 0xc0) == 0x80)
             --length;
     }
-    std::memcpy(buffer, text.data(), length);
+    text.copy(buffer, length);
     buffer[length] = '\0';
 }
 
