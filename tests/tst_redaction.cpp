@@ -65,7 +65,7 @@ void RedactionTest::lines()
 void RedactionTest::isLinear_data()
 {
     QTest::addColumn<QByteArray>("part");
-    for (const char *part : {"s3://", "s3://a:b@", "s3://a:b@c.d@", "@", "a", "3://", "token=\"",
+    for (const char *part : {"s3://", "s3://a:b@", "s3://a:b@c.d@", "@", "3://", "token=\"",
                              "https://@", "s3://a:@a.b.c.d.", "token:\\\"", "<token>"})
         QTest::newRow(part) << QByteArray(part);
 }
@@ -74,7 +74,7 @@ void RedactionTest::isLinear_data()
 void RedactionTest::isLinear()
 {
     QFETCH(QByteArray, part);
-    QVERIFY(!hq::redact(part.repeated(10'000'000 / part.size()).toStdString()).empty());
+    QVERIFY(!hq::redact(part.repeated(6'000'000 / part.size()).toStdString()).empty());
 }
 
 PELLORY_TEST_MAIN(RedactionTest, QCoreApplication)
