@@ -1,0 +1,96 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#include "s3entries.h"
+
+#include "addressforms.h"
+#include "configdirectory.h"
+#include "hqutil.h"
+#include "url.h"
+
+#include <QFile>
+#include <QTextStream>
+#include <cstdio>
+
+namespace {
+
+constexpr qint64 largestEntryFile = 4 * 1024 * 1024;
+
+// The text between the first "=" and the second; empty in a line without one.
+QString valueOf(const QString &line)
+{
+    return line.section(QLatin1Char('='), 1, 1);
+}
+
+} // namespace
+
+std::optional<S3Entry> parseS3Entry(QTextStream &lines)
+{
+    S3Entry entry;
+    entry.site = s3ServiceHost();
+    int count = 0;
+    QString line;
+    while (lines.readLineInto(&line)) {
+        if (line.startsWith(QLatin1Char('#')) || line.startsWith(QLatin1Char('%')))
+            continue;
+        if (line.contains(QLatin1String("AccessKeyId"))) {
+            entry.key = valueOf(line);
+            ++count;
+        } else if (line.contains(QLatin1String("SecretKey"))) {
+            entry.secret = valueOf(line);
+            ++count;
+        } else if (line.contains(QLatin1String("Region"))) {
+            entry.region = valueOf(line);
+        } else if (line.contains(QLatin1String("Site"))) {
+            entry.site = valueOf(line);
+            ++count;
+        }
+    }
+    return count >= 2 ? std::optional(entry) : std::nullopt;
+}
+
+QVector<S3Entry> readS3Entries(const QString &directory)
+{
+    QVector<S3Entry> entries;
+    for (const QString &name : entryNames(directory, QStringLiteral("*.csv"))) {
+        QFile file(directory + name);
+        if (!file.open(QIODevice::ReadOnly))
+            continue;
+        QTextStream lines(file.read(largestEntryFile));
+        lines.setCodec("UTF-8");
+        if (std::optional<S3Entry> entry = parseS3Entry(lines)) {
+            entry->bucket = name.chopped(4);
+            entries.append(*entry);
+        }
+    }
+    return entries;
+}
+
+QString s3EntryPath(const QString &directory, const QString &bucket)
+{
+    return directory + bucket + QStringLiteral(".csv");
+}
+
+int writeS3Entry(const QByteArray &directory, const S3Entry &entry)
+{
+    char path[HQ_CONFIG_DIR_SIZE];
+    const int length = std::snprintf(path, sizeof path, "%s%s.csv", directory.constData(),
+                                     entry.bucket.toUtf8().constData());
+    if (length < 0 || length >= static_cast<int>(sizeof path))
+        return -1;
+    const HQHANDLE file =
+        hqOSCreateFile(path, HQ_ACCESS_WRITE, HQ_SHARE_READ, nullptr, HQ_CREATE_ALWAYS, 0, nullptr);
+    if (file == HQ_INVALID_HANDLE)
+        return -1;
+    hqOSfprintf(file, "AWSAccessKeyId=%s\r\n", entry.key.toUtf8().constData());
+    hqOSfprintf(file, "AWSSecretKey=%s\r\n", entry.secret.toUtf8().constData());
+    hqOSfprintf(file, "AWSRegion=%s\r\n", entry.region.toUtf8().constData());
+    return hqOSCloseFile(file);
+}
+
+int URL::writeCsv()
+{
+    const QByteArray directory = configDirectory().toUtf8();
+    if (directory.isEmpty())
+        return -1;
+    return writeS3Entry(directory, {key, secret, region, bucket, site});
+}
