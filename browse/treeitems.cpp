@@ -1,0 +1,91 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#include "treeitems.h"
+
+#include <QStandardItemModel>
+
+namespace {
+
+QStandardItem *makeItem(const QString &text, const QString &kind, const QIcon &icon,
+                        const QVariant &payload)
+{
+    auto *item = new QStandardItem(icon, text);
+    item->setData(kind, KindRole);
+    item->setData(payload, NodeDataRole);
+    return item;
+}
+
+} // namespace
+
+QString rootKind()
+{
+    return QStringLiteral("Root");
+}
+
+QString folderKind()
+{
+    return QStringLiteral("Folder");
+}
+
+QString fileKind()
+{
+    return QStringLiteral("File");
+}
+
+QStandardItem *makeRootItem(const QString &text, const QStringList &pathParts, const QString &path,
+                            const ItemIcons &icons)
+{
+    NodeData node;
+    node.pathParts = pathParts;
+    node.path = path;
+    node.listed = true;
+    return makeItem(text, rootKind(), icons.directory, QVariant::fromValue(node));
+}
+
+QStandardItem *makeEntryItem(const QString &path, bool isFile, const ItemIcons &icons)
+{
+    NodeData node;
+    node.pathParts = path.split(QLatin1Char('/'));
+    node.path = path;
+    node.isFile = isFile;
+    return makeItem(node.pathParts.last(), isFile ? fileKind() : folderKind(),
+                    isFile ? icons.file : icons.directory, QVariant::fromValue(node));
+}
+
+QList<QStandardItem *> makeFlowRow(const TamsNodeData &flow, const ItemIcons &icons)
+{
+    return {makeItem(flow.label, fileKind(), icons.file, QVariant::fromValue(flow)),
+            new QStandardItem(flow.id), new QStandardItem(flow.format),
+            new QStandardItem(flow.created)};
+}
+
+NodeData nodeData(const QStandardItem *item)
+{
+    return item ? item->data(NodeDataRole).value<NodeData>() : NodeData();
+}
+
+TamsNodeData tamsNodeData(const QStandardItem *item)
+{
+    return item ? item->data(NodeDataRole).value<TamsNodeData>() : TamsNodeData();
+}
+
+void markListed(QStandardItem *item)
+{
+    NodeData node = nodeData(item);
+    node.listed = true;
+    item->setData(QVariant::fromValue(node), NodeDataRole);
+}
+
+void resetForS3(QStandardItemModel *model)
+{
+    model->clear();
+    model->setHorizontalHeaderLabels({QStringLiteral("Name"), QStringLiteral("Size"),
+                                      QStringLiteral("Kind"), QStringLiteral("Date")});
+}
+
+void resetForTams(QStandardItemModel *model)
+{
+    model->clear();
+    model->setHorizontalHeaderLabels({QStringLiteral("Label"), QStringLiteral("Id"),
+                                      QStringLiteral("Format"), QStringLiteral("Created")});
+}
