@@ -2,7 +2,84 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "mainwindow.h"
 
-MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent)
+#include "paramdialog.h"
+#include "treeitems.h"
+#include "treesortfilterproxymodel.h"
+#include "treeviews.h"
+#include "ui_mainwindow.h"
+#include "url.h"
+
+#include <QFile>
+#include <QFileSystemModel>
+#include <QLineEdit>
+#include <QStandardItemModel>
+
+// The resources stand in a static library, which leaves them out unless they are named. The macro
+// works in the global namespace only.
+static void initResources()
 {
+    Q_INIT_RESOURCE(resources);
+}
+
+MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(new Ui_MainWindow), m_work(this)
+{
+    ui->setupUi(this);
     setWindowTitle(QStringLiteral("Pellory"));
+    applyStyleSheet();
+    makeModels();
+
+    ui->combo_TargetDir->setEditable(true);
+    fillTargetDirectories();
+    // After the box's own connection, so that the box has taken the text when the slot runs.
+    connect(ui->combo_TargetDir->lineEdit(), SIGNAL(returnPressed()), this, SLOT(addTarget()));
+
+    connect(this, SIGNAL(updateStatus(QString)), this, SLOT(on_updateStatus(QString)),
+            Qt::QueuedConnection);
+    connect(this, SIGNAL(finished(QStandardItem *, bool)), this,
+            SLOT(on_finished(QStandardItem *, bool)), Qt::QueuedConnection);
+
+    loadSources();
+    appendComputer();
+    ui->combo_URL->setCurrentIndex(ui->combo_URL->count() - 1);
+
+    connect(ui->button_Exit, SIGNAL(clicked()), QCoreApplication::instance(), SLOT(quit()));
+    ui->button_PartialFile->hide();
+}
+
+MainWindow::~MainWindow()
+{
+    m_work.stop();
+    delete paramDialog;
+    showModel(ui->treeView, nullptr);
+    showModel(ui->fileView, nullptr);
+    delete fileProxy;
+    delete folderProxy;
+    qDeleteAll(sources);
+    delete ui;
+}
+
+void MainWindow::applyStyleSheet()
+{
+    initResources();
+    QFile file(QStringLiteral(":/resources/default.qss"));
+    const QByteArray text = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    setStyleSheet(QString::fromLatin1(text.constData()));
+}
+
+void MainWindow::makeModels()
+{
+    treeModel = new QStandardItemModel(this);
+    fileProxy = new TreeSortFilterProxyModel(fileKind());
+    folderProxy = new TreeSortFilterProxyModel(folderKind());
+
+    driveModel = new QFileSystemModel(this);
+    driveModel->setReadOnly(true);
+    driveModel->setFilter(QDir::Dirs | QDir::NoDotAndDotDot);
+    driveModel->setRootPath(driveModel->myComputer().toString());
+    showModel(ui->treeView, driveModel);
+    ui->treeView->setRootIndex(driveModel->index(driveModel->rootPath()));
+
+    // A double-click opens a folder; it must not start to edit the name.
+    ui->treeView->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    ui->fileView->setEditTriggers(QAbstractItemView::NoEditTriggers);
 }

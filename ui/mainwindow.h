@@ -2,12 +2,96 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <QMainWindow>
+#include "backgroundwork.h"
 
-// The program's one window.
+#include <QList>
+#include <QMainWindow>
+#include <QModelIndex>
+
+class AddDialog;
+class ParamDialog;
+class PartialRestoreDialog;
+class QFileSystemModel;
+class QStandardItem;
+class QStandardItemModel;
+class TamsDialog;
+class TreeSortFilterProxyModel;
+class URL;
+class Ui_MainWindow;
+
+// The program's one window. Its slots read widgets, call and show; GUI thread only. The order of
+// the signals and slots gives their meta-object indices and stays as it is.
 class MainWindow : public QMainWindow
 {
     Q_OBJECT
 public:
-    explicit MainWindow(QWidget *parent);
+    explicit MainWindow(QWidget *parent = nullptr);
+    ~MainWindow() override;
+
+signals:
+    void updateStatus(QString status);
+    void finished(QStandardItem *item, bool isRoot);
+
+private slots:
+    void on_button_Params_clicked();
+    void on_button_MakeStream_clicked();
+    void on_button_LocalizeFile_clicked();
+    void on_button_EncryptStream_clicked();
+    void on_button_PartialFile_clicked();
+    void on_button_Connect_clicked();
+    void on_button_URL_Remove_clicked();
+    void onAddUrl(QString key, QString secret, QString region, QString bucket, QString site);
+    void onUpdateUrl(QString key, QString secret, QString region, QString bucket, URL *URL,
+                     int index);
+    void on_treeView_clicked(QModelIndex index);
+    void addTarget();
+    void on_fileView_clicked(QModelIndex index);
+    void on_button_TargetDir_Remove_clicked();
+    void on_treeView_doubleClicked(QModelIndex index);
+    void on_updateStatus(QString status);
+    void on_finished(QStandardItem *item, bool isRoot);
+    void on_button_Add_clicked();
+    void on_button_tams_clicked();
+    void onAddTams(QString tams, QString end, QString oauth, QString id, QString secret);
+
+private:
+    friend class MainWindowProbe; // tests
+
+    // Construction
+    void applyStyleSheet();
+    void makeModels();
+    void fillTargetDirectories();
+
+    // Sources: item i of the "URL:" box shows sources[i], the computer's entry comes last.
+    void loadSources();
+    void appendComputer();
+    void deleteEntryFile(const QString &path);
+    void saveTargets();
+
+    // Browsing
+    void setBrowsing(bool local, bool tams);
+    void showLocalFolder(const QModelIndex &folder);
+    void showFolderFiles(const QStandardItem *folder);
+    void listFolder(QStandardItem *folder);
+    QStandardItem *itemOf(const TreeSortFilterProxyModel *proxy, const QModelIndex &index) const;
+
+    Ui_MainWindow *ui;
+    QList<URL *> sources;
+    QList<QStandardItem *> rootItems;
+    ParamDialog *paramDialog = nullptr;
+    AddDialog *addDialog = nullptr;
+    TamsDialog *tamsDialog = nullptr;
+    PartialRestoreDialog *partialRestoreDialog = nullptr;
+    QStandardItemModel *treeModel = nullptr;
+    TreeSortFilterProxyModel *folderProxy = nullptr;
+    TreeSortFilterProxyModel *fileProxy = nullptr;
+    QFileSystemModel *driveModel = nullptr;
+    QFileSystemModel *localFileModel = nullptr;
+    QString selectedName;
+    QString selectedPath;
+    quint32 itemCount = 0;
+    bool localBrowsing = true;
+    bool tamsBrowsing = false;
+    QString tamsEndpoint;
+    BackgroundWork m_work;
 };

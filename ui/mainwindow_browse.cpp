@@ -1,0 +1,132 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+
+// The window's two views and its status line.
+#include "mainwindow.h"
+
+#include "treeitems.h"
+#include "treesortfilterproxymodel.h"
+#include "treeviews.h"
+#include "ui_mainwindow.h"
+
+#include <QFileSystemModel>
+#include <QStandardItemModel>
+
+void MainWindow::setBrowsing(bool local, bool tams)
+{
+    localBrowsing = local;
+    tamsBrowsing = tams;
+    // For a remote source the double-click slot expands; the view would collapse it again.
+    ui->treeView->setExpandsOnDoubleClick(local);
+}
+
+void MainWindow::on_treeView_clicked(QModelIndex index)
+{
+    if (!index.isValid())
+        return;
+    if (localBrowsing) {
+        showLocalFolder(index);
+        return;
+    }
+    QStandardItem *item = itemOf(folderProxy, index);
+    if (!item)
+        return;
+    const NodeData node = nodeData(item);
+    if (!node.isFile && !node.listed)
+        listFolder(item);
+    else
+        showFolderFiles(item);
+}
+
+void MainWindow::showLocalFolder(const QModelIndex &folder)
+{
+    if (folder.model() != driveModel)
+        return;
+    QFileSystemModel *previous = localFileModel;
+    localFileModel = new QFileSystemModel(this);
+    localFileModel->setReadOnly(true);
+    localFileModel->setFilter(QDir::Files);
+    const QString path = driveModel->filePath(folder);
+    // For a folder that has gone since it was listed the model would show the working directory.
+    if (QDir(path).exists()) {
+        localFileModel->setRootPath(path);
+        showModel(ui->fileView, localFileModel);
+        ui->fileView->setRootIndex(localFileModel->index(localFileModel->rootPath()));
+    } else {
+        showModel(ui->fileView, nullptr);
+    }
+    delete previous;
+}
+
+void MainWindow::showFolderFiles(const QStandardItem *folder)
+{
+    fileProxy->setSourceModel(treeModel);
+    fileProxy->setFilterFixedString(folder->text());
+    const QModelIndex root = fileProxy->mapFromSource(folder->index());
+    showModel(ui->fileView, root.isValid() ? fileProxy : nullptr);
+    ui->fileView->setRootIndex(root);
+}
+
+QStandardItem *MainWindow::itemOf(const TreeSortFilterProxyModel *proxy,
+                                  const QModelIndex &index) const
+{
+    if (index.model() != proxy || proxy->sourceModel() != treeModel)
+        return nullptr;
+    return treeModel->itemFromIndex(proxy->mapToSource(index.sibling(index.row(), 0)));
+}
+
+void MainWindow::on_fileView_clicked(QModelIndex index)
+{
+    const QModelIndex name = index.sibling(index.row(), 0);
+    if (!name.isValid())
+        return;
+    if (localBrowsing) {
+        if (name.model() != localFileModel)
+            return;
+        selectedName = localFileModel->fileName(name);
+        selectedPath = localFileModel->filePath(name);
+        return;
+    }
+    const QStandardItem *item = itemOf(fileProxy, name);
+    if (!item)
+        return;
+    if (tamsBrowsing) {
+        const TamsNodeData flow = tamsNodeData(item);
+        selectedName = flow.id;
+        selectedPath = flow.label;
+    } else {
+        selectedName = item->text();
+        selectedPath = nodeData(item).path;
+    }
+}
+
+void MainWindow::on_treeView_doubleClicked(QModelIndex index)
+{
+    if (localBrowsing || !index.isValid())
+        return;
+    if (ui->treeView->isExpanded(index)) {
+        ui->treeView->collapse(index);
+    } else {
+        ui->treeView->expand(index);
+        ui->treeView->resizeColumnToContents(0);
+    }
+}
+
+void MainWindow::on_updateStatus(QString status)
+{
+    const bool connecting = status == QLatin1String("Connecting");
+    if (!connecting && status != QLatin1String("Finished"))
+        ++itemCount;
+    ui->textbox_Status->setPlainText(
+        connecting ? status : QStringLiteral("Count: %1 | ").arg(itemCount) + status);
+}
+
+void MainWindow::on_finished(QStandardItem *item, bool isRoot)
+{
+    if (isRoot) {
+        folderProxy->setSourceModel(treeModel);
+        showModel(ui->treeView, folderProxy);
+    } else if (item) {
+        showFolderFiles(item);
+    }
+}

@@ -1,0 +1,194 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+
+// The window's sources and target directories.
+#include "adddialog.h"
+#include "configdirectory.h"
+#include "hqutil.h"
+#include "mainwindow.h"
+#include "paramdialog.h"
+#include "s3entries.h"
+#include "tamsdialog.h"
+#include "tamsentries.h"
+#include "targetdirectories.h"
+#include "ui_mainwindow.h"
+#include "url.h"
+#include "warningbox.h"
+
+#include <QFileSystemModel>
+#include <QSettings>
+#include <algorithm>
+#include <memory>
+
+namespace {
+
+QString tamsText(const URL *source)
+{
+    return QStringLiteral("tamss://") + source->getSite();
+}
+
+} // namespace
+
+void MainWindow::loadSources()
+{
+    const QString directory = configDirectory();
+    for (const S3Entry &entry : readS3Entries(directory)) {
+        auto *source =
+            new URL(entry.key, entry.secret, entry.region, entry.bucket, entry.site, false);
+        sources.append(source);
+        ui->combo_URL->addItem(source->getDisplayName());
+    }
+    for (const QString &host : readTamsHosts(directory)) {
+        auto *source = new URL({}, {}, {}, {}, host, true);
+        sources.append(source);
+        ui->combo_URL->addItem(tamsText(source));
+    }
+    ui->combo_URL->setMaxVisibleItems(12);
+}
+
+void MainWindow::appendComputer()
+{
+    ui->combo_URL->addItem(driveModel->myComputer().toString());
+}
+
+void MainWindow::onAddUrl(QString key, QString secret, QString region, QString bucket, QString site)
+{
+    auto *source = new URL(key, secret, region, bucket, site, false);
+    source->writeCsv();
+    sources.append(source);
+    const int position = ui->combo_URL->count() - 1;
+    ui->combo_URL->insertItem(position, source->getDisplayName());
+    ui->combo_URL->setCurrentIndex(position);
+}
+
+void MainWindow::onUpdateUrl(QString key, QString secret, QString region, QString bucket, URL *URL,
+                             int index)
+{
+    // The list may have changed while the dialog was open; the record says where it stands now.
+    index = sources.indexOf(URL);
+    if (index < 0)
+        return;
+    sources[index] = new class URL(key, secret, region, bucket, URL->getSite(), false);
+    ui->combo_URL->setCurrentIndex(index);
+    ui->combo_URL->setItemText(index, sources[index]->getDisplayName());
+    delete URL;
+}
+
+void MainWindow::on_button_URL_Remove_clicked()
+{
+    const int current = ui->combo_URL->currentIndex();
+    if (current < 0 || current >= sources.size())
+        return;
+    const QString directory = configDirectory();
+    const QString text = ui->combo_URL->currentText();
+    const QString scheme = QStringLiteral("://");
+    const QString host = text.contains(scheme) ? text.section(scheme, 1) : text;
+    deleteEntryFile(tamsEntryPath(directory, host));
+
+    const int position = ui->combo_URL->findText(text, Qt::MatchExactly | Qt::MatchCaseSensitive);
+    if (position < 0 || position >= sources.size())
+        return;
+    ui->combo_URL->removeItem(position);
+    const std::unique_ptr<URL> source(sources.takeAt(position));
+    const auto sharesFile = [&](const URL *other) {
+        return !other->isTams && other->getBucket() == source->getBucket();
+    };
+    if (!source->isTams && std::none_of(sources.cbegin(), sources.cend(), sharesFile))
+        deleteEntryFile(s3EntryPath(directory, source->getBucket()));
+}
+
+void MainWindow::deleteEntryFile(const QString &path)
+{
+    const QByteArray encoded = path.toUtf8();
+    if (hqOSFileExists(encoded.constData()) == 0 || hqOSDeleteFile(encoded.constData()) != 0)
+        return;
+    showWarning(this, QStringLiteral("Unable to delete file"),
+                QStringLiteral("Unable to delete file <%1>").arg(path));
+}
+
+void MainWindow::onAddTams(QString tams, QString end, QString oauth, QString id, QString secret)
+{
+    const QString host = tamsHost(tams);
+    qint32 length = host.size();
+    hqCFGValueString(-1, tamsSection(host).toUtf8().constData(), "oauth2server",
+                     oauth.toUtf8().constData(), &length, 1);
+    hqCFGSave(-1, 0, 0);
+
+    const QString directory = configDirectory();
+    const QString path = tamsEntryPath(directory, host);
+    if (!writeTamsEntry(path, {end, id, secret})) {
+        const quint32 error = hqOSGetLastError();
+        showWarning(this, QStringLiteral("Unable to create file"),
+                    QStringLiteral("Unable to create file <%1>\nPlease check your permissions on\n"
+                                   "%2\nError %3.")
+                        .arg(path, directory, QString::number(error)));
+    }
+
+    qDeleteAll(sources);
+    sources.clear();
+    ui->combo_URL->clear();
+    loadSources();
+    appendComputer();
+}
+
+void MainWindow::on_button_Params_clicked()
+{
+    const int index = ui->combo_URL->currentIndex();
+    if (index < 0 || index >= sources.size() || sources[index]->isTams)
+        return;
+    paramDialog = new ParamDialog(this, index, sources[index]);
+    connect(paramDialog, SIGNAL(updateUrl(QString, QString, QString, QString, URL *, int)), this,
+            SLOT(onUpdateUrl(QString, QString, QString, QString, URL *, int)));
+    paramDialog->show();
+}
+
+void MainWindow::on_button_Add_clicked()
+{
+    if (!addDialog) {
+        addDialog = new AddDialog(this);
+        connect(addDialog, SIGNAL(addUrl(QString, QString, QString, QString, QString)), this,
+                SLOT(onAddUrl(QString, QString, QString, QString, QString)));
+    }
+    addDialog->show();
+}
+
+void MainWindow::on_button_tams_clicked()
+{
+    if (!tamsDialog) {
+        tamsDialog = new TamsDialog(this);
+        connect(tamsDialog, SIGNAL(addTams(QString, QString, QString, QString, QString)), this,
+                SLOT(onAddTams(QString, QString, QString, QString, QString)));
+    }
+    tamsDialog->show();
+}
+
+void MainWindow::fillTargetDirectories()
+{
+    const QSettings settings(QStringLiteral("Corvane"), QStringLiteral("Pellory"));
+    ui->combo_TargetDir->addItems(loadTargetDirectories(settings));
+}
+
+void MainWindow::addTarget()
+{
+    const QString text = ui->combo_TargetDir->currentText();
+    if (ui->combo_TargetDir->findText(text) < 0)
+        ui->combo_TargetDir->addItem(text);
+    saveTargets();
+}
+
+void MainWindow::on_button_TargetDir_Remove_clicked()
+{
+    const int position = ui->combo_TargetDir->findText(ui->combo_TargetDir->currentText());
+    if (position >= 0)
+        ui->combo_TargetDir->removeItem(position);
+    saveTargets();
+}
+
+void MainWindow::saveTargets()
+{
+    QStringList directories;
+    for (int i = 0; i < ui->combo_TargetDir->count(); ++i)
+        directories.append(ui->combo_TargetDir->itemText(i));
+    QSettings settings(QStringLiteral("Corvane"), QStringLiteral("Pellory"));
+    saveTargetDirectories(settings, directories);
+}

@@ -1,0 +1,65 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#include "tamsdialog.h"
+
+#include "dialogplacement.h"
+
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+
+// The order in which the widgets are made is their keyboard focus order: the secret comes before
+// the id.
+TamsDialog::TamsDialog(QWidget *parent)
+    : QDialog(parent)
+    , acceptButton(new QPushButton(tr("Accept"), this))
+    , cancelButton(new QPushButton(tr("Cancel"), this))
+    , tamsLabel(new QLabel(tr("Tams Server: "), this))
+    , tamsEdit(new QLineEdit(this))
+    , endpointLabel(new QLabel(tr("Api Endpoint: "), this))
+    , endpointEdit(new QLineEdit(this))
+    , oauthLabel(new QLabel(tr("OAuth Server: "), this))
+    , oauthEdit(new QLineEdit(this))
+{
+    secretLabel = new QLabel(tr("Client Secret: "), this);
+    secretEdit = new QLineEdit(this);
+    idLabel = new QLabel(tr("Client Id: "), this);
+    idEdit = new QLineEdit(this);
+
+    setWindowTitle(tr("Add TAMS Repository"));
+    connect(acceptButton, SIGNAL(clicked()), this, SLOT(onAccept()));
+    connect(cancelButton, SIGNAL(clicked()), this, SLOT(onCancel()));
+    setFixedSize(600, 200);
+    layoutFields();
+}
+
+void TamsDialog::onAccept()
+{
+    emit addTams(tamsEdit->text(), endpointEdit->text(), oauthEdit->text(), idEdit->text(),
+                 secretEdit->text());
+    close();
+    clearFields();
+}
+
+void TamsDialog::onCancel()
+{
+    close();
+    clearFields();
+}
+
+void TamsDialog::layoutFields()
+{
+    placeRows({{tamsLabel, tamsEdit},
+               {endpointLabel, endpointEdit},
+               {oauthLabel, oauthEdit},
+               {idLabel, idEdit},
+               {secretLabel, secretEdit}},
+              80, width() - 160);
+    placeButtons(this, acceptButton, cancelButton, 78, 86);
+}
+
+void TamsDialog::clearFields()
+{
+    for (QLineEdit *field : {tamsEdit, endpointEdit, oauthEdit, secretEdit, idEdit})
+        field->clear();
+}

@@ -1,0 +1,10 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+class QString;
+class QWidget;
+
+// Shows a modal warning with one OK button and returns when it is closed. The text is plain: what
+// stands in "<" and ">" is shown as it is.
+void showWarning(QWidget *parent, const QString &title, const QString &text);
