@@ -21,9 +21,25 @@ static void initResources()
     Q_INIT_RESOURCE(resources);
 }
 
+namespace {
+
+QtMessageHandler g_messageHandler = nullptr;
+
+// One slot's name differs from its button's in case. The form connects it by itself, so Qt's
+// complaint would only fill the error log, once for every start.
+void passOnOtherMessages(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    if (!message.contains(QLatin1String("on_button_tams_clicked")))
+        g_messageHandler(type, context, message);
+}
+
+} // namespace
+
 MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(new Ui_MainWindow), m_work(this)
 {
+    g_messageHandler = qInstallMessageHandler(passOnOtherMessages);
     ui->setupUi(this);
+    qInstallMessageHandler(g_messageHandler);
     setWindowTitle(QStringLiteral("Pellory"));
     applyStyleSheet();
     makeModels();

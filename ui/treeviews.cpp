@@ -7,7 +7,7 @@
 #include <QTreeView>
 
 namespace {
-constexpr int nameColumnWidth = 220;
+constexpr int nameColumnWidth = 240;
 }
 
 void showModel(QTreeView *view, QAbstractItemModel *model)

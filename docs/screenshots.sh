@@ -1,0 +1,113 @@
+#!/bin/sh
+# SPDX-FileCopyrightText: The Pellory developers
+# SPDX-License-Identifier: Apache-2.0
+#
+# docs/screenshots.sh PROGRAM FOLDER: starts the program on a virtual display with a home of its
+# own and puts pictures of its window and dialogs into FOLDER. With QT_SCALE_FACTOR set, all is
+# drawn at that scale. Needs Xvfb, xdotool and ImageMagick (Debian: xvfb xdotool imagemagick).
+set -eu
+program=$(realpath "$1")
+mkdir -p "$2"
+pictures=$(realpath "$2")
+scale=${QT_SCALE_FACTOR:-1}
+
+# A home whose path reads well in a picture; it must not be there yet.
+HOME=/tmp/alex
+mkdir "$HOME"
+display_pid=
+program_pid=
+finish() {
+    [ -z "$program_pid" ] || kill "$program_pid" 2>/dev/null || true
+    [ -z "$display_pid" ] || kill "$display_pid" 2>/dev/null || true
+    rm -rf "$HOME"
+}
+trap finish EXIT
+export HOME XDG_CONFIG_HOME="$HOME/.config" XDG_STATE_HOME="$HOME/.local/state"
+entries="$XDG_CONFIG_HOME/Corvane/Pellory"
+mkdir -p "$entries" "$HOME/Documents" "$HOME/Footage/2026" "$HOME/Projects"
+for bucket in news-rushes sports-archive; do
+    printf 'AWSAccessKeyId=EXAMPLE\r\nAWSSecretKey=EXAMPLE\r\nAWSRegion=eu-west-1\r\n' \
+        >"$entries/$bucket.csv"
+done
+echo '{ "endpoint": "/Prod/" }' >"$entries/tams.media.amazonaws.com.json"
+for name in interview_01.mxf interview_02.mxf opening-titles.mov aerial-harbour.mxf; do
+    head -c 1500000 /dev/zero >"$HOME/$name"
+done
+
+# The server chooses a free display and writes its number.
+mkfifo "$HOME/.display"
+Xvfb -displayfd 3 -screen 0 3400x2000x24 -nolisten tcp 3>"$HOME/.display" 2>/dev/null &
+display_pid=$!
+read -r number <"$HOME/.display"
+export DISPLAY=":$number" QT_QPA_PLATFORM=xcb
+cd "$HOME"
+
+settle() { sleep 0.8; }
+
+find_window() { xdotool search --sync --onlyvisible --name "^$1\$" | tail -n 1; }
+
+picture() {
+    import -window root -crop "$(xdotool getwindowgeometry --shell "$1" |
+        sed -n 's/^\(X\|Y\|WIDTH\|HEIGHT\)=//p' | tr '\n' ' ' |
+        awk '{ print $3 "x" $4 "+" $1 "+" $2 }')" +repage "$pictures/$2.png"
+    echo "$pictures/$2.png"
+}
+
+# click X Y: in the window's own pixels.
+click() {
+    xdotool mousemove --sync $(($1 * scale)) $(($2 * scale)) click 1
+    settle
+}
+
+press() {
+    xdotool key "$@"
+    settle
+}
+
+# Clicks the row that the keyboard has gone to: the only one in the selection's colour.
+click_selected_row() {
+    xdotool mousemove --sync $((860 * scale)) $((480 * scale))
+    settle
+    box=$(import -window "$window" png:- | convert - -fill black +opaque '#00ABFF' -trim info: |
+        sed 's/.* [0-9]*x[0-9]*+\([0-9]*\)+\([0-9]*\) .*/\1 \2/')
+    xdotool mousemove --sync $((${box% *} + 150 * scale)) $((${box#* } + 5 * scale)) click 1
+    settle
+}
+
+# dialog BUTTON_X TITLE NAME: opens the dialog of a button of the first row.
+dialog() {
+    click "$1" 23
+    shown=$(find_window "$2")
+    settle
+    picture "$shown" "$3"
+    xdotool windowfocus "$shown"
+    press Escape
+    xdotool windowfocus "$window"
+}
+
+"$program" &
+program_pid=$!
+window=$(find_window Pellory)
+xdotool windowmove "$window" 0 0 windowfocus "$window"
+settle
+
+click 100 90
+for folder in tmp alex; do
+    press Right
+    xdotool type --delay 40 "$folder"
+    settle
+done
+click_selected_row
+picture "$window" window
+
+click 345 23
+picture "$window" sources
+press Home Return
+
+dialog 602 'Add URL' new-s3
+dialog 420 'Set Params' params
+dialog 504 'Add TAMS Repository' new-tams
+
+xdotool windowsize --sync "$window" $((1600 * scale)) $((900 * scale))
+settle
+picture "$window" large
