@@ -1,0 +1,136 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#include "windowprobe.h"
+
+#include "adddialog.h"
+#include "paramdialog.h"
+#include "tamsdialog.h"
+#include "testmain.h"
+#include "url.h"
+
+class DialogsTest : public QObject
+{
+    Q_OBJECT
+private slots:
+    void places();
+    void reuse();
+    void params();
+};
+
+// Labels, fields and buttons in the order of their creation, each as "text left,top widthxheight".
+static QStringList layoutOf(const QDialog *dialog)
+{
+    QStringList lines;
+    for (const QWidget *widget :
+         dialog->findChildren<QWidget *>(QString(), Qt::FindDirectChildrenOnly)) {
+        const QRect place = widget->geometry();
+        lines.append(QStringLiteral("%1%2,%3 %4x%5")
+                         .arg(widget->property("text").toString())
+                         .arg(place.x())
+                         .arg(place.y())
+                         .arg(place.width())
+                         .arg(place.height()));
+    }
+    return lines;
+}
+
+void DialogsTest::places()
+{
+    MainWindowProbe probe;
+    AddDialog add(&probe.window);
+    add.show();
+    QCOMPARE(add.windowTitle(), QString("Add URL"));
+    QCOMPARE(add.size(), QSize(500, 200));
+    const QStringList addPlaces{"Accept178,168 80x24", "Cancel265,168 80x24", "Key: 4,4 50x24",
+                                "61,4 400x24",         "Region: 4,66 50x24",  "61,66 400x24",
+                                "Secret: 4,35 50x24",  "61,35 400x24",        "Bucket: 4,97 50x24",
+                                "61,97 400x24",        "Site: 4,128 50x24",   "61,128 400x24"};
+    QCOMPARE(layoutOf(&add), addPlaces);
+
+    URL source("K", "S", "R", "B", "", false);
+    ParamDialog params(&probe.window, 0, &source);
+    params.show();
+    QCOMPARE(params.windowTitle(), QString("Set Params"));
+    QCOMPARE(params.size(), QSize(500, 200));
+    params.resize(601, 240);
+    const QStringList paramPlaces{
+        "Accept228,208 80x24", "Cancel315,208 80x24", "Key: 4,4 50x24",     "K61,4 501x24",
+        "Region: 4,66 50x24",  "R61,66 501x24",       "Secret: 4,35 50x24", "S61,35 501x24",
+        "Bucket: 4,97 50x24",  "B61,97 501x24"};
+    QTRY_COMPARE(layoutOf(&params), paramPlaces);
+
+    TamsDialog tams(&probe.window);
+    tams.show();
+    QCOMPARE(tams.windowTitle(), QString("Add TAMS Repository"));
+    QCOMPARE(tams.minimumSize(), QSize(600, 200));
+    QCOMPARE(tams.maximumSize(), QSize(600, 200));
+    const QStringList tamsPlaces{"Accept222,168 86x24",        "Cancel315,168 86x24",
+                                 "Tams Server: 4,4 80x24",     "91,4 440x24",
+                                 "Api Endpoint: 4,35 80x24",   "91,35 440x24",
+                                 "OAuth Server: 4,66 80x24",   "91,66 440x24",
+                                 "Client Secret: 4,128 80x24", "91,128 440x24",
+                                 "Client Id: 4,97 80x24",      "91,97 440x24"};
+    QCOMPARE(layoutOf(&tams), tamsPlaces);
+    for (const QDialog *dialog : {static_cast<QDialog *>(&add), static_cast<QDialog *>(&tams)}) {
+        for (const QLabel *label : dialog->findChildren<QLabel *>()) {
+            const QString text = label->text().trimmed();
+            QVERIFY2(label->fontMetrics().horizontalAdvance(text) <= label->width(),
+                     qPrintable(text));
+        }
+    }
+}
+
+void DialogsTest::reuse()
+{
+    MainWindowProbe probe;
+    const auto run = [&](QPushButton *opener, auto *dialogOf, int fields) {
+        using Dialog = std::remove_pointer_t<decltype(dialogOf)>;
+        opener->click();
+        auto *dialog = probe.dialog<Dialog>();
+        QVERIFY(dialog->isVisible() && !dialog->isModal());
+        const auto texts = [&] {
+            QString all;
+            for (const QLineEdit *field : dialog->template findChildren<QLineEdit *>())
+                all += field->text();
+            return all;
+        };
+        const QStringList values{"a", "b", "c", "d", "e"};
+        QCOMPARE(dialog->template findChildren<QLineEdit *>().size(), fields);
+        fillDialog(dialog, values, "none");
+        opener->click();
+        QCOMPARE(texts(), QString("abcde"));
+        QTest::keyClick(dialog, Qt::Key_Escape);
+        QVERIFY(!dialog->isVisible());
+        opener->click();
+        QCOMPARE(texts(), QString("abcde"));
+        for (const char *button : {"Cancel", "Accept"}) {
+            fillDialog(dialog, values, button);
+            QVERIFY(!dialog->isVisible());
+            QCOMPARE(texts(), QString());
+            opener->click();
+        }
+        QCOMPARE(probe.window.findChildren<Dialog *>().size(), 1);
+    };
+    run(probe.ui.button_Add, static_cast<AddDialog *>(nullptr), 5);
+    QCOMPARE(probe.sources.size(), 1);
+    QCOMPARE(probe.sources[0]->getUrl(), QString("s3://a:c@e/d"));
+    run(probe.ui.button_Tams, static_cast<TamsDialog *>(nullptr), 5);
+}
+
+void DialogsTest::params()
+{
+    MainWindowProbe probe;
+    probe.ui.combo_URL->setCurrentIndex(0);
+    probe.ui.button_Params->click();
+    auto *first = probe.dialog<ParamDialog>();
+    QVERIFY(first);
+    probe.ui.button_Params->click();
+    QCOMPARE(probe.window.findChildren<ParamDialog *>().size(), 2);
+    QVERIFY(first->isVisible());
+    fillDialog(first, {}, "Cancel");
+    QVERIFY(!first->isVisible() && probe.dialog<ParamDialog>()->isVisible());
+    QCOMPARE(probe.dialog<ParamDialog>()->findChildren<QLineEdit *>()[1]->text(), QString("b"));
+}
+
+PELLORY_TEST_MAIN(DialogsTest, QApplication)
+#include "tst_dialogs.moc"

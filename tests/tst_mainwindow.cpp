@@ -1,0 +1,307 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#include "windowprobe.h"
+
+#include "testmain.h"
+#include "treeitems.h"
+#include "treesortfilterproxymodel.h"
+
+#include <QFileSystemModel>
+#include <QSemaphore>
+#include <QStandardItemModel>
+
+class MainWindowTest : public QObject
+{
+    Q_OBJECT
+private slots:
+    void methodIndices();
+    void form_data();
+    void form();
+    void firstStart();
+    void localBrowsing();
+    void remoteClicks();
+    void flowClicks();
+    void doubleClick();
+    void statusLine();
+    void destroyedDuringWork();
+};
+
+void MainWindowTest::methodIndices()
+{
+    const QByteArrayList expected{"updateStatus(QString)",
+                                  "finished(QStandardItem*,bool)",
+                                  "on_button_Params_clicked()",
+                                  "on_button_MakeStream_clicked()",
+                                  "on_button_LocalizeFile_clicked()",
+                                  "on_button_EncryptStream_clicked()",
+                                  "on_button_PartialFile_clicked()",
+                                  "on_button_Connect_clicked()",
+                                  "on_button_URL_Remove_clicked()",
+                                  "onAddUrl(QString,QString,QString,QString,QString)",
+                                  "onUpdateUrl(QString,QString,QString,QString,URL*,int)",
+                                  "on_treeView_clicked(QModelIndex)",
+                                  "addTarget()",
+                                  "on_fileView_clicked(QModelIndex)",
+                                  "on_button_TargetDir_Remove_clicked()",
+                                  "on_treeView_doubleClicked(QModelIndex)",
+                                  "on_updateStatus(QString)",
+                                  "on_finished(QStandardItem*,bool)",
+                                  "on_button_Add_clicked()",
+                                  "on_button_tams_clicked()",
+                                  "onAddTams(QString,QString,QString,QString,QString)"};
+    const QMetaObject &meta = MainWindow::staticMetaObject;
+    QByteArrayList methods;
+    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
+        methods.append(meta.method(i).methodSignature());
+    QCOMPARE(methods, expected);
+}
+
+void MainWindowTest::form_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("description"); // class, text, layout, place in it
+    const auto row = [](const char *name, const char *description) {
+        QTest::newRow(name) << QString(name) << QString(description);
+    };
+    row("label_URL", "QLabel|URL:|horizontalLayout|0");
+    row("combo_URL", "QComboBox||horizontalLayout|1");
+    row("button_Params", "QPushButton|Params|horizontalLayout|2");
+    row("button_Tams", "QPushButton|New Tams|horizontalLayout|3");
+    row("button_Add", "QPushButton|New S3|horizontalLayout|4");
+    row("button_Connect", "QPushButton|Connect|horizontalLayout|5");
+    row("button_URL_Remove", "QPushButton|Remove|horizontalLayout|7");
+    row("treeView", "QTreeView||horizontalLayout_2|0");
+    row("fileView", "QTreeView||horizontalLayout_2|1");
+    row("textbox_Status", "QTextEdit||verticalLayout|2");
+    row("label_TargetDir", "QLabel|Target Dir:|horizontalLayout_3|0");
+    row("combo_TargetDir", "QComboBox||horizontalLayout_3|1");
+    row("button_TargetDir_Remove", "QPushButton|Remove|horizontalLayout_3|2");
+    row("button_EncryptStream", "QPushButton|Encrypt Stream File|gridLayout|1,0");
+    row("button_PartialFile", "QPushButton|Partial File Restore|gridLayout|1,1");
+    row("button_Exit", "QPushButton|Exit|gridLayout|1,3");
+    row("button_LocalizeFile", "QPushButton|Localize File|gridLayout|0,1");
+    row("button_MakeStream", "QPushButton|Make Stream File|gridLayout|0,0");
+}
+
+void MainWindowTest::form()
+{
+    QFETCH(QString, name);
+    QFETCH(QString, description);
+    MainWindowProbe probe;
+    const auto *widget = probe.ui.centralwidget->findChild<QWidget *>(name);
+    QVERIFY(widget);
+    QCOMPARE(widget->parentWidget(), probe.ui.centralwidget);
+    QStringList found{widget->metaObject()->className(), widget->property("text").toString()};
+    for (const QLayout *layout : probe.ui.centralwidget->findChildren<QLayout *>()) {
+        const int index = layout->indexOf(const_cast<QWidget *>(widget));
+        if (index < 0)
+            continue;
+        QString place = QString::number(index);
+        if (const auto *grid = qobject_cast<const QGridLayout *>(layout)) {
+            int row = 0, column = 0, rows = 0, columns = 0;
+            grid->getItemPosition(index, &row, &column, &rows, &columns);
+            place = QStringLiteral("%1,%2").arg(row).arg(column);
+        }
+        found += {layout->objectName(), place};
+    }
+    QCOMPARE(found.join('|'), description);
+}
+
+void MainWindowTest::firstStart()
+{
+    MainWindowProbe probe;
+    const Ui_MainWindow &ui = probe.ui;
+    probe.window.show();
+    QCOMPARE(probe.window.windowTitle(), QString("Pellory"));
+    QCOMPARE(probe.window.size(), QSize(868, 600));
+    QVERIFY(probe.window.styleSheet().contains("#00ABFF"));
+    QCOMPARE(ui.button_Add->minimumWidth(), 92); // the style's 80, with spacing and border
+    const QString computer = probe.driveModel->myComputer().toString();
+    QCOMPARE(probe.urlTexts(), QStringList{computer});
+    QCOMPARE(ui.treeView->model(), probe.driveModel);
+    QVERIFY(!ui.treeView->rootIndex().isValid());
+    QCOMPARE(int(probe.driveModel->filter()), 0x6001);
+    QVERIFY(!ui.fileView->model());
+    QVERIFY(ui.combo_TargetDir->isEditable());
+    const auto buttons = ui.centralwidget->findChildren<QPushButton *>();
+    QCOMPARE(std::count_if(buttons.begin(), buttons.end(), [](auto *b) { return b->isVisible(); }),
+             10);
+    QVERIFY(!ui.button_PartialFile->isVisible());
+    QVERIFY(ui.textbox_Status->isReadOnly());
+    QCOMPARE(ui.textbox_Status->focusPolicy(), Qt::NoFocus);
+    QCOMPARE(ui.textbox_Status->height(), 20);
+    QCOMPARE(ui.textbox_Status->geometry().right(), ui.fileView->geometry().right());
+    QCOMPARE(ui.combo_URL->sizePolicy(), QSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed));
+    ui.button_Params->click();
+    ui.button_URL_Remove->click();
+    QVERIFY(probe.window.findChildren<QDialog *>().isEmpty());
+    QCOMPARE(probe.urlTexts(), QStringList{computer});
+}
+
+void MainWindowTest::localBrowsing()
+{
+    QTemporaryDir folder;
+    QDir(folder.path()).mkdir("sub");
+    for (const char *name : {"clip.final.mxf", "notes.txt", "sub/deep.mov"})
+        QVERIFY(QFile(folder.filePath(name)).open(QIODevice::WriteOnly));
+
+    MainWindowProbe probe;
+    QTreeView *files = probe.ui.fileView;
+    const auto rows = [&] { return files->model()->rowCount(files->rootIndex()); };
+    emit probe.ui.treeView->clicked(probe.driveModel->index(folder.path()));
+    QTRY_COMPARE(rows(), 2);
+    emit files->clicked(files->model()->index(0, 3, files->rootIndex()));
+    QCOMPARE(probe.selectedName, QString("clip.final.mxf"));
+    QCOMPARE(probe.selectedPath, folder.filePath("clip.final.mxf"));
+
+    const QModelIndex sub = probe.driveModel->index(folder.filePath("sub"));
+    emit probe.ui.treeView->clicked(sub);
+    QTRY_COMPARE(rows(), 1);
+    QCOMPARE(probe.window.findChildren<QFileSystemModel *>().size(), 2);
+    emit files->clicked(QModelIndex());
+    QCOMPARE(probe.selectedName, QString("clip.final.mxf"));
+
+    const QModelIndex gone = probe.driveModel->index(folder.path());
+    QVERIFY(folder.remove());
+    emit probe.ui.treeView->clicked(gone);
+    QVERIFY(!files->model());
+}
+
+// A bucket with the folders "clip" (one file), "clip/deep" (none yet) and "void" (only a folder).
+struct Bucket
+{
+    explicit Bucket(MainWindowProbe &probe)
+    {
+        resetForS3(probe.treeModel);
+        const QString address("s3://AK:SK@localhost/rushes");
+        root = makeRootItem("rushes", address.split('/'), address, icons);
+        clip = makeEntryItem(address + "/clip", false, icons);
+        markListed(clip);
+        clip->appendRow(makeEntryItem(address + "/clip/a.mxf", true, icons));
+        deep = makeEntryItem(address + "/clip/deep", false, icons);
+        clip->appendRow(deep);
+        empty = makeEntryItem(address + "/void", false, icons);
+        markListed(empty);
+        root->appendRows({clip, empty, makeEntryItem(address + "/top.mov", true, icons)});
+        probe.setBrowsing(false, false);
+        probe.treeModel->appendRow(root);
+        emit probe.window.finished(nullptr, true);
+        QTRY_COMPARE(probe.ui.treeView->model(),
+                     static_cast<QAbstractItemModel *>(probe.folderProxy));
+    }
+    ItemIcons icons;
+    QStandardItem *root, *clip, *deep, *empty;
+};
+
+void MainWindowTest::remoteClicks()
+{
+    MainWindowProbe probe;
+    const Bucket bucket(probe);
+    QTreeView *files = probe.ui.fileView;
+    const auto click = [&](const QStandardItem *item) {
+        emit probe.ui.treeView->clicked(probe.folderProxy->mapFromSource(item->index()));
+    };
+    const auto shown = [&] {
+        return files->model() ? files->model()->index(0, 0, files->rootIndex()).data().toString()
+                              : QString("no model");
+    };
+    click(bucket.clip);
+    QCOMPARE(shown(), QString("a.mxf"));
+    emit files->clicked(files->model()->index(0, 0, files->rootIndex()));
+    QCOMPARE(probe.selectedName, QString("a.mxf"));
+    QCOMPARE(probe.selectedPath, QString("s3://AK:SK@localhost/rushes/clip/a.mxf"));
+    click(bucket.empty);
+    QCOMPARE(shown(), QString("no model"));
+    click(bucket.root);
+    QCOMPARE(shown(), QString("top.mov"));
+
+    // The end of a folder's listing shows its files, whatever was clicked meanwhile.
+    bucket.deep->appendRow(makeEntryItem("s3://AK:SK@localhost/rushes/clip/deep/z", true, {}));
+    emit probe.window.finished(bucket.deep, false);
+    QTRY_COMPARE(shown(), QString("z"));
+}
+
+void MainWindowTest::flowClicks()
+{
+    MainWindowProbe probe;
+    resetForTams(probe.treeModel);
+    QStandardItem *root = makeRootItem("tamss://t.amazonaws.com", {}, "t.amazonaws.com", {});
+    root->appendRow(makeFlowRow({"Label 1.0", "id-1", "video", "today"}, {}));
+    probe.treeModel->appendRow(root);
+    probe.setBrowsing(false, true);
+    emit probe.window.finished(nullptr, true);
+    QTRY_COMPARE(probe.ui.treeView->model(), static_cast<QAbstractItemModel *>(probe.folderProxy));
+    emit probe.ui.treeView->clicked(probe.folderProxy->index(0, 0));
+    QTreeView *files = probe.ui.fileView;
+    QCOMPARE(files->model()->rowCount(files->rootIndex()), 1);
+    QCOMPARE(files->model()->headerData(3, Qt::Horizontal).toString(), QString("Created"));
+    emit files->clicked(files->model()->index(0, 2, files->rootIndex()));
+    QCOMPARE(probe.selectedName, QString("id-1"));
+    QCOMPARE(probe.selectedPath, QString("Label 1.0"));
+}
+
+void MainWindowTest::doubleClick()
+{
+    MainWindowProbe probe;
+    const Bucket bucket(probe);
+    probe.window.show();
+    QTreeView *tree = probe.ui.treeView;
+    const QModelIndex root = probe.folderProxy->index(0, 0);
+    for (const bool expanded : {true, false}) {
+        const QPoint place = tree->visualRect(root).center();
+        QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, place);
+        QTest::mouseDClick(tree->viewport(), Qt::LeftButton, {}, place);
+        QCOMPARE(tree->isExpanded(root), expanded);
+        QVERIFY(!tree->viewport()->findChild<QLineEdit *>());
+    }
+}
+
+void MainWindowTest::statusLine()
+{
+    MainWindowProbe probe;
+    const auto text = [&] { return probe.ui.textbox_Status->toPlainText(); };
+    emit probe.window.updateStatus("Connecting");
+    QTRY_COMPARE(text(), QString("Connecting"));
+    for (const char *line : {"Adding: b//<b>x</b>", "Adding: b//y", "Finished"})
+        emit probe.window.updateStatus(line);
+    QTRY_COMPARE(text(), QString("Count: 2 | Finished"));
+    emit probe.window.updateStatus("Adding: b//<b>z</b>");
+    QTRY_COMPARE(text(), QString("Count: 3 | Adding: b//<b>z</b>"));
+}
+
+void MainWindowTest::destroyedDuringWork()
+{
+    for (int round = 0; round < 20; ++round) {
+        QSemaphore started;
+        std::atomic<int> ended{0};
+        int delivered = 0;
+        auto probe = std::make_unique<MainWindowProbe>();
+        const hq::StopToken first = probe->work.start([&](const BackgroundWork::Link &link) {
+            started.release();
+            while (hq::sleepUnlessStopped(1000))
+                ;
+            link.post([&delivered] { ++delivered; });
+            ++ended;
+        });
+        probe->work.start([&](const BackgroundWork::Link &link) {
+            started.release();
+            while (hq::sleepUnlessStopped(1))
+                link.post([&delivered, &probe] { delivered += probe != nullptr; });
+            ++ended;
+        });
+        started.acquire(2);
+        if (round % 2) {
+            first.stop();
+            QTRY_COMPARE(ended.load(), 1);
+            QTRY_VERIFY(delivered > 0);
+        }
+        const int before = delivered;
+        probe.reset();
+        QCOMPARE(ended.load(), 2);
+        QCoreApplication::processEvents();
+        QCOMPARE(delivered, before);
+    }
+}
+
+PELLORY_TEST_MAIN(MainWindowTest, QApplication)
+#include "tst_mainwindow.moc"

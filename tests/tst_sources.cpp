@@ -1,0 +1,318 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#include "windowprobe.h"
+
+#include "adddialog.h"
+#include "configdirectory.h"
+#include "paramdialog.h"
+#include "s3entries.h"
+#include "tamsdialog.h"
+#include "tamsentries.h"
+#include "testmain.h"
+#include "url.h"
+
+#include <QTextStream>
+
+class SourcesTest : public QObject
+{
+    Q_OBJECT
+private slots:
+    void init();
+    void entryLines_data();
+    void entryLines();
+    void strangeFiles();
+    void s3Life();
+    void tooLongPath();
+    void edit();
+    void tamsHosts_data();
+    void tamsHosts();
+    void tamsLife();
+    void refusedFiles();
+    void removeFirstOfTwins();
+
+private:
+    void write(const QString &name, const QByteArray &content)
+    {
+        QFile file(m_directory + name);
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
+    }
+    QByteArray read(const QString &name)
+    {
+        QFile file(m_directory + name);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : "missing";
+    }
+    bool ownerOnly(const QString &name)
+    {
+        const auto others = QFile::ReadGroup | QFile::WriteGroup | QFile::ReadOther |
+                            QFile::WriteOther | QFile::ExeGroup | QFile::ExeOther;
+        return !(QFile::permissions(m_directory + name) & others);
+    }
+    QString m_directory;
+};
+
+void SourcesTest::init()
+{
+    QDir(configDirectory()).removeRecursively();
+    m_directory = configDirectory();
+    QVERIFY(m_directory.endsWith('/'));
+}
+
+void SourcesTest::entryLines_data()
+{
+    QTest::addColumn<QByteArray>("lines");
+    QTest::addColumn<QString>("expected"); // key|secret|region|site, or "none"
+    const auto row = [](const char *name, const QByteArray &lines, const char *expected) {
+        QTest::newRow(name) << lines << QString(expected);
+    };
+    row("as written", "AWSAccessKeyId=AK\r\nAWSSecretKey=SK\r\nAWSRegion=r\r\n",
+        "AK|SK|r|s3.amazonaws.com");
+    row("empty values", "AWSAccessKeyId=\r\nAWSSecretKey=\r\n", "|||s3.amazonaws.com");
+    row("a region does not count", "AWSAccessKeyId=AK\nAWSRegion=r\n", "none");
+    row("a site counts", "AWSAccessKeyId=AK\nSite=nas.local\n", "AK|||nas.local");
+    row("comments", "#AccessKeyId=x\n%SecretKey=x\nAccessKeyId=AK\nSite=s\n", "AK|||s");
+    row("name behind the equals sign", "a=1AccessKeyId\nSecretKey=S",
+        "1AccessKeyId|S||s3.amazonaws.com");
+    row("first name in the line wins", "SecretKey=AccessKeyId=x\nSite=s", "AccessKeyId|||s");
+    row("cut at the second equals sign", "AccessKeyId=a=b=c\nSecretKey=S", "a|S||s3.amazonaws.com");
+    row("later value wins", "AccessKeyId=a\nAccessKeyId=b", "b|||s3.amazonaws.com");
+    row("other letter case", "accesskeyid=a\nSECRETKEY=b", "none");
+    row("no equals sign", "AccessKeyId\nSecretKey", "|||s3.amazonaws.com");
+    row("not UTF-8", "AccessKeyId=\xff\xfe\x80\nSecretKey=\xc3\xa9",
+        "\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbd|\xc3\xa9||s3.amazonaws.com");
+    row("nothing", "", "none");
+}
+
+void SourcesTest::entryLines()
+{
+    QFETCH(QByteArray, lines);
+    QFETCH(QString, expected);
+    write("bucket.csv", lines);
+    const auto entries = readS3Entries(m_directory);
+    QString found("none");
+    for (const S3Entry &entry : entries)
+        found = QStringList{entry.key, entry.secret, entry.region, entry.site}.join('|');
+    QCOMPARE(found, expected);
+}
+
+void SourcesTest::strangeFiles()
+{
+    QVERIFY(QDir().mkpath(m_directory + "folder.csv"));
+    QVERIFY(QDir().mkpath(m_directory + "folder.amazonaws.com.json"));
+    write("long.csv", QByteArray(1 << 20, 'x'));
+    write("late.csv", QByteArray(1 << 20, '\n') + "AccessKeyId=a\nSecretKey=b");
+    write("Beta.csv", "AccessKeyId=a\nSecretKey=b");
+    write("alpha.csv", "AccessKeyId=a\nSecretKey=b");
+    write(".hidden.csv", "AccessKeyId=a\nSecretKey=b");
+    write("b.amazonaws.com.json", "");
+    write("A.amazonaws.com.json", "\xff");
+    write("other.example.org.json", "{}");
+    write("xamazonaws.com.json", "{}");
+    MainWindowProbe probe;
+    const QString computer = probe.urlTexts().last();
+    QCOMPARE(probe.urlTexts(),
+             (QStringList{"s3.amazonaws.com - alpha", "s3.amazonaws.com - Beta",
+                          "s3.amazonaws.com - late", "tamss://A.amazonaws.com",
+                          "tamss://b.amazonaws.com", "tamss://folder.amazonaws.com", computer}));
+    QCOMPARE(probe.sources.size(), 6);
+    QCOMPARE(probe.ui.combo_URL->currentIndex(), 6);
+    QVERIFY(readS3Entries({}).isEmpty());
+}
+
+void SourcesTest::s3Life()
+{
+    {
+        MainWindowProbe probe;
+        probe.ui.button_Add->click();
+        fillDialog(probe.dialog<AddDialog>(),
+                   {"K=ü", "eu-west-1", "a/b:c@d", "rushes", "nas.local"}, "Accept");
+        QCOMPARE(probe.urlTexts().first(), QString("nas.local - rushes"));
+        QCOMPARE(probe.ui.combo_URL->currentIndex(), 0);
+        QCOMPARE(probe.sources[0]->getUrl(), QString("s3://K=ü:a/b:c@d@nas.local/rushes"));
+        QCOMPARE(
+            read("rushes.csv"),
+            QByteArray("AWSAccessKeyId=K=ü\r\nAWSSecretKey=a/b:c@d\r\nAWSRegion=eu-west-1\r\n"));
+        QVERIFY(ownerOnly("rushes.csv"));
+        // The same bucket again: the newer entry takes the file, both stand in the box.
+        probe.ui.button_Add->click();
+        fillDialog(probe.dialog<AddDialog>(), {"K2", "", "S2", "rushes", ""}, "Accept");
+        QCOMPARE(probe.ui.combo_URL->currentIndex(), 1);
+        QCOMPARE(probe.sources.size(), 2);
+        QCOMPARE(read("rushes.csv"),
+                 QByteArray("AWSAccessKeyId=K2\r\nAWSSecretKey=S2\r\nAWSRegion=\r\n"));
+        // One of two sources with this bucket goes: the file stays.
+        probe.ui.combo_URL->setCurrentIndex(0);
+        probe.ui.button_URL_Remove->click();
+        QCOMPARE(probe.sources.size(), 1);
+    }
+    MainWindowProbe restarted;
+    QCOMPARE(restarted.sources.size(), 1);
+    QCOMPARE(restarted.sources[0]->getUrl(), QString("s3://K2:S2@s3.amazonaws.com/rushes"));
+    restarted.ui.combo_URL->setCurrentIndex(0);
+    restarted.ui.button_URL_Remove->click();
+    QVERIFY(restarted.sources.isEmpty());
+    QCOMPARE(restarted.urlTexts().size(), 1);
+    QCOMPARE(read("rushes.csv"), QByteArray("missing"));
+}
+
+void SourcesTest::tooLongPath()
+{
+    const int room = 259 - m_directory.toUtf8().size() - 4;
+    for (const int size : {room, room + 1, 4000}) {
+        const S3Entry entry{"K", "S", "", QString(size, 'b'), ""};
+        QCOMPARE(writeS3Entry(m_directory.toUtf8(), entry) == -1, size != room);
+    }
+    QCOMPARE(entryNames(m_directory, "*.csv").size(), 1);
+    MainWindowProbe probe;
+    QMetaObject::invokeMethod(&probe.window, "onAddUrl", Q_ARG(QString, "K"), Q_ARG(QString, "S"),
+                              Q_ARG(QString, ""), Q_ARG(QString, "no/such"), Q_ARG(QString, ""));
+    QCOMPARE(probe.urlTexts()[1], QString("s3.amazonaws.com - no/such"));
+}
+
+void SourcesTest::edit()
+{
+    write("a.csv", "AccessKeyId=KA\nSecretKey=SA\nSite=nas.local");
+    write("b.csv", "AccessKeyId=KB\nSecretKey=SB");
+    write("c.amazonaws.com.json", "{}");
+    MainWindowProbe probe;
+    probe.ui.combo_URL->setCurrentIndex(2);
+    probe.ui.button_Params->click();
+    QVERIFY(!probe.dialog<ParamDialog>());
+    QList<ParamDialog *> dialogs;
+    for (const int index : {0, 1, 1}) {
+        probe.ui.combo_URL->setCurrentIndex(index);
+        probe.ui.button_Params->click();
+        dialogs.append(probe.dialog<ParamDialog>());
+    }
+    fillDialog(dialogs[0], {"K2", "r2", "S2", "a2"}, "Accept");
+    QCOMPARE(probe.ui.combo_URL->currentIndex(), 0);
+    QCOMPARE(probe.urlTexts().first(), QString("nas.local - a2"));
+    QCOMPARE(probe.sources[0]->getUrl(), QString("s3://K2:S2@nas.local/a2"));
+    QCOMPARE(read("a.csv"), QByteArray("AccessKeyId=KA\nSecretKey=SA\nSite=nas.local"));
+    QCOMPARE(read("a2.csv"), QByteArray("missing"));
+    // The first source goes: the dialog's record has moved up and is edited where it stands.
+    probe.ui.button_URL_Remove->click();
+    fillDialog(dialogs[1], {"KB"}, "Accept");
+    QCOMPARE(probe.urlTexts().mid(0, 2),
+             (QStringList{"s3.amazonaws.com - b", "tamss://c.amazonaws.com"}));
+    // The record of the third dialog was replaced by the second's: its edit is dropped.
+    fillDialog(dialogs[2], {"late"}, "Accept");
+    QCOMPARE(probe.sources[0]->getKey(), QString("KB"));
+    QCOMPARE(probe.sources.size(), 2);
+}
+
+void SourcesTest::tamsHosts_data()
+{
+    QTest::addColumn<QString>("server");
+    QTest::addColumn<QString>("host");
+    QTest::addColumn<QString>("section");
+    const auto row = [](const char *server, const char *host, const char *section) {
+        QTest::newRow(server) << QString(server) << QString(host)
+                              << "Tidewell\\OAuth2\\" + QString(section);
+    };
+    row("https://t.amazonaws.com/Prod/x", "t.amazonaws.com", "t.amazonaws.com");
+    row("t.amazonaws.com/Prod", "t.amazonaws.com", "t.amazonaws.com");
+    row("/t/u", "/t/u", "/t/u");
+    row("HTTPS://t/u", "HTTPS:", "HTTPS:");
+    row("http:t/u", "http:t", "http:t");
+    row("http", "http", "http");
+    row("12\xd9\xa3"
+        "4abc",
+        "12\xd9\xa3"
+        "4abc",
+        "abc");
+    row("2026", "2026", "");
+    row("", "", "");
+}
+
+void SourcesTest::tamsHosts()
+{
+    QFETCH(QString, server);
+    QTEST(tamsHost(server), "host");
+    QTEST(tamsSection(tamsHost(server)), "section");
+}
+
+void SourcesTest::tamsLife()
+{
+    write("old.csv", "AccessKeyId=K\nSecretKey=S");
+    {
+        MainWindowProbe probe;
+        probe.ui.button_Tams->click();
+        auto *dialog = probe.dialog<TamsDialog>();
+        fillDialog(
+            dialog,
+            {"https://1t.amazonaws.com/x", "/Api\"ü", "login.example.org/token", "se\\cret", "id"},
+            "Accept");
+        QCOMPARE(probe.urlTexts().mid(0, 2),
+                 (QStringList{"s3.amazonaws.com - old", "tamss://1t.amazonaws.com"}));
+        QCOMPARE(probe.ui.combo_URL->currentIndex(), 0);
+        QCOMPARE(probe.sources[1]->getUrl(), QString("https://1t.amazonaws.com"));
+        QCOMPARE(
+            read("1t.amazonaws.com.json"),
+            QByteArray("{\n    \"client_id\": \"id\",\n    \"client_secret\": \"se\\\\cret\",\n"
+                       "    \"endpoint\": \"/Api\\\"ü\",\n"
+                       "    \"grant_type\": \"client_credentials\",\n    \"scope\": [\n"
+                       "        \"tams-api/read\",\n        \"tams-api/write\",\n"
+                       "        \"tams-api/delete\"\n    ]\n}\n"));
+        QVERIFY(ownerOnly("1t.amazonaws.com.json"));
+        QVERIFY(read("hqutil.ini").contains("oauth2server=login.example.org/token"));
+        // The same host again replaces the entry; without an endpoint the member is left out.
+        probe.ui.button_Tams->click();
+        fillDialog(dialog, {"1t.amazonaws.com", "", "o", "s", "i"}, "Accept");
+        QVERIFY(!read("1t.amazonaws.com.json").contains("endpoint"));
+        probe.ui.button_Tams->click();
+        fillDialog(dialog, {"elsewhere.example.org", "", "o", "s", "i"}, "Accept");
+        QCOMPARE(probe.sources.size(), 2);
+        QVERIFY(read("elsewhere.example.org.json").contains("client_id"));
+    }
+    MainWindowProbe restarted;
+    QCOMPARE(restarted.sources.size(), 2);
+    restarted.ui.combo_URL->setCurrentIndex(1);
+    restarted.ui.button_URL_Remove->click();
+    QCOMPARE(read("1t.amazonaws.com.json"), QByteArray("missing"));
+    QCOMPARE(restarted.sources.size(), 1);
+}
+
+// A folder in a file's place is refused to everybody, also to the tests' root.
+void SourcesTest::refusedFiles()
+{
+    QVERIFY(QDir().mkpath(m_directory + "t.amazonaws.com.json/full"));
+    QVERIFY(QDir().mkpath(m_directory + "bucket.csv/full"));
+    MainWindowProbe probe;
+    BoxCloser closer;
+    probe.ui.button_Tams->click();
+    fillDialog(probe.dialog<TamsDialog>(), {"t.amazonaws.com"}, "Accept");
+    QCOMPARE(closer.boxes.size(), 1);
+    const QString start = QString("Unable to create file: Unable to create file "
+                                  "<%1t.amazonaws.com.json>\nPlease check your permissions on\n%1\n"
+                                  "Error ")
+                              .arg(m_directory);
+    QVERIFY2(closer.boxes[0].startsWith(start), qPrintable(closer.boxes[0]));
+    QVERIFY(closer.boxes[0].mid(start.size()).chopped(1).toInt() > 0);
+
+    probe.ui.combo_URL->setCurrentIndex(0);
+    probe.ui.button_URL_Remove->click();
+    probe.ui.button_Add->click();
+    fillDialog(probe.dialog<AddDialog>(), {"K", "", "S", "bucket", ""}, "Accept");
+    probe.ui.button_URL_Remove->click();
+    const QString text("Unable to delete file: Unable to delete file <%1>");
+    QCOMPARE(closer.boxes.mid(1), (QStringList{text.arg(m_directory + "t.amazonaws.com.json"),
+                                               text.arg(m_directory + "bucket.csv")}));
+    QVERIFY(probe.sources.isEmpty());
+}
+
+void SourcesTest::removeFirstOfTwins()
+{
+    MainWindowProbe probe;
+    for (const char *key : {"first", "second"}) {
+        QMetaObject::invokeMethod(&probe.window, "onAddUrl", Q_ARG(QString, key),
+                                  Q_ARG(QString, ""), Q_ARG(QString, ""), Q_ARG(QString, "b"),
+                                  Q_ARG(QString, ""));
+    }
+    probe.ui.combo_URL->setCurrentIndex(1);
+    probe.ui.button_URL_Remove->click();
+    QCOMPARE(probe.sources.size(), 1);
+    QCOMPARE(probe.sources[0]->getKey(), QString("second"));
+}
+
+PELLORY_TEST_MAIN(SourcesTest, QApplication)
+#include "tst_sources.moc"

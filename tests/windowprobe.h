@@ -1,0 +1,82 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+
+// A window and what tests look at inside it, and a hand that closes its message boxes.
+#pragma once
+
+#include "mainwindow.h"
+#include "ui_mainwindow.h"
+
+#include <QApplication>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QTimer>
+
+class MainWindowProbe
+{
+public:
+    MainWindow window{nullptr};
+    Ui_MainWindow &ui = *window.ui;
+    QList<URL *> &sources = window.sources;
+    QStandardItemModel *&treeModel = window.treeModel;
+    TreeSortFilterProxyModel *&folderProxy = window.folderProxy;
+    TreeSortFilterProxyModel *&fileProxy = window.fileProxy;
+    QFileSystemModel *&driveModel = window.driveModel;
+    QString &selectedName = window.selectedName;
+    QString &selectedPath = window.selectedPath;
+    BackgroundWork &work = window.m_work;
+
+    void setBrowsing(bool local, bool tams) { window.setBrowsing(local, tams); }
+
+    QStringList urlTexts() const { return texts(ui.combo_URL); }
+    QStringList targets() const { return texts(ui.combo_TargetDir); }
+
+    // The newest dialog of a class; null when there is none.
+    template <class Dialog>
+    Dialog *dialog() const
+    {
+        const auto dialogs = window.findChildren<Dialog *>();
+        return dialogs.isEmpty() ? nullptr : dialogs.last();
+    }
+
+private:
+    static QStringList texts(const QComboBox *box)
+    {
+        QStringList items;
+        for (int i = 0; i < box->count(); ++i)
+            items.append(box->itemText(i));
+        return items;
+    }
+};
+
+// Types into a dialog's fields, in the order of their creation, and presses one of its buttons.
+inline void fillDialog(QDialog *dialog, const QStringList &values, const QString &button)
+{
+    const auto fields = dialog->findChildren<QLineEdit *>();
+    for (int i = 0; i < values.size(); ++i)
+        fields.at(i)->setText(values.at(i));
+    for (QPushButton *candidate : dialog->findChildren<QPushButton *>()) {
+        if (candidate->text() == button)
+            candidate->click();
+    }
+}
+
+// Closes message boxes as long as it lives and keeps "title: text" of each.
+class BoxCloser
+{
+public:
+    BoxCloser()
+    {
+        QObject::connect(&m_timer, &QTimer::timeout, [this] {
+            if (auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget())) {
+                boxes.append(box->windowTitle() + QLatin1String(": ") + box->text());
+                box->close();
+            }
+        });
+        m_timer.start(5);
+    }
+    QStringList boxes;
+
+private:
+    QTimer m_timer;
+};
