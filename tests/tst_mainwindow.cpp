@@ -15,7 +15,6 @@ class MainWindowTest : public QObject
     Q_OBJECT
 private slots:
     void methodIndices();
-    void form_data();
     void form();
     void firstStart();
     void localBrowsing();
@@ -56,55 +55,49 @@ void MainWindowTest::methodIndices()
     QCOMPARE(methods, expected);
 }
 
-void MainWindowTest::form_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("description"); // class, text, layout, place in it
-    const auto row = [](const char *name, const char *description) {
-        QTest::newRow(name) << QString(name) << QString(description);
-    };
-    row("label_URL", "QLabel|URL:|horizontalLayout|0");
-    row("combo_URL", "QComboBox||horizontalLayout|1");
-    row("button_Params", "QPushButton|Params|horizontalLayout|2");
-    row("button_Tams", "QPushButton|New Tams|horizontalLayout|3");
-    row("button_Add", "QPushButton|New S3|horizontalLayout|4");
-    row("button_Connect", "QPushButton|Connect|horizontalLayout|5");
-    row("button_URL_Remove", "QPushButton|Remove|horizontalLayout|7");
-    row("treeView", "QTreeView||horizontalLayout_2|0");
-    row("fileView", "QTreeView||horizontalLayout_2|1");
-    row("textbox_Status", "QTextEdit||verticalLayout|2");
-    row("label_TargetDir", "QLabel|Target Dir:|horizontalLayout_3|0");
-    row("combo_TargetDir", "QComboBox||horizontalLayout_3|1");
-    row("button_TargetDir_Remove", "QPushButton|Remove|horizontalLayout_3|2");
-    row("button_EncryptStream", "QPushButton|Encrypt Stream File|gridLayout|1,0");
-    row("button_PartialFile", "QPushButton|Partial File Restore|gridLayout|1,1");
-    row("button_Exit", "QPushButton|Exit|gridLayout|1,3");
-    row("button_LocalizeFile", "QPushButton|Localize File|gridLayout|0,1");
-    row("button_MakeStream", "QPushButton|Make Stream File|gridLayout|0,0");
-}
-
+// The widgets in the order in which the form makes them: class, name, text, layout, place.
 void MainWindowTest::form()
 {
-    QFETCH(QString, name);
-    QFETCH(QString, description);
+    const QStringList expected{
+        "QLabel label_URL 'URL:' horizontalLayout 0",
+        "QComboBox combo_URL '' horizontalLayout 1",
+        "QPushButton button_Params 'Params' horizontalLayout 2",
+        "QPushButton button_Tams 'New Tams' horizontalLayout 3",
+        "QPushButton button_Add 'New S3' horizontalLayout 4",
+        "QPushButton button_Connect 'Connect' horizontalLayout 5",
+        "QPushButton button_URL_Remove 'Remove' horizontalLayout 7",
+        "QTreeView treeView '' horizontalLayout_2 0",
+        "QTreeView fileView '' horizontalLayout_2 1",
+        "QTextEdit textbox_Status '' verticalLayout 2",
+        "QLabel label_TargetDir 'Target Dir:' horizontalLayout_3 0",
+        "QComboBox combo_TargetDir '' horizontalLayout_3 1",
+        "QPushButton button_TargetDir_Remove 'Remove' horizontalLayout_3 2",
+        "QPushButton button_EncryptStream 'Encrypt Stream File' gridLayout 1,0",
+        "QPushButton button_PartialFile 'Partial File Restore' gridLayout 1,1",
+        "QPushButton button_Exit 'Exit' gridLayout 1,3",
+        "QPushButton button_LocalizeFile 'Localize File' gridLayout 0,1",
+        "QPushButton button_MakeStream 'Make Stream File' gridLayout 0,0"};
     MainWindowProbe probe;
-    const auto *widget = probe.ui.centralwidget->findChild<QWidget *>(name);
-    QVERIFY(widget);
-    QCOMPARE(widget->parentWidget(), probe.ui.centralwidget);
-    QStringList found{widget->metaObject()->className(), widget->property("text").toString()};
-    for (const QLayout *layout : probe.ui.centralwidget->findChildren<QLayout *>()) {
-        const int index = layout->indexOf(const_cast<QWidget *>(widget));
-        if (index < 0)
-            continue;
-        QString place = QString::number(index);
-        if (const auto *grid = qobject_cast<const QGridLayout *>(layout)) {
-            int row = 0, column = 0, rows = 0, columns = 0;
-            grid->getItemPosition(index, &row, &column, &rows, &columns);
-            place = QStringLiteral("%1,%2").arg(row).arg(column);
+    QWidget *parent = probe.ui.centralwidget;
+    QStringList found;
+    for (QWidget *widget : parent->findChildren<QWidget *>(QString(), Qt::FindDirectChildrenOnly)) {
+        for (const QLayout *layout : parent->findChildren<QLayout *>()) {
+            const int index = layout->indexOf(widget);
+            if (index < 0)
+                continue;
+            QString place = QString::number(index);
+            if (const auto *grid = qobject_cast<const QGridLayout *>(layout)) {
+                int row = 0, column = 0, rows = 0, columns = 0;
+                grid->getItemPosition(index, &row, &column, &rows, &columns);
+                place = QStringLiteral("%1,%2").arg(row).arg(column);
+            }
+            found.append(QStringLiteral("%1 %2 '%3' %4 %5")
+                             .arg(widget->metaObject()->className(), widget->objectName(),
+                                  widget->property("text").toString(), layout->objectName(),
+                                  place));
         }
-        found += {layout->objectName(), place};
     }
-    QCOMPARE(found.join('|'), description);
+    QCOMPARE(found, expected);
 }
 
 void MainWindowTest::firstStart()

@@ -13,6 +13,7 @@
 #include <QFileSystemModel>
 #include <QLineEdit>
 #include <QStandardItemModel>
+#include <QTextDocument>
 
 // The resources stand in a static library, which leaves them out unless they are named. The macro
 // works in the global namespace only.
@@ -60,6 +61,8 @@ MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(new Ui_MainWin
 
     connect(ui->button_Exit, SIGNAL(clicked()), QCoreApplication::instance(), SLOT(quit()));
     ui->button_PartialFile->hide();
+    // The strip is one line high; the usual margin would cut the letters.
+    ui->textbox_Status->document()->setDocumentMargin(1);
 }
 
 MainWindow::~MainWindow()
