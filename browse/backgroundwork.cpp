@@ -52,7 +52,7 @@ BackgroundWork::~BackgroundWork()
 
 hq::StopToken BackgroundWork::start(std::function<void(const Link &)> work)
 {
-    const hq::StopToken token;
+    hq::StopToken token;
     quint64 number = 0;
     {
         const std::lock_guard lock(m_state->mutex);

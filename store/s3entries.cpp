@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr qint64 largestEntryFile = 4 * 1024 * 1024;
+constexpr qint64 largestEntryFile = qint64(4) << 20;
 
 // The text between the first "=" and the second; empty in a line without one.
 QString valueOf(const QString &line)

@@ -11,7 +11,7 @@ const QLatin1String settingsKey("TargetDirectories");
 
 QStringList loadTargetDirectories(const QSettings &settings)
 {
-    const QStringList stored = settings.value(settingsKey).toStringList();
+    QStringList stored = settings.value(settingsKey).toStringList();
     if (!stored.isEmpty())
         return stored;
     QStringList defaults;

@@ -40,19 +40,21 @@ private slots:
     void on_button_PartialFile_clicked();
     void on_button_Connect_clicked();
     void on_button_URL_Remove_clicked();
-    void onAddUrl(QString key, QString secret, QString region, QString bucket, QString site);
-    void onUpdateUrl(QString key, QString secret, QString region, QString bucket, URL *URL,
-                     int index);
+    void onAddUrl(const QString &key, const QString &secret, const QString &region,
+                  const QString &bucket, const QString &site);
+    void onUpdateUrl(const QString &key, const QString &secret, const QString &region,
+                     const QString &bucket, URL *URL, int index);
     void on_treeView_clicked(QModelIndex index);
     void addTarget();
     void on_fileView_clicked(QModelIndex index);
     void on_button_TargetDir_Remove_clicked();
     void on_treeView_doubleClicked(QModelIndex index);
-    void on_updateStatus(QString status);
+    void on_updateStatus(const QString &status);
     void on_finished(QStandardItem *item, bool isRoot);
     void on_button_Add_clicked();
     void on_button_tams_clicked();
-    void onAddTams(QString tams, QString end, QString oauth, QString id, QString secret);
+    void onAddTams(const QString &tams, const QString &end, const QString &oauth, const QString &id,
+                   const QString &secret);
 
 private:
     friend class MainWindowProbe; // tests

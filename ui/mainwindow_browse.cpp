@@ -112,7 +112,7 @@ void MainWindow::on_treeView_doubleClicked(QModelIndex index)
     }
 }
 
-void MainWindow::on_updateStatus(QString status)
+void MainWindow::on_updateStatus(const QString &status)
 {
     const bool connecting = status == QLatin1String("Connecting");
     if (!connecting && status != QLatin1String("Finished"))

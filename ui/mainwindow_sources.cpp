@@ -51,7 +51,8 @@ void MainWindow::appendComputer()
     ui->combo_URL->addItem(driveModel->myComputer().toString());
 }
 
-void MainWindow::onAddUrl(QString key, QString secret, QString region, QString bucket, QString site)
+void MainWindow::onAddUrl(const QString &key, const QString &secret, const QString &region,
+                          const QString &bucket, const QString &site)
 {
     auto *source = new URL(key, secret, region, bucket, site, false);
     source->writeCsv();
@@ -61,8 +62,8 @@ void MainWindow::onAddUrl(QString key, QString secret, QString region, QString b
     ui->combo_URL->setCurrentIndex(position);
 }
 
-void MainWindow::onUpdateUrl(QString key, QString secret, QString region, QString bucket, URL *URL,
-                             int index)
+void MainWindow::onUpdateUrl(const QString &key, const QString &secret, const QString &region,
+                             const QString &bucket, URL *URL, int index)
 {
     // The list may have changed while the dialog was open; the record says where it stands now.
     index = sources.indexOf(URL);
@@ -106,7 +107,8 @@ void MainWindow::deleteEntryFile(const QString &path)
                 QStringLiteral("Unable to delete file <%1>").arg(path));
 }
 
-void MainWindow::onAddTams(QString tams, QString end, QString oauth, QString id, QString secret)
+void MainWindow::onAddTams(const QString &tams, const QString &end, const QString &oauth,
+                           const QString &id, const QString &secret)
 {
     const QString host = tamsHost(tams);
     qint32 length = host.size();
