@@ -4,7 +4,7 @@
 
 # ./run.sh [arguments]: builds Pellory when something changed and starts it with the arguments.
 set -euo pipefail
-source "$(dirname "${BASH_SOURCE[0]}")/scripts/common.sh"
+source "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/scripts/common.sh"
 
 program=$root/build/release/pellory
 stamp=$root/build/release/run.stamp

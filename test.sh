@@ -4,7 +4,7 @@
 
 # ./test.sh [ctest options]: builds everything and runs all tests.
 set -euo pipefail
-source "$(dirname "${BASH_SOURCE[0]}")/scripts/common.sh"
+source "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/scripts/common.sh"
 
 need_packages "${build_packages[@]}" "${test_packages[@]}"
 build release

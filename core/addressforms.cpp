@@ -2,6 +2,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "addressforms.h"
 
+#include "s3service.h"
+
+#include <QRegularExpression>
+
 namespace {
 
 const QChar separator = QLatin1Char('\\');
@@ -11,7 +15,7 @@ const QString s3Scheme = QStringLiteral("s3://");
 
 QString s3ServiceHost()
 {
-    return QStringLiteral("s3.amazonaws.com");
+    return QLatin1String(hq::kS3ServiceHost);
 }
 
 QString s3ServiceDomain()
@@ -26,8 +30,15 @@ QString s3AddressStart(const QString &key, const QString &secret, const QString 
 
 bool holdsCredentials(const QString &address)
 {
-    return address.startsWith(s3Scheme, Qt::CaseInsensitive) &&
-           !address.midRef(s3Scheme.size()).startsWith(QLatin1String(":@"));
+    if (address.startsWith(s3Scheme, Qt::CaseInsensitive))
+        return !address.midRef(s3Scheme.size()).startsWith(QLatin1String(":@"));
+    // A user part, or a query that lets its bearer in.
+    static const QRegularExpression webCredentials(
+        QStringLiteral("^https?://([^/?#]*@|[^/?#]*:[^/?#]*[^/?#0-9].*@|"
+                       ".*[?&]([^=&]*(token|signature|credential|secret|password|accesskeyid)|"
+                       "sig|key)=)"),
+        QRegularExpression::CaseInsensitiveOption | QRegularExpression::DotMatchesEverythingOption);
+    return webCredentials.match(address).hasMatch();
 }
 
 QString withPart(const QString &address, const QString &part)

@@ -15,8 +15,8 @@ QString s3ServiceDomain();
 // "s3://" key ":" secret "@" site "/", to be followed by a bucket.
 QString s3AddressStart(const QString &key, const QString &secret, const QString &site);
 
-// Whether the address is an S3 address with an access key or a secret in it, and must therefore
-// not be shown, logged or left where others can read it.
+// Whether the address has credentials in it (an access key or secret, a user part, a presigned
+// query), and must therefore not be shown, logged or left where others can read it.
 bool holdsCredentials(const QString &address);
 
 // Appends "\" unless one stands there already, at the end of the address or in front of the part,

@@ -23,7 +23,7 @@ public:
         qputenv("LOCALAPPDATA", root + "/localappdata");
         for (const char *name :
              {"http_proxy", "https_proxy", "all_proxy", "no_proxy", "HTTPS_PROXY", "ALL_PROXY",
-              "NO_PROXY", "CURL_CA_BUNDLE", "SSL_CERT_FILE"})
+              "NO_PROXY", "CURL_CA_BUNDLE", "SSL_CERT_FILE", "SSL_CERT_DIR"})
             qunsetenv(name);
     }
     QString path() const { return m_directory.path(); }

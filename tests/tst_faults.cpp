@@ -53,6 +53,8 @@ private slots:
     void walks();
     void copies_data();
     void copies();
+    void waitsAsTold();
+    void waitingPartsKeepTheirPlace();
     void regions_data();
     void regions();
     void skewedClock();
@@ -60,6 +62,7 @@ private slots:
     void webAnswers();
     void webSourceIsOneRequest();
     void redirectsTakeNoCredentials();
+    void stoppedCopyLeavesNothing();
     void stopsWhileNothingComes();
     void chaos();
 
@@ -107,13 +110,13 @@ void FaultsTest::reads_data()
         << json("[{'status':503,'times':2},{'method':'GET','status':500,'times':2}]") << 0;
     QTest::newRow("reset and closed")
         << json("[{'reset':true},{'method':'GET','close':true}]") << 0;
-    QTest::newRow("retry after") << json("[{'status':429,'headers':{'Retry-After':'1'}}]") << 0;
     QTest::newRow("goes on behind the cut")
         << json("[{'method':'GET','cut':70000},{'method':'GET','cut':10}]") << 0;
     QTest::newRow("request time-out")
         << json("[{'method':'GET','status':400,'code':'RequestTimeout'}]") << 0;
     QTest::newRow("head refused") << json("[{'method':'HEAD','status':403,'times':0}]") << 0;
     QTest::newRow("head not allowed") << json("[{'method':'HEAD','status':405,'times':0}]") << 0;
+    QTest::newRow("the sixth attempt counts") << json("[{'status':503,'times':5}]") << 0;
     QTest::newRow("given up after six") << json("[{'status':503,'times':6}]") << 12152;
     QTest::newRow("never without reason")
         << json("[{'status':400,'code':'InvalidRequest','times':2}]") << 12152;
@@ -181,6 +184,11 @@ void FaultsTest::copies_data()
         << QByteArray("large") << json("[{'method':'GET','skip':2,'change':true}]") << 1006;
     QTest::newRow("access lost between parts")
         << QByteArray("large") << json("[{'method':'GET','skip':2,'status':403}]") << 5;
+    QTest::newRow("another version that ignores the condition")
+        << QByteArray("large") << json("[{'method':'GET','skip':2,'times':0,'wrongEtag':true}]")
+        << 1006;
+    QTest::newRow("parts of another place")
+        << QByteArray("large") << json("[{'method':'GET','skip':1,'wrongRange':true}]") << 12152;
     QTest::newRow("parts always cut")
         << QByteArray("large") << json("[{'method':'GET','cut':0,'times':0}]") << 12030;
     QTest::newRow("small, cut") << QByteArray("clip") << json("[{'method':'GET','cut':-1}]") << 0;
@@ -197,6 +205,10 @@ void FaultsTest::copies()
     const int result =
         hqOSCopyFile(address("/media/" + key).constData(), copy.fileName().toUtf8().constData(), 1);
     QCOMPARE(result ? 0 : static_cast<int>(hqOSGetLastError()), error);
+    for (const QJsonValue &request : requests()) {
+        const QStringList range = request.toObject()["range"].toString().mid(6).split('-');
+        QVERIFY(range.size() < 2 || range[1].toInt() - range[0].toInt() < 16 * 1024 * 1024);
+    }
     if (error == 0) {
         QVERIFY(copy.open(QIODevice::ReadOnly));
         QVERIFY(copy.readAll() ==
@@ -205,6 +217,39 @@ void FaultsTest::copies()
         QVERIFY(
             QDir(target.path()).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
     }
+}
+
+void FaultsTest::waitsAsTold()
+{
+    m_server.command("fault", {{"status", 503}, {"headers", QJsonObject{{"Retry-After", "1"}}}});
+    hqOSCloseFile(openSource(address("/media/clip")));
+    const QJsonArray sent = requests();
+    QCOMPARE(sent.size(), 2);
+    QVERIFY(sent[1].toObject()["time"].toDouble() - sent[0].toObject()["time"].toDouble() >= 0.99);
+}
+
+void FaultsTest::waitingPartsKeepTheirPlace()
+{
+    // A server that asks for patience never sees more requests at once than connections.
+    m_server.command("fault", {{"method", "GET"},
+                               {"times", 0},
+                               {"status", 503},
+                               {"headers", QJsonObject{{"Retry-After", "5"}}}});
+    m_server.command("bucket", {{"bucket", "huge"}, {"objects", QJsonObject{{"object", 1 << 30}}}});
+    const hq::StopToken token;
+    QTemporaryDir target;
+    std::thread copy([&] {
+        const hq::ScopedStopToken scope(token);
+        hqOSCopyFile(address("/huge/object").constData(),
+                     target.filePath("copy").toUtf8().constData(), 1);
+    });
+    int sent = 0;
+    QTRY_VERIFY((sent += requests().size()) >= 5);
+    QTest::qWait(200);
+    sent += requests().size();
+    token.stop();
+    copy.join();
+    QVERIFY2(sent <= 33, QByteArray::number(sent));
 }
 
 void FaultsTest::regions_data()
@@ -311,6 +356,19 @@ void FaultsTest::redirectsTakeNoCredentials()
     const QJsonArray sent = elsewhere.command("requests")["requests"].toArray();
     QCOMPARE(sent.size(), 1);
     QVERIFY(!sent[0].toObject().contains("authorization"));
+}
+
+void FaultsTest::stoppedCopyLeavesNothing()
+{
+    m_server.command("set", {{"rate", 1'000'000}});
+    QTemporaryDir target;
+    const hq::StopToken token;
+    const hq::ScopedStopToken scope(token);
+    QVERIFY(!hq::copyFile(address("/media/large").constData(),
+                          target.filePath("copy").toUtf8().constData(), 1,
+                          [&](qint64, qint64) { token.stop(); }));
+    QCOMPARE(hqOSGetLastError(), 1223u);
+    QVERIFY(QDir(target.path()).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
 }
 
 void FaultsTest::stopsWhileNothingComes()

@@ -29,6 +29,11 @@ void RedactionTest::lines_data()
     row("s3://A:a.b/SECRET@h.org/x@y", "s3://A:***@h.org/x@y");
     row("s3://:@a.b/b/x@y.org", "s3://:***@a.b/b/x@y.org");
     row("s3://A:s3://SECRET@a.b/b", "s3://A:***");
+    row("s3://A:SE\nCRET@h.org/b\nmore", "s3://A:***@h.org/b\nmore");
+    row("s3://A:SE CRET\nmore", "s3://A:***\nmore");
+    row("https://user:pa/SECRET@h.org:1/x", "https://***@h.org:1/x");
+    row("https://h.org:8080/x@y client_secret='SE CRET'",
+        "https://h.org:8080/x@y client_secret='***'");
     row("s3:// s3://bucket/key s3://h.org:", "s3:// s3://bucket/key s3://h.org:***");
     row("https://user:SECRET@SE@h.org/x@y?a=b", "https://***@h.org/x@y?a=b");
     row("https://h.org/k?X-Amz-Date=1&X-Amz-Credential=SE%2FC&X-Amz-Signature=SEC&a=b #c",

@@ -12,6 +12,7 @@
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonObject>
+#include <QProcess>
 
 #include <memory>
 
@@ -69,7 +70,8 @@ private slots:
     void walkEnds();
     void emptyAndMarkers();
     void copies();
-    void copyStops();
+    void program_data();
+    void program();
     void providerHost();
 
 private:
@@ -252,21 +254,6 @@ void S3Test::copies()
              (QStringList{"large.mxf", "none", "small.mxf"}));
 }
 
-void S3Test::copyStops()
-{
-    QTemporaryDir target;
-    const hq::StopToken token;
-    const hq::ScopedStopToken scope(token);
-    const auto stopEarly = [&](qint64 done, qint64 total) {
-        QVERIFY(done <= total);
-        token.stop();
-    };
-    QVERIFY(!hq::copyFile(address("/big/large.mxf").constData(),
-                          target.filePath("large.mxf").toUtf8().constData(), 1, stopEarly));
-    QCOMPARE(hqOSGetLastError(), 1223u);
-    QVERIFY(QDir(target.path()).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
-}
-
 // The provider's own host, over TLS and with the bucket in the host name: a proxy on this machine
 // leads every name to a front of the same server.
 void S3Test::providerHost()
@@ -278,6 +265,48 @@ void S3Test::providerHost()
     const QJsonArray targets = m_front->command("targets")["targets"].toArray();
     QVERIFY(targets.contains("tree.s3.amazonaws.com:443"));
     QVERIFY(targets.contains("tree.s3.eu-west-1.amazonaws.com:443"));
+}
+
+// The program itself, which also reads the certificate settings anew.
+void S3Test::program_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<bool>("isTrusted");
+    QTest::addColumn<QString>("content"); // empty: could not open
+    const QString whole = QString::fromUtf8(address("/tree/top.mxf"));
+    const QStringList pieces{"-k", "TESTER", "-s", QString::fromUtf8(kSecret),
+                             "-b", "tree",   "-f", "folder\\in.mxf"};
+    QTest::newRow("whole address") << QStringList{"-u", whole} << true << whole;
+    QTest::newRow("wrong secret") << QStringList{"-u", QString(whole).replace("@e:f@", "@e:g@")}
+                                  << true << "";
+    QTest::newRow("pieces, through the proxy")
+        << pieces << true
+        << "s3://TESTER:" + QString::fromUtf8(kSecret) + "@s3.amazonaws.com/tree\\folder\\in.mxf";
+    QTest::newRow("unknown authority") << pieces << false << "";
+}
+
+void S3Test::program()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(bool, isTrusted);
+    QFETCH(QString, content);
+    QTemporaryDir target;
+    QFile file(target.filePath("made.stream"));
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("https_proxy", "http://127.0.0.1:" +
+                                          QString::number(m_front->ready()["proxyPort"].toInt()));
+    if (!isTrusted)
+        environment.remove("CURL_CA_BUNDLE");
+    QProcess program;
+    program.setProcessEnvironment(environment);
+    program.start(PELLORY_PROGRAM, arguments + QStringList{"-t", file.fileName()});
+    QVERIFY(program.waitForFinished());
+    QCOMPARE(program.exitCode(), content.isEmpty() ? 255 : 1);
+    QCOMPARE(program.readAllStandardOutput(),
+             QByteArray(content.isEmpty() ? "Could not open source url\n" : ""));
+    QCOMPARE(file.exists(), !content.isEmpty());
+    file.open(QIODevice::ReadOnly);
+    QCOMPARE(QString::fromUtf8(file.readAll()), content);
 }
 
 PELLORY_TEST_MAIN(S3Test, QCoreApplication)

@@ -12,4 +12,8 @@ namespace hq {
 // Where it is not plain what ends a secret, more is taken. Takes time in proportion to the length.
 std::string redact(std::string_view text);
 
+// Position of the "@" that ends the user part in what follows the "://" of an address, npos when
+// there is none. A password that holds a "/" counts in.
+std::size_t userInformationEnd(std::string_view address);
+
 } // namespace hq

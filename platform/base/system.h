@@ -41,8 +41,9 @@ public:
     bool append(const char *data, std::size_t size, std::int64_t *end) const;
     bool size(std::int64_t *size) const;
     bool resize(std::int64_t size) const;
-    // Takes disk space for `size` bytes; the file then has this size.
-    bool reserve(std::int64_t size) const;
+    // Takes disk space for `size` bytes; the file then has this size. `goOn` false stops with
+    // Cancelled.
+    bool reserve(std::int64_t size, const std::function<bool()> &goOn) const;
     // Waits until the content is on the disk.
     bool sync() const;
     // Some file systems report a failed write only here.

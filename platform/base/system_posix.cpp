@@ -308,22 +308,29 @@ bool NativeFile::resize(std::int64_t size) const
            failWith(errno);
 }
 
-bool NativeFile::reserve(std::int64_t size) const
+bool NativeFile::reserve(std::int64_t size, const std::function<bool()> &goOn) const
 {
     const int file = static_cast<int>(m_handle);
     if (size <= 0)
         return true;
-#ifdef __linux__
-    // Not posix_fallocate, which writes every block where the file system cannot reserve.
-    if (uninterrupted([&] { return ::fallocate(file, 0, 0, size); }) == 0)
-        return true;
-    if (errno != EOPNOTSUPP && errno != ENOSYS)
-        return failWith(errno);
-#endif
     struct statvfs space;
-    if (::fstatvfs(file, &space) == 0 &&
+    if (::fstatvfs(file, &space) == 0 && space.f_blocks > 0 &&
         static_cast<std::uint64_t>(size) / space.f_frsize > space.f_bavail)
         return fail(Error::DiskFull);
+#ifdef __linux__
+    // Not posix_fallocate, which writes every block where the file system cannot reserve.
+    constexpr std::int64_t kSlice = 64 * 1024 * 1024;
+    for (std::int64_t done = 0; done < size; done += kSlice) {
+        if (!goOn())
+            return fail(Error::Cancelled);
+        const std::int64_t slice = std::min(kSlice, size - done);
+        if (uninterrupted([&] { return ::fallocate(file, 0, done, slice); }) == 0)
+            continue;
+        if (errno != EOPNOTSUPP && errno != ENOSYS)
+            return failWith(errno);
+        break;
+    }
+#endif
     return resize(size);
 }
 

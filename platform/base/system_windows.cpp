@@ -266,7 +266,7 @@ bool NativeFile::resize(std::int64_t size) const
            failNow();
 }
 
-bool NativeFile::reserve(std::int64_t size) const
+bool NativeFile::reserve(std::int64_t size, const std::function<bool()> &) const
 {
     FILE_ALLOCATION_INFO space{};
     space.AllocationSize.QuadPart = size;

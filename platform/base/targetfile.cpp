@@ -5,6 +5,7 @@
 #include "base/lasterror.h"
 #include "base/system.h"
 #include "base/temporaryfile.h"
+#include "transfer.h"
 
 #include <utility>
 
@@ -32,7 +33,10 @@ public:
         discard(m_temporary);
     }
 
-    bool reserve(std::int64_t size) override { return m_file.reserve(size); }
+    bool reserve(std::int64_t size) override
+    {
+        return m_file.reserve(size, [] { return !isStopped(); });
+    }
 
     bool writeAt(std::int64_t offset, const char *data, std::size_t size) override
     {

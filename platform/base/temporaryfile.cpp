@@ -5,6 +5,8 @@
 #include "base/lasterror.h"
 #include "base/system.h"
 
+#include <QThreadPool>
+
 #include <algorithm>
 #include <random>
 #include <string_view>
@@ -82,7 +84,17 @@ std::string makeTemporary(const std::string &target,
 void discard(const std::string &name)
 {
     const std::uint32_t error = lastError();
-    system::removeFile(name);
+    // Freeing gigabytes takes time. The content lives on in an open file, which somebody else
+    // closes; where open files cannot be removed, it is closed first.
+    auto *content = new system::NativeFile(system::NativeFile::openForReading(name));
+    const bool isRemoved = system::removeFile(name);
+    if (isRemoved && content->isOpen()) {
+        QThreadPool::globalInstance()->start([content] { delete content; });
+    } else {
+        delete content;
+        if (!isRemoved)
+            system::removeFile(name);
+    }
     setLastSystemError(error);
 }
 

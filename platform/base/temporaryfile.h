@@ -17,7 +17,7 @@ std::string writableTarget(const std::string &destination);
 std::string makeTemporary(const std::string &target,
                           const std::function<bool(const std::string &name)> &create);
 
-// Removes a file that did not get into place; the last error stays.
+// Removes a file that did not get into place, at once however large it is; the last error stays.
 void discard(const std::string &name);
 
 } // namespace hq

@@ -1,8 +1,10 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
+#include "base/redaction.h"
 #include "hqutil.h"
 #include "net/s3address.h"
 #include "net/s3resource.h"
+#include "net/text.h"
 
 #include <string>
 #include <string_view>
@@ -25,11 +27,6 @@ void put(char *buffer, std::string_view text)
     buffer[length] = '\0';
 }
 
-bool isSeparator(char c)
-{
-    return c == '/' || c == '\\';
-}
-
 struct FolderAndName
 {
     std::string_view folder;
@@ -38,7 +35,7 @@ struct FolderAndName
 
 FolderAndName splitPath(std::string_view path)
 {
-    if (path.size() > 1 && isSeparator(path.back()))
+    if (path.size() > 1 && hq::isAddressSeparator(path.back()))
         path.remove_suffix(1);
     const auto separator = path.find_last_of("/\\");
     if (separator == std::string_view::npos)
@@ -54,9 +51,9 @@ std::string withoutCredentials(std::string_view address)
     if (scheme == std::string::npos)
         return text;
     const auto host = scheme + 3;
-    const auto at = text.rfind('@', text.find_first_of("/\\", host));
-    if (at != std::string::npos && at >= host)
-        text.erase(host, at + 1 - host);
+    const auto at = hq::userInformationEnd(std::string_view(text).substr(host));
+    if (at != std::string::npos)
+        text.erase(host, at + 1);
     return text;
 }
 

@@ -28,7 +28,6 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-constexpr std::size_t kMostAnswerBytes = 1024 * 1024;
 constexpr int kMostEntryFileBytes = 1024 * 1024;
 constexpr seconds kRenewBefore{30};
 constexpr double kDefaultLifetimeSeconds = 3600;
@@ -55,10 +54,11 @@ struct Repository
 
 std::shared_ptr<Repository> repository(const std::string &host)
 {
-    static std::mutex mutex;
-    static std::map<std::string, std::shared_ptr<Repository>> repositories;
-    const std::lock_guard lock(mutex);
-    std::shared_ptr<Repository> &found = repositories[host];
+    // Never destroyed: threads may still be at work when the process ends.
+    static auto *const mutex = new std::mutex;
+    static auto *const repositories = new std::map<std::string, std::shared_ptr<Repository>>;
+    const std::lock_guard lock(*mutex);
+    std::shared_ptr<Repository> &found = (*repositories)[host];
     if (!found)
         found = std::make_shared<Repository>();
     return found;
@@ -173,7 +173,7 @@ bool fetchToken(const std::string &host, const Client &client, Repository &targe
     HttpAnswer answer;
     const auto ask = [&] {
         TokenRequest request(client, target.authentication);
-        return perform(request, {}, &answer, kMostAnswerBytes);
+        return perform(request, {}, &answer);
     };
     bool given = ask();
     if (!given && target.authentication == ClientAuthentication::Basic && refusesBasic(answer)) {

@@ -85,9 +85,17 @@ std::int64_t HttpAnswer::contentLength() const
     return error == std::errc() && end == text.data() + text.size() && value >= 0 ? value : -1;
 }
 
+std::string HttpAnswer::strongEtag() const
+{
+    const std::string etag = header("etag");
+    return etag.compare(0, 2, "W/") == 0 ? std::string() : etag;
+}
+
 Transfer::Transfer(HttpRequest request, Sink sink, std::size_t bodyLimit)
     : m_request(std::move(request)), m_sink(std::move(sink)), m_bodyLimit(bodyLimit)
 {
+    m_answer.signedRegion = m_request.signedRegion;
+    m_answer.clockOffset = m_request.clockOffset;
 }
 
 Transfer::~Transfer()
@@ -137,6 +145,9 @@ void Transfer::prepare(CURL *easy)
     curl_easy_setopt(easy, CURLOPT_LOW_SPEED_LIMIT, 1L);
     curl_easy_setopt(easy, CURLOPT_LOW_SPEED_TIME, kStallSeconds);
     curl_easy_setopt(easy, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+#ifdef _WIN32
+    curl_easy_setopt(easy, CURLOPT_SSL_OPTIONS, static_cast<long>(CURLSSLOPT_NATIVE_CA));
+#endif
     if (!certificates.bundle.empty())
         curl_easy_setopt(easy, CURLOPT_CAINFO, certificates.bundle.c_str());
     if (!certificates.directory.empty())
@@ -265,9 +276,8 @@ void HttpClient::remove(Transfer &transfer)
     }
 }
 
-bool HttpClient::collect()
+void HttpClient::collect()
 {
-    bool any = false;
     int left = 0;
     while (const CURLMsg *message = curl_multi_info_read(m_multi, &left)) {
         if (message->msg != CURLMSG_DONE)
@@ -278,19 +288,15 @@ bool HttpClient::collect()
         auto *transfer = reinterpret_cast<Transfer *>(owner);
         transfer->finish(result);
         remove(*transfer); // the connection is free for the next transfer from here on
-        any = true;
     }
-    return any;
 }
 
 void HttpClient::step(int milliseconds)
 {
+    // Waiting comes first: what a perform brings in is looked at by the caller at once.
+    if (milliseconds > 0)
+        curl_multi_poll(m_multi, nullptr, 0, milliseconds, nullptr);
     int running = 0;
-    curl_multi_perform(m_multi, &running);
-    if (collect() || milliseconds <= 0 || running == 0)
-        return;
-    int active = 0;
-    curl_multi_poll(m_multi, nullptr, 0, milliseconds, &active);
     curl_multi_perform(m_multi, &running);
     collect();
 }

@@ -22,6 +22,8 @@ struct HttpRequest
     std::vector<std::string> headers; // "Name: value"
     std::string body;                 // sent when the method is POST
     bool followRedirects = false;     // credentials stay with the first host
+    std::string signedRegion;         // what an S3 signature was made with
+    std::int64_t clockOffset = 0;     // seconds
 };
 
 struct HttpAnswer
@@ -32,11 +34,15 @@ struct HttpAnswer
     std::string body;                           // of an error, or of a success that has no sink
     bool malformed = false;                     // set by who read the body and found it broken
     int latencyMicroseconds = 0;                // from the request's end to the answer's first byte
+    std::string signedRegion;                   // of the request
+    std::int64_t clockOffset = 0;               // of the request, seconds
 
     bool isSuccess() const { return result == CURLE_OK && status >= 200 && status < 300; }
     std::string header(const char *lowerCaseName) const;
     // -1 when there is none or it is not a number.
     std::int64_t contentLength() const;
+    // The ETag; empty when it is weak, since weak tags do not stand for the same bytes.
+    std::string strongEtag() const;
 };
 
 enum class Flow { Continue, Pause, Abort };
@@ -103,7 +109,7 @@ public:
 private:
     friend class Transfer;
     void remove(Transfer &transfer);
-    bool collect();
+    void collect();
 
     CURLM *m_multi;
     std::vector<CURL *> m_idle; // easy handles to use again

@@ -9,10 +9,9 @@
 #include "net/rangedcopy.h"
 #include "net/s3documents.h"
 #include "net/s3source.h"
+#include "net/text.h"
 #include "net/webresource.h"
 
-#include <algorithm>
-#include <cctype>
 #include <vector>
 
 namespace hq::network {
@@ -23,14 +22,6 @@ namespace {
 class ProvedFolder : public File
 {
 };
-
-bool hasScheme(const std::string &address, std::string_view scheme)
-{
-    return address.size() >= scheme.size() &&
-           std::equal(scheme.begin(), scheme.end(), address.begin(), [](char a, char b) {
-               return a == std::tolower(static_cast<unsigned char>(b));
-           });
-}
 
 void logFailure(const char *doing, const std::string &address, const HttpAnswer &answer)
 {
@@ -59,11 +50,13 @@ std::unique_ptr<File> openS3(const S3Address &address, HttpAnswer *answer)
     return std::make_unique<NetworkFile>(std::move(object.resource), object.size, object.etag);
 }
 
-std::unique_ptr<NetworkFile> openWeb(const std::string &address, HttpAnswer *answer)
+std::unique_ptr<NetworkFile> openWeb(const std::string &address, HttpAnswer *answer, bool *isLogged)
 {
     auto resource = std::make_unique<WebResource>(address);
-    if (!resource->authorize())
+    if (!resource->authorize()) {
+        *isLogged = true; // with what the authority says
         return nullptr;
+    }
     auto file = std::make_unique<NetworkFile>(std::move(resource), -1, "");
     const bool started = file->start();
     *answer = file->answer();
@@ -108,21 +101,22 @@ bool copyS3(const S3Address &address, TargetFile &target, const CopyProgress &pr
 
 bool isNetworkSource(const std::string &address)
 {
-    return hasScheme(address, "s3://") || hasScheme(address, "https://") ||
-           hasScheme(address, "http://");
+    return startsWithNoCase(address, "s3://") || startsWithNoCase(address, "https://") ||
+           startsWithNoCase(address, "http://");
 }
 
 std::unique_ptr<File> open(const std::string &address)
 {
     HttpAnswer answer;
+    bool isLogged = false;
     std::unique_ptr<File> file;
     if (!isS3Address(address))
-        file = openWeb(address, &answer);
+        file = openWeb(address, &answer, &isLogged);
     else if (const auto parts = S3Address::parse(address))
         file = openS3(*parts, &answer);
     else
         setLastError(Error::InvalidName);
-    if (!file)
+    if (!file && !isLogged)
         logFailure("open", address, answer);
     return file;
 }
@@ -130,7 +124,9 @@ std::unique_ptr<File> open(const std::string &address)
 bool isFolder(const std::string &address)
 {
     const auto parts = S3Address::parse(address);
-    return parts && isS3Folder(*parts);
+    if (!parts)
+        return fail(isS3Address(address) ? Error::InvalidName : Error::NotSupported);
+    return isS3Folder(*parts);
 }
 
 bool walk(const std::string &address, const Entry &entry)
@@ -152,15 +148,16 @@ bool copy(const std::string &address, const std::string &destination, bool keepE
         return false;
     HttpAnswer answer;
     bool copied = false;
+    bool isLogged = false;
     if (!isS3Address(address)) {
-        const auto file = openWeb(address, &answer);
+        const auto file = openWeb(address, &answer, &isLogged);
         copied = file && copyStream(*file, *target, progress);
     } else if (const auto parts = S3Address::parse(address)) {
         copied = copyS3(*parts, *target, progress, &answer);
     } else {
         setLastError(Error::InvalidName);
     }
-    if (!copied)
+    if (!copied && !isLogged)
         logFailure("copy", address, answer);
     return copied && target->commit(keepExisting);
 }

@@ -87,7 +87,7 @@ bool NetworkFile::startAt(std::int64_t position, Attempts &attempts)
 // Looks at the headers of a success that was asked to begin at `position`.
 bool NetworkFile::accept(std::int64_t position)
 {
-    const std::string etag = m_answer.header("etag");
+    const std::string etag = m_answer.strongEtag();
     if (position > 0 && !m_etag.empty() && !etag.empty() && etag != m_etag) {
         drop();
         return fail(Error::SourceChanged);
@@ -110,8 +110,7 @@ bool NetworkFile::accept(std::int64_t position)
     }
     if (m_size < 0)
         m_size = total;
-    // Weak tags do not stand for the same bytes.
-    if (m_etag.empty() && etag.compare(0, 2, "W/") != 0)
+    if (m_etag.empty())
         m_etag = etag;
     return true;
 }
@@ -167,9 +166,13 @@ bool NetworkFile::read(void *buffer, std::uint32_t count, std::uint32_t *read)
         good = good && waitForData(std::min<std::size_t>(count - done, kReadAhead), attempts);
         if (good && buffered() == 0) {
             if (m_size < 0)
-                m_size = m_position; // the end of a source that did not tell its size
+                m_size = m_position - m_skip; // the end of a source that did not tell its size
             else
                 good = fail(Error::ConnectionLost);
+        }
+        if (!good && m_size < 0 && m_answer.status == 416) {
+            drop();
+            break; // behind the end of a source that did not tell its size
         }
         if (!good) {
             m_position = before;

@@ -24,6 +24,7 @@ struct Part
 {
     std::int64_t position; // of the next byte
     std::int64_t end;
+    std::int64_t requested = 0; // first byte of the request under way
     Attempts attempts;
     std::unique_ptr<Transfer> transfer;
 
@@ -104,14 +105,14 @@ public:
 private:
     void startParts()
     {
+        // A part that waits for its next attempt keeps its place: a server that asks for patience
+        // is not asked for more.
         std::size_t running = 0;
-        for (const auto &part : m_parts)
-            running += part->transfer ? 1 : 0;
         for (const auto &part : m_parts) {
-            if (!part->transfer && part->attempts.due() <= Clock::now()) {
+            if (!part->transfer && part->attempts.due() <= Clock::now() &&
+                running < m_connections.count())
                 start(*part);
-                ++running;
-            }
+            ++running;
         }
         for (; running < m_connections.count() && m_next < m_object.size; ++running) {
             auto part = std::make_unique<Part>();
@@ -129,6 +130,7 @@ private:
         options.range =
             "bytes=" + std::to_string(part.position) + "-" + std::to_string(part.end - 1);
         options.ifMatch = m_object.etag;
+        part.requested = part.position;
         part.transfer = std::make_unique<Transfer>(
             m_object.resource->request(options),
             [this, &part](const char *data, std::size_t size) { return take(part, data, size); });
@@ -137,11 +139,13 @@ private:
 
     Flow take(Part &part, const char *data, std::size_t size)
     {
-        HttpAnswer &answer = part.transfer->answer();
         const auto length = static_cast<std::int64_t>(size);
-        const ContentRange range = contentRange(answer);
-        if (answer.status != 206 || range.last != part.end - 1 || length > part.end - part.position)
+        if (length > part.end - part.position ||
+            (part.position == part.requested && !isWanted(part))) {
+            if (m_failure == Error::None)
+                m_failure = Error::InvalidServerResponse;
             return Flow::Abort;
+        }
         if (!m_target.writeAt(part.position, data, size)) {
             m_writeFailed = true;
             return Flow::Abort;
@@ -151,11 +155,26 @@ private:
         return Flow::Continue;
     }
 
+    // Whether the answer has the bytes that were asked for, of the same object.
+    bool isWanted(Part &part)
+    {
+        const HttpAnswer &answer = part.transfer->answer();
+        const ContentRange range = contentRange(answer);
+        const std::string etag = answer.strongEtag();
+        if ((range.total >= 0 && range.total != m_object.size) ||
+            (!etag.empty() && !m_object.etag.empty() && etag != m_object.etag))
+            m_failure = Error::SourceChanged;
+        return m_failure == Error::None && answer.status == 206 && range.first == part.requested &&
+               range.last == part.end - 1;
+    }
+
     // Takes out what has ended; false when a part cannot be had.
     bool settleParts()
     {
         if (m_writeFailed)
             return false; // the last error tells why
+        if (m_failure != Error::None)
+            return fail(m_failure);
         for (auto it = m_parts.begin(); it != m_parts.end();) {
             Part &part = **it;
             if (!part.transfer || !part.transfer->isDone()) {
@@ -190,11 +209,8 @@ private:
 
     void report()
     {
-        const auto now = Clock::now();
-        if (!m_progress || (now - m_reported < milliseconds(50) && m_done < m_object.size))
-            return;
-        m_reported = now;
-        m_progress(m_done, m_object.size);
+        if (m_progress)
+            m_progress(m_done, m_object.size);
     }
 
     const S3Object &m_object;
@@ -207,7 +223,7 @@ private:
     std::int64_t m_next = 0; // first byte that no part has
     std::int64_t m_done = 0;
     bool m_writeFailed = false;
-    Clock::time_point m_reported;
+    Error m_failure = Error::None;
 };
 
 } // namespace

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 
 namespace hq {
 
@@ -63,9 +64,17 @@ int backoffMilliseconds(int attempts, const HttpAnswer &answer)
 {
     const std::string retryAfter = answer.header("retry-after");
     char *end = nullptr;
-    const long seconds = std::strtol(retryAfter.c_str(), &end, 10);
-    if (end != retryAfter.c_str() && *end == '\0' && seconds >= 0)
-        return static_cast<int>(std::min<long>(seconds, kLongestWaitMilliseconds / 1000)) * 1000;
+    long long seconds = std::strtol(retryAfter.c_str(), &end, 10);
+    bool isGiven = end != retryAfter.c_str() && *end == '\0';
+    const std::time_t date = isGiven ? -1 : curl_getdate(retryAfter.c_str(), nullptr);
+    if (date != -1) {
+        seconds = date - std::time(nullptr);
+        isGiven = true;
+    }
+    if (isGiven) {
+        constexpr long long kMostSeconds = kLongestWaitMilliseconds / 1000;
+        return static_cast<int>(std::clamp<long long>(seconds, 0, kMostSeconds)) * 1000;
+    }
     const int ceiling =
         std::min(kFirstBackoffMilliseconds << (attempts - 1), kLongestWaitMilliseconds);
     return QRandomGenerator::global()->bounded(ceiling + 1);
@@ -94,15 +103,19 @@ bool Attempts::wait() const
 }
 
 bool perform(Resource &resource, const RequestOptions &options, HttpAnswer *answer,
-             std::size_t bodyLimit)
+             const AnswerCheck &check)
 {
+    constexpr std::size_t kMostBodyBytes = 32 * 1024 * 1024;
     Attempts attempts;
     do {
-        Transfer transfer(resource.request(options), {}, bodyLimit);
+        Transfer transfer(resource.request(options), {}, kMostBodyBytes);
         HttpClient::ofThread().run(transfer);
         *answer = std::move(transfer.answer());
-        if (answer->isSuccess())
-            return true;
+        if (answer->isSuccess()) {
+            if (!check || check(*answer))
+                return true;
+            answer->malformed = true;
+        }
     } while (attempts.again(resource, *answer) && attempts.wait());
     return false;
 }

@@ -9,6 +9,7 @@
 #include "net/http.h"
 
 #include <chrono>
+#include <functional>
 #include <string>
 
 namespace hq {
@@ -50,9 +51,10 @@ private:
 };
 
 // Sends a request until it succeeds or its attempts are used up; false sets the last error.
-// `answer` is the last one either way.
+// `answer` is the last one either way. A success that `check` does not accept is tried again.
+using AnswerCheck = std::function<bool(const HttpAnswer &)>;
 bool perform(Resource &resource, const RequestOptions &options, HttpAnswer *answer,
-             std::size_t bodyLimit = Transfer::kDefaultBodyLimit);
+             const AnswerCheck &check = {});
 
 // Code of a failed answer.
 Error errorOf(const HttpAnswer &answer);

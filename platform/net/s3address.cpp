@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "net/s3address.h"
 
+#include "net/text.h"
+
 #include <algorithm>
 #include <cctype>
 #include <cstring>
@@ -11,15 +13,6 @@ namespace hq {
 namespace {
 
 constexpr std::string_view kScheme = "s3://";
-
-bool startsWithNoCase(std::string_view text, std::string_view prefix)
-{
-    return text.size() >= prefix.size() &&
-           std::equal(prefix.begin(), prefix.end(), text.begin(), [](char a, char b) {
-               return std::tolower(static_cast<unsigned char>(a)) ==
-                      std::tolower(static_cast<unsigned char>(b));
-           });
-}
 
 bool isAlnum(char c)
 {
@@ -34,11 +27,6 @@ bool isDigit(char c)
 bool isHostCharacter(char c)
 {
     return isAlnum(c) || c == '.' || c == '-' || c == '_';
-}
-
-bool isSeparator(char c)
-{
-    return c == '/' || c == '\\';
 }
 
 std::size_t schemeLength(std::string_view text)
@@ -128,7 +116,7 @@ std::size_t secretEnd(std::string_view address, bool inText)
         const std::size_t length = siteLength(rest, false);
         if (length == 0)
             continue;
-        if (length == rest.size() || isSeparator(rest[length]) ||
+        if (length == rest.size() || isAddressSeparator(rest[length]) ||
             (inText && endsAddressInText(rest[length])))
             return at;
     }
@@ -154,7 +142,7 @@ std::optional<S3Address> S3Address::parse(std::string_view address)
     result.secret = address.substr(colon + 1, at - colon - 1);
     std::string_view rest = address.substr(at + 1);
     const std::size_t site = siteLength(rest, true);
-    if (site == 0 || (site < rest.size() && !isSeparator(rest[site])))
+    if (site == 0 || (site < rest.size() && !isAddressSeparator(rest[site])))
         return std::nullopt;
     if (hasControlCharacter(result.accessKey) || hasControlCharacter(result.secret))
         return std::nullopt;

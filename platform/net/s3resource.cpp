@@ -4,9 +4,10 @@
 
 #include "hqutil.h"
 #include "net/s3documents.h"
+#include "net/text.h"
+#include "s3service.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstdlib>
 #include <map>
 #include <mutex>
@@ -15,8 +16,6 @@ namespace hq {
 
 namespace {
 
-constexpr const char *kServiceHost = "s3.amazonaws.com";
-constexpr std::string_view kProviderDomain = ".amazonaws.com";
 constexpr const char *kDefaultRegion = "us-east-1";
 constexpr const char *kUnsignedPayload = "UNSIGNED-PAYLOAD";
 constexpr std::int64_t kToleratedSkewSeconds =
@@ -28,8 +27,9 @@ class Lessons
 public:
     static Lessons &shared()
     {
-        static Lessons lessons;
-        return lessons;
+        // Never destroyed: threads may still be at work when the process ends.
+        static auto *const lessons = new Lessons;
+        return *lessons;
     }
 
     std::string region(const S3Address &address)
@@ -61,11 +61,11 @@ private:
     std::map<std::string, std::int64_t> m_clockOffsets;                   // seconds, by site
 };
 
-std::string lowerCase(std::string text)
+// The provider's service domain with the dot in front of it.
+std::string providerDomain()
 {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return text;
+    const std::string host = kS3ServiceHost;
+    return host.substr(host.find('.'));
 }
 
 bool endsWith(std::string_view text, std::string_view end)
@@ -167,10 +167,10 @@ S3Endpoint s3Endpoint(const std::string &site, const std::string &bucket, const 
     if (endsWith(endpoint.host, defaultPort))
         endpoint.host.resize(endpoint.host.size() - defaultPort.size());
 
-    if (endpoint.host == kServiceHost && region != kDefaultRegion)
-        endpoint.host = "s3." + region + std::string(kProviderDomain);
+    if (endpoint.host == kS3ServiceHost && region != kDefaultRegion)
+        endpoint.host = "s3." + region + providerDomain();
     endpoint.bucketInHost =
-        endsWith(name, kProviderDomain) && bucket.size() >= 3 && isLabel(bucket);
+        endsWith(name, providerDomain()) && bucket.size() >= 3 && isLabel(bucket);
     if (endpoint.bucketInHost)
         endpoint.host = bucket + "." + endpoint.host;
     return endpoint;
@@ -204,7 +204,7 @@ HttpRequest S3Resource::request(const RequestOptions &options)
 {
     if (const std::string learned = Lessons::shared().region(m_address); !learned.empty())
         m_region = learned;
-    m_clockOffset = Lessons::shared().clockOffset(m_address.site);
+    const std::int64_t clockOffset = Lessons::shared().clockOffset(m_address.site);
 
     const S3Endpoint endpoint = s3Endpoint(m_address.site, m_address.bucket, m_region);
     std::string path = "/";
@@ -218,6 +218,8 @@ HttpRequest S3Resource::request(const RequestOptions &options)
 
     HttpRequest request;
     request.method = options.method;
+    request.signedRegion = m_region;
+    request.clockOffset = clockOffset;
     request.url =
         endpoint.scheme + "://" + endpoint.host + path + (query.empty() ? "" : "?") + query;
     if (!options.range.empty())
@@ -228,7 +230,7 @@ HttpRequest S3Resource::request(const RequestOptions &options)
         return request;
 
     SigningInput input;
-    input.time = std::time(nullptr) + static_cast<std::time_t>(m_clockOffset);
+    input.time = std::time(nullptr) + static_cast<std::time_t>(clockOffset);
     input.method = options.method;
     input.path = path;
     input.query = query;
@@ -259,7 +261,7 @@ bool S3Resource::learnRegion(const HttpAnswer &answer)
         const S3ErrorDocument document = parseS3Error(answer.body);
         region = document.region.empty() ? regionOfHost(document.endpoint) : document.region;
     }
-    if (!isLabel(region) || region == m_region)
+    if (!isLabel(region) || region == answer.signedRegion)
         return false;
     Lessons::shared().setRegion(m_address, region);
     return true;
@@ -270,11 +272,14 @@ bool S3Resource::learnClock(const HttpAnswer &answer)
     // The answer to a HEAD has no document that would name the reason, so the times decide.
     if (answer.status != 403 || !m_address.isSigned())
         return false;
+    const std::string code = parseS3Error(answer.body).code;
+    if (!code.empty() && code != "RequestTimeTooSkewed")
+        return false;
     const std::time_t serverTime = curl_getdate(answer.header("date").c_str(), nullptr);
     if (serverTime == -1)
         return false;
     const std::int64_t offset = serverTime - std::time(nullptr);
-    if (std::abs(offset - m_clockOffset) < kToleratedSkewSeconds)
+    if (std::abs(offset - answer.clockOffset) < kToleratedSkewSeconds)
         return false;
     Lessons::shared().setClockOffset(m_address.site, offset);
     return true;

@@ -52,8 +52,7 @@ private:
     S3Address m_address;
     std::string m_key;
     NameValues m_query;
-    std::string m_region;           // of the last request
-    std::int64_t m_clockOffset = 0; // seconds, of the last request
+    std::string m_region; // to sign for
 };
 
 } // namespace hq

@@ -26,7 +26,8 @@ NameValues listQuery(const std::string &prefix, const char *mostKeys)
 
 // A HEAD is cheap, but its refusal has no document that names the reason, and some servers refuse
 // HEAD alone: then the GET, the smallest that proves the same, has the last word.
-bool headOrGet(S3Resource &headed, S3Resource &got, const RequestOptions &get, HttpAnswer *answer)
+bool headOrGet(S3Resource &headed, S3Resource &got, const RequestOptions &get, HttpAnswer *answer,
+               const AnswerCheck &check = {})
 {
     RequestOptions head;
     head.method = "HEAD";
@@ -34,7 +35,13 @@ bool headOrGet(S3Resource &headed, S3Resource &got, const RequestOptions &get, H
         return true;
     if (answer->result != CURLE_OK || answer->status < 300 || answer->status >= 500)
         return false;
-    return perform(got, get, answer, kMostPageBytes);
+    return perform(got, get, answer, check);
+}
+
+// Success alone does not make a listing: errors can come with a 200.
+bool isListing(const HttpAnswer &answer)
+{
+    return parseS3Listing(answer.body).has_value();
 }
 
 bool findKey(const S3Address &address, const std::string &key, S3Object *object, HttpAnswer *answer)
@@ -49,9 +56,7 @@ bool findKey(const S3Address &address, const std::string &key, S3Object *object,
     if (!found && !empty)
         return false;
     object->size = answer->status == 200 ? answer->contentLength() : range.total;
-    if (object->size < 0)
-        return fail(Error::InvalidServerResponse);
-    object->etag = answer->header("etag");
+    object->etag = answer->strongEtag();
     object->latencyMicroseconds = answer->latencyMicroseconds;
     object->resource = std::move(resource);
     return true;
@@ -222,11 +227,11 @@ bool proveBucket(const S3Address &address, HttpAnswer *answer)
 {
     if (address.bucket.empty()) {
         S3Resource account(address, {});
-        return perform(account, {}, answer);
+        return perform(account, {}, answer, isListing);
     }
     S3Resource bucket(address, {});
     S3Resource listing(address, {}, listQuery({}, "1"));
-    return headOrGet(bucket, listing, {}, answer);
+    return headOrGet(bucket, listing, {}, answer, isListing);
 }
 
 bool walkS3(const S3Address &address, const std::string &written, const network::Entry &entry)
@@ -251,10 +256,9 @@ bool isS3Folder(const S3Address &address)
     if (address.rawKey.empty())
         return proveBucket(address, &answer);
     S3Resource listing(address, {}, listQuery(folderPrefix(address.key()), "1"));
-    if (!perform(listing, {}, &answer, kMostPageBytes))
+    if (!perform(listing, {}, &answer, isListing))
         return false;
-    const auto page = parseS3Listing(answer.body);
-    return page && !page->entries.empty();
+    return !parseS3Listing(answer.body)->entries.empty() || fail(Error::FileNotFound);
 }
 
 } // namespace hq

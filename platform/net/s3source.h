@@ -17,7 +17,7 @@ namespace hq {
 struct S3Object
 {
     std::unique_ptr<Resource> resource;
-    std::int64_t size = 0;
+    std::int64_t size = 0; // -1 when the server does not tell
     std::string etag;
     int latencyMicroseconds = 0; // from a request to its answer
 };

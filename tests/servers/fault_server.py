@@ -27,6 +27,7 @@ Effects, any of:
   rate (bytes/s)                of the body
   lengthDelta                   added to the Content-Length
   unsized                       "chunked" or "close" in place of the Content-Length
+  wrongEtag, wrongRange         true: another version although If-Match forbids it; other bytes
   change                        true: the object becomes another one, with a new ETag, before this
   emptyPage, sameToken, broken  true: a page without entries that goes on, one that names itself as
                                 the next one, one whose document ends early"""
@@ -214,7 +215,7 @@ class Server:
         with self.lock:
             path, _, query = request.target.partition("?")
             self.requests.append(
-                {"method": request.method, "path": path, "query": query,
+                {"method": request.method, "path": path, "query": query, "time": time.monotonic(),
                  "connection": connection.number,
                  **{name: request.headers[name] for name in RECORDED if name in request.headers}})
         effects = self.effects_on(request)
@@ -266,7 +267,9 @@ class Server:
         if body is None:
             raise Refusal(404)
         etag = bucket.etag(key)
-        if request.headers.get("if-match", etag) not in (etag, "*"):
+        if effects.get("wrongEtag"):
+            etag = '"another-version"'
+        elif request.headers.get("if-match", etag) not in (etag, "*"):
             raise Refusal(412)
         size = body if isinstance(body, int) else len(body)
         headers = {"ETag": etag, "Accept-Ranges": "bytes", "Content-Type": "video/mxf",
@@ -277,6 +280,8 @@ class Server:
         first, last = int(wanted[1]), min(int(wanted[2] or size), size - 1)
         if first > last:
             raise Refusal(416, headers={"Content-Range": f"bytes */{size}"})
+        if effects.get("wrongRange"):
+            first -= 1000
         headers["Content-Range"] = f"bytes {first}-{last}/{size}"
         return 206, headers, body, first, last - first + 1
 

@@ -1,0 +1,38 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+
+// Small questions about the text of an address. ASCII only, whatever the locale.
+#pragma once
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+
+namespace hq {
+
+inline char lowerCase(char c)
+{
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
+}
+
+inline std::string lowerCase(std::string text)
+{
+    std::transform(text.begin(), text.end(), text.begin(), [](char c) { return lowerCase(c); });
+    return text;
+}
+
+// `prefix` in lower case.
+inline bool startsWithNoCase(std::string_view text, std::string_view prefix)
+{
+    return text.size() >= prefix.size() &&
+           std::equal(prefix.begin(), prefix.end(), text.begin(),
+                      [](char a, char b) { return a == lowerCase(b); });
+}
+
+// What separates the parts of an address, on every system.
+inline bool isAddressSeparator(char c)
+{
+    return c == '/' || c == '\\';
+}
+
+} // namespace hq
