@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "backgroundwork.h"
 
-#include <QObject>
 #include <QtConcurrent>
 #include <chrono>
 #include <condition_variable>
+#include <deque>
 #include <map>
 #include <mutex>
 
@@ -13,8 +13,10 @@ struct BackgroundWork::State
 {
     std::mutex mutex;
     std::condition_variable ended;
-    QObject *context = nullptr;
+    BackgroundWork *owner = nullptr;
+    std::deque<std::pair<hq::StopToken, std::function<void()>>> calls;
     std::map<quint64, hq::StopToken> running;
+    std::map<quint64, std::function<void(const Link &)>> waiting;
     quint64 lastNumber = 0;
 };
 
@@ -25,29 +27,37 @@ BackgroundWork::Link::Link(std::shared_ptr<State> state, hq::StopToken token)
 
 void BackgroundWork::Link::post(std::function<void()> call) const
 {
-    // The lock keeps the context alive while the call is queued; the queue drops it afterwards.
+    // The lock keeps the owner alive until its event is queued; its destructor drops the event.
     const std::lock_guard lock(m_state->mutex);
-    if (!m_state->context || m_token.isStopped())
+    if (!m_state->owner || m_token.isStopped())
         return;
-    QMetaObject::invokeMethod(
-        m_state->context,
-        [token = m_token, call = std::move(call)] {
-            if (!token.isStopped())
-                call();
-        },
-        Qt::QueuedConnection);
+    m_state->calls.emplace_back(m_token, std::move(call));
+    QMetaObject::invokeMethod(m_state->owner, "deliver", Qt::QueuedConnection);
 }
 
-BackgroundWork::BackgroundWork(QObject *context) : m_state(std::make_shared<State>())
+// One call for each event, so that a call with an event loop of its own holds up no other.
+void BackgroundWork::deliver()
 {
-    m_state->context = context;
+    std::unique_lock lock(m_state->mutex);
+    const auto [token, call] = std::move(m_state->calls.front());
+    m_state->calls.pop_front();
+    lock.unlock();
+    if (!token.isStopped())
+        call();
+}
+
+BackgroundWork::BackgroundWork() : m_state(std::make_shared<State>())
+{
+    m_state->owner = this;
 }
 
 BackgroundWork::~BackgroundWork()
 {
     stop();
+    decltype(State::calls) undelivered; // destroyed without the lock: it may hold anything
     const std::lock_guard lock(m_state->mutex);
-    m_state->context = nullptr;
+    m_state->owner = nullptr;
+    undelivered.swap(m_state->calls);
 }
 
 hq::StopToken BackgroundWork::start(std::function<void(const Link &)> work)
@@ -58,19 +68,28 @@ hq::StopToken BackgroundWork::start(std::function<void(const Link &)> work)
         const std::lock_guard lock(m_state->mutex);
         number = ++m_state->lastNumber;
         m_state->running.emplace(number, token);
+        m_state->waiting.emplace(number, std::move(work));
     }
-    QtConcurrent::run([state = m_state, token, number, work = std::move(work)]() mutable {
+    QtConcurrent::run([state = m_state, number] { runPiece(state, number); });
+    return token;
+}
+
+void BackgroundWork::runPiece(const std::shared_ptr<State> &state, quint64 number)
+{
+    std::unique_lock lock(state->mutex);
+    {
+        const hq::StopToken token = state->running.at(number);
+        const auto piece = state->waiting.extract(number);
+        lock.unlock();
         if (!token.isStopped()) {
             const hq::ScopedStopToken scope(token);
-            work(Link(state, token));
+            piece.mapped()(Link(state, token));
         }
-        // What the work holds must be gone before it counts as ended.
-        work = nullptr;
-        const std::lock_guard lock(state->mutex);
-        state->running.erase(number);
-        state->ended.notify_all();
-    });
-    return token;
+        // What the work holds is gone before it counts as ended.
+    }
+    lock.lock();
+    state->running.erase(number);
+    state->ended.notify_all();
 }
 
 void BackgroundWork::stop()

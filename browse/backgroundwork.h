@@ -4,15 +4,15 @@
 
 #include "transfer.h"
 
+#include <QObject>
 #include <functional>
 #include <memory>
 
-class QObject;
-
 // Runs work on the global thread pool and ends it with its owner. Work is given values and a
-// link, never a widget or a model. For use by the thread of `context`.
-class BackgroundWork
+// link, never a widget or a model. For use by the thread that made it.
+class BackgroundWork : public QObject
 {
+    Q_OBJECT
     struct State;
 
 public:
@@ -22,8 +22,8 @@ public:
     public:
         const hq::StopToken &token() const { return m_token; }
 
-        // Queues `call` for the context's thread. It is dropped, also when it is queued already,
-        // once the work is stopped or the context has gone. Calls arrive in the order posted.
+        // Queues `call` for the owner's thread. It is dropped, also when it is queued already,
+        // once the work is stopped or the owner has gone. Calls arrive in the order posted.
         void post(std::function<void()> call) const;
 
     private:
@@ -34,10 +34,8 @@ public:
         hq::StopToken m_token;
     };
 
-    explicit BackgroundWork(QObject *context);
-    ~BackgroundWork();
-    BackgroundWork(const BackgroundWork &) = delete;
-    BackgroundWork &operator=(const BackgroundWork &) = delete;
+    BackgroundWork();
+    ~BackgroundWork() override;
 
     // Starts `work` with a stop token of its own, which also ends the utility library's calls of
     // its thread. The result stops this piece alone.
@@ -47,6 +45,11 @@ public:
     // operating system is left behind, and nothing it posts is delivered.
     void stop();
 
+private slots:
+    void deliver();
+
 private:
+    static void runPiece(const std::shared_ptr<State> &state, quint64 number);
+
     std::shared_ptr<State> m_state;
 };

@@ -36,7 +36,7 @@ void passOnOtherMessages(QtMsgType type, const QMessageLogContext &context, cons
 
 } // namespace
 
-MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(new Ui_MainWindow), m_work(this)
+MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(new Ui_MainWindow)
 {
     g_messageHandler = qInstallMessageHandler(passOnOtherMessages);
     ui->setupUi(this);
