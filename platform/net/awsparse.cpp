@@ -6,6 +6,7 @@
 #include "net/s3resource.h"
 #include "net/text.h"
 
+#include <new>
 #include <string>
 #include <string_view>
 
@@ -57,29 +58,44 @@ std::string withoutCredentials(std::string_view address)
     return text;
 }
 
+struct AddressParts
+{
+    hq::S3Address s3;
+    std::string path; // what folder and name are taken from
+    std::string region;
+};
+
+AddressParts takeApart(std::string_view address)
+{
+    AddressParts parts;
+    if (auto parsed = hq::S3Address::parse(address)) {
+        parts.s3 = std::move(*parsed);
+        parts.path = parts.s3.rawKey;
+        parts.region = hq::knownRegion(parts.s3);
+    } else if (!hq::isS3Address(address)) {
+        const bool web = address.find("://") != std::string_view::npos;
+        parts.path = web ? withoutCredentials(address) : std::string(address);
+    }
+    return parts;
+}
+
 } // namespace
 
 void hqOSAwsParse(const char *address, char *bucket, char *folder, char *name, char *region,
                   char *key, char *secret, char *site)
 {
-    const std::string_view text = address ? address : "";
-    hq::S3Address parts;
-    std::string path;
-    std::string bucketRegion;
-    if (auto parsed = hq::S3Address::parse(text)) {
-        parts = std::move(*parsed);
-        path = parts.rawKey;
-        bucketRegion = hq::knownRegion(parts);
-    } else if (!hq::isS3Address(text)) {
-        const bool web = text.find("://") != std::string_view::npos;
-        path = web ? withoutCredentials(text) : std::string(text);
+    AddressParts parts;
+    try {
+        parts = takeApart(address ? address : "");
+    } catch (const std::bad_alloc &) {
+        parts = {}; // nothing is thrown through the C interface
     }
-    const FolderAndName split = splitPath(path);
-    put<256>(bucket, parts.bucket);
+    const FolderAndName split = splitPath(parts.path);
+    put<256>(bucket, parts.s3.bucket);
     put<4096>(folder, split.folder);
     put<4096>(name, split.name);
-    put<64>(region, bucketRegion);
-    put<1512>(key, parts.accessKey);
-    put<1512>(secret, parts.secret);
-    put<1512>(site, parts.site);
+    put<64>(region, parts.region);
+    put<1512>(key, parts.s3.accessKey);
+    put<1512>(secret, parts.s3.secret);
+    put<1512>(site, parts.s3.site);
 }
