@@ -131,6 +131,9 @@ def main():
             compare("Copying 1 GiB, unshaped",
                     {"pellory": copy, "rclone, 8 streams": streams(8, "64M"), "curl": curl},
                     options.runs, check_size)
+            compare("Copying 1 GiB from a web address",
+                    {"pellory": [options.client, "copy", web + "/media/big", TARGET],
+                     "curl": curl}, options.runs, check_size)
         if "far" in wanted:
             server.command("set", rate=50_000_000, latency=20)
             compare("Copying 1 GiB, 20 ms and 50 MB/s a connection",
