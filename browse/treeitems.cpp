@@ -42,10 +42,17 @@ QStandardItem *makeRootItem(const QString &text, const QStringList &pathParts, c
     return makeItem(text, rootKind(), icons.directory, QVariant::fromValue(node));
 }
 
-QStandardItem *makeEntryItem(const QString &path, bool isFile, const ItemIcons &icons)
+QStandardItem *makeEntryItem(const QString &path, bool isFile, const ItemIcons &icons,
+                             const QStringList &parentParts)
 {
     NodeData node;
-    node.pathParts = path.split(QLatin1Char('/'));
+    if (parentParts.isEmpty()) {
+        node.pathParts = path.split(QLatin1Char('/'));
+    } else {
+        node.pathParts.reserve(parentParts.size() + 1);
+        node.pathParts += parentParts;
+        node.pathParts += path.mid(path.lastIndexOf(QLatin1Char('/')) + 1);
+    }
     node.path = path;
     node.isFile = isFile;
     return makeItem(node.pathParts.last(), isFile ? fileKind() : folderKind(),

@@ -30,8 +30,10 @@ struct ItemIcons
 QStandardItem *makeRootItem(const QString &text, const QStringList &pathParts, const QString &path,
                             const ItemIcons &icons);
 
-// An S3 entry; its text is the last part of `path`, an address without a final "/".
-QStandardItem *makeEntryItem(const QString &path, bool isFile, const ItemIcons &icons);
+// An S3 entry; its text is the last part of `path`, an address without a final "/". The parts in
+// front of it can be given, so that the entries of a folder share them.
+QStandardItem *makeEntryItem(const QString &path, bool isFile, const ItemIcons &icons,
+                             const QStringList &parentParts = {});
 
 // The four items of a flow's row: label, with kind and payload, then id, format and created.
 QList<QStandardItem *> makeFlowRow(const TamsNodeData &flow, const ItemIcons &icons);

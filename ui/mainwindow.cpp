@@ -2,7 +2,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "mainwindow.h"
 
+#include "browsetree.h"
+#include "listings.h"
 #include "paramdialog.h"
+#include "statusline.h"
 #include "treeitems.h"
 #include "treesortfilterproxymodel.h"
 #include "treeviews.h"
@@ -44,6 +47,7 @@ MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(new Ui_MainWin
     setWindowTitle(QStringLiteral("Pellory"));
     applyStyleSheet();
     makeModels();
+    makeListings();
 
     ui->combo_TargetDir->setEditable(true);
     fillTargetDirectories();

@@ -7,13 +7,17 @@
 #include <QList>
 #include <QMainWindow>
 #include <QModelIndex>
+#include <memory>
 
 class AddDialog;
+class BrowseTree;
+class Listings;
 class ParamDialog;
 class PartialRestoreDialog;
 class QFileSystemModel;
 class QStandardItem;
 class QStandardItemModel;
+class StatusLine;
 class TamsDialog;
 class TreeSortFilterProxyModel;
 class URL;
@@ -70,11 +74,20 @@ private:
     void deleteEntryFile(const QString &path);
     void saveTargets();
 
+    // Connecting and listing
+    void makeListings();
+    void leaveSource();
+    void connectTams(const QString &text);
+    void showSource(const QString &url);
+    void listSource(const QString &address);
+    void listFolder(QStandardItem *item);
+    void listTamsFlows(const QString &site);
+    void showListingFailure(const QString &title, const QString &text);
+
     // Browsing
     void setBrowsing(bool local, bool tams);
     void showLocalFolder(const QModelIndex &folder);
     void showFolderFiles(const QStandardItem *folder);
-    void listFolder(QStandardItem *folder);
     QStandardItem *itemOf(const TreeSortFilterProxyModel *proxy, const QModelIndex &index) const;
 
     Ui_MainWindow *ui;
@@ -96,4 +109,7 @@ private:
     bool tamsBrowsing = false;
     QString tamsEndpoint;
     BackgroundWork m_work;
+    std::unique_ptr<BrowseTree> m_tree;
+    std::unique_ptr<Listings> m_listings;
+    std::unique_ptr<StatusLine> m_statusLine;
 };

@@ -4,6 +4,7 @@
 // The window's two views and its status line.
 #include "mainwindow.h"
 
+#include "statusline.h"
 #include "treeitems.h"
 #include "treesortfilterproxymodel.h"
 #include "treeviews.h"
@@ -114,11 +115,20 @@ void MainWindow::on_treeView_doubleClicked(QModelIndex index)
 
 void MainWindow::on_updateStatus(const QString &status)
 {
-    const bool connecting = status == QLatin1String("Connecting");
-    if (!connecting && status != QLatin1String("Finished"))
+    if (status == QLatin1String("Connecting")) {
+        m_statusLine->show(status);
+        return;
+    }
+    const bool ended = status == QLatin1String("Finished");
+    if (!ended)
         ++itemCount;
-    ui->textbox_Status->setPlainText(
-        connecting ? status : QStringLiteral("Count: %1 | ").arg(itemCount) + status);
+    const auto line = [this, status] {
+        return QStringLiteral("Count: %1 | ").arg(itemCount) + status;
+    };
+    if (ended)
+        m_statusLine->show(line());
+    else
+        m_statusLine->showPaced(line());
 }
 
 void MainWindow::on_finished(QStandardItem *item, bool isRoot)

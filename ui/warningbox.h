@@ -8,3 +8,6 @@ class QWidget;
 // Shows a modal warning with one OK button and returns when it is closed. The text is plain: what
 // stands in "<" and ">" is shown as it is.
 void showWarning(QWidget *parent, const QString &title, const QString &text);
+
+// The same, but returns at once. The box goes with its parent when it is not closed before.
+void openWarning(QWidget *parent, const QString &title, const QString &text);

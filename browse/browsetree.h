@@ -1,0 +1,38 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "arrivalqueue.h"
+#include "treeitems.h"
+
+#include <QHash>
+
+// Fills the window's tree of a remote source. GUI thread.
+class BrowseTree
+{
+public:
+    // `rootItems` lists the items that can receive entries, from the Root on. Both are the
+    // caller's; the list is changed through this object alone.
+    BrowseTree(QStandardItemModel *model, QList<QStandardItem *> *rootItems,
+               const ItemIcons &icons);
+
+    // Empties `rootItems`; the model keeps what it shows.
+    void forget();
+
+    // Begin an empty tree of a source with its Root.
+    void startS3(const QString &url);
+    void startTams(const QString &text, const QString &site);
+
+    // Append rows. An entry goes below the first of `rootItems` with the path that its own begins
+    // with, and is left out when there is none; a flow goes below the Root.
+    void append(const std::vector<EntryArrival> &entries);
+    void append(const std::vector<FlowArrival> &flows);
+
+private:
+    void setRoot(QStandardItem *root);
+
+    QStandardItemModel *m_model;
+    QList<QStandardItem *> *m_rootItems;
+    ItemIcons m_icons;
+    QHash<QString, QStandardItem *> m_parents; // the first of m_rootItems with each path
+};

@@ -1,0 +1,46 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#include "s3listing.h"
+
+#include "hqutil.h"
+
+namespace {
+
+struct Walk
+{
+    const std::function<bool(EntryArrival)> &take;
+    // For hqOSAwsParse, which terminates what it writes; too large to be cleared for each entry.
+    char bucket[256];
+    char folder[4096];
+    char name[4096];
+    char region[64];
+    char key[1512];
+    char secret[1512];
+    char site[1512];
+};
+
+int addEntry(void *user, const char *address, unsigned int attributes)
+{
+    Walk &walk = *static_cast<Walk *>(user);
+    for (char *text :
+         {walk.bucket, walk.folder, walk.name, walk.region, walk.key, walk.secret, walk.site})
+        *text = '\0';
+    hqOSAwsParse(address, walk.bucket, walk.folder, walk.name, walk.region, walk.key, walk.secret,
+                 walk.site);
+    EntryArrival entry;
+    entry.line = QStringLiteral("Adding: ") + QString::fromUtf8(walk.bucket) + QLatin1Char('/') +
+                 QString::fromUtf8(walk.folder) + QLatin1Char('/') + QString::fromUtf8(walk.name);
+    entry.path = QString::fromUtf8(address);
+    if (entry.path.endsWith(QLatin1Char('/')))
+        entry.path.chop(1);
+    entry.isFile = (attributes & HQ_ATTRIBUTE_FOLDER) == 0;
+    return walk.take(std::move(entry)) ? 0 : 1;
+}
+
+} // namespace
+
+void walkEntries(const QString &address, const std::function<bool(EntryArrival)> &take)
+{
+    Walk walk{take, {}, {}, {}, {}, {}, {}, {}};
+    hqOSRecurseDirectory(&walk, address.toUtf8().constData(), addEntry, HQ_WALK_ONE_LEVEL);
+}

@@ -1,0 +1,142 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#include "tamslisting.h"
+
+#include "hqutil.h"
+
+#include <QHash>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <climits>
+#include <cstring>
+#include <memory>
+#include <new>
+
+namespace {
+
+constexpr quint32 mostEntryFileBytes = 1 << 20;
+constexpr quint64 unknownSize = ~quint64(0);
+constexpr quint64 bytesOfUnknownSize = 1048576;
+constexpr quint64 leastAnswerBytes = 10;
+
+class OpenFile
+{
+public:
+    explicit OpenFile(const QByteArray &path)
+        : m_handle(hqOSCreateFile(path.constData(), HQ_ACCESS_READ, HQ_SHARE_READ, nullptr,
+                                  HQ_OPEN_EXISTING, 0, nullptr))
+    {
+    }
+    ~OpenFile()
+    {
+        if (isOpen())
+            hqOSCloseFile(m_handle);
+    }
+    OpenFile(const OpenFile &) = delete;
+    OpenFile &operator=(const OpenFile &) = delete;
+
+    bool isOpen() const { return m_handle != HQ_INVALID_HANDLE; }
+    HQHANDLE handle() const { return m_handle; }
+
+private:
+    HQHANDLE m_handle;
+};
+
+// One failure as log and message box tell it: "ERROR: WHAT <address>".
+std::nullopt_t fail(const char *what, const QByteArray &address, TamsFailure *failure)
+{
+    const quint32 error = hqOSGetLastError();
+    if (!hq::isStopped())
+        ErrOut("ERROR: %s <%s>, error %d 0x%08X ", what, address.constData(),
+               static_cast<int>(error), error);
+    failure->title = QLatin1String("ERROR: ") + QLatin1String(what);
+    failure->text = failure->title + QStringLiteral(" <%1>").arg(QString::fromUtf8(address));
+    return std::nullopt;
+}
+
+} // namespace
+
+std::optional<QString> readTamsEndpoint(const QString &site, TamsFailure *failure)
+{
+    char directory[HQ_CONFIG_DIR_SIZE] = {};
+    hqOSGetConfigDir(directory, 0);
+    const QString path = QString::fromUtf8(directory) + site + QStringLiteral(".json");
+    const OpenFile file(path.toUtf8());
+    if (!file.isOpen()) {
+        ErrOut("ERROR: Unable to open TAMS config file <%s> ", path.toUtf8().constData());
+        failure->title = QStringLiteral("ERROR: Unable to open TAMS config file");
+        failure->text = QStringLiteral("RROR: Unable to open TAMS config file <%1>").arg(path);
+        return std::nullopt;
+    }
+    QByteArray text(mostEntryFileBytes, Qt::Uninitialized);
+    quint32 size = 0;
+    hqOSReadFile(file.handle(), text.data(), mostEntryFileBytes, &size, nullptr);
+    text.truncate(static_cast<int>(size));
+    const QJsonValue value =
+        QJsonDocument::fromJson(text).object().value(QLatin1String("endpoint"));
+    QString endpoint = value.isUndefined() ? QStringLiteral("/Prod/") : value.toString();
+    if (!endpoint.startsWith(QLatin1Char('/')))
+        endpoint.prepend(QLatin1Char('/'));
+    if (!endpoint.endsWith(QLatin1Char('/')))
+        endpoint.append(QLatin1Char('/'));
+    return endpoint;
+}
+
+QString tamsFlowsAddress(const QString &site, const QString &endpoint)
+{
+    return QStringLiteral("https://") + site + endpoint + QStringLiteral("flows?limit=300");
+}
+
+std::optional<std::vector<FlowArrival>> readTamsFlows(const QString &address, TamsFailure *failure)
+{
+    const QByteArray encoded = address.toUtf8();
+    const OpenFile file(encoded);
+    if (!file.isOpen())
+        return fail("Unable to open", encoded, failure);
+    std::int64_t found = 0;
+    hqOSGetFileSizeEx(file.handle(), &found);
+    auto size = static_cast<quint64>(found);
+    if (size < leastAnswerBytes)
+        return fail("Flow too small", encoded, failure);
+    if (size == unknownSize)
+        size = bytesOfUnknownSize;
+
+    // One read, so no more than its 32-bit count is needed however much the server promises.
+    const auto count = static_cast<quint32>(size);
+    const std::unique_ptr<char[]> buffer(new (std::nothrow) char[std::size_t(count) + 2]);
+    quint32 read = 0;
+    hqOSSeek(file.handle(), 0);
+    if (!buffer || hqOSReadFile(file.handle(), buffer.get(), count, &read, nullptr) == 0)
+        return fail("Error reading flow", encoded, failure);
+    buffer[read] = '\0';
+    const std::size_t length = std::strlen(buffer.get());
+    if (length > INT_MAX)
+        return std::vector<FlowArrival>();
+    return foldTamsFlows(QByteArray::fromRawData(buffer.get(), static_cast<int>(length)));
+}
+
+std::vector<FlowArrival> foldTamsFlows(const QByteArray &json)
+{
+    std::vector<FlowArrival> flows;
+    QHash<QString, std::size_t> places;
+    for (const QJsonValue &element : QJsonDocument::fromJson(json).array()) {
+        const QJsonObject object = element.toObject();
+        const auto text = [&object](const char *key) {
+            return object.value(QLatin1String(key)).toString();
+        };
+        const QJsonValue collectors = object.value(QLatin1String("collected_by"));
+        const bool isCollected = !collectors.isUndefined();
+        const TamsNodeData flow{text("label"),
+                                isCollected ? collectors.toArray().first().toString() : text("id"),
+                                text("format"), text("created")};
+        const auto known = places.constFind(flow.id);
+        if (known == places.constEnd()) {
+            places.insert(flow.id, flows.size());
+            flows.push_back({QStringLiteral("Adding: ") + flow.label, flow});
+        } else if (!isCollected) {
+            flows[*known].flow = flow;
+        }
+    }
+    return flows;
+}

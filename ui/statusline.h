@@ -1,0 +1,31 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QString>
+#include <QTimer>
+
+class QTextEdit;
+
+// Shows one line at a time in the status box. Setting its text costs as much as tens of tree items,
+// so of many lines that follow close upon each other only some are shown, the latest at the end.
+class StatusLine
+{
+public:
+    explicit StatusLine(QTextEdit *box);
+
+    // Now.
+    void show(const QString &line);
+
+    // Now for the first lines of a burst, then the latest one every few milliseconds.
+    void showPaced(const QString &line);
+
+private:
+    void tick();
+
+    QTextEdit *m_box;
+    QTimer m_pace; // runs as long as the burst goes on
+    int m_shown = 0;
+    QString m_waiting;
+    bool m_isWaiting = false;
+};
