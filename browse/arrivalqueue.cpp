@@ -2,38 +2,72 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "arrivalqueue.h"
 
-#include <algorithm>
 #include <chrono>
-#include <iterator>
 
 namespace {
-constexpr std::size_t mostArrivals = 2000;
+
+constexpr std::size_t mostBatches = 4;
+constexpr std::size_t entriesPerBatch = 1000; // two or three milliseconds of the taker's work
 constexpr auto stopPoll = std::chrono::milliseconds(20);
+
+bool isComplete(const ArrivalBatch &batch)
+{
+    return batch.call || batch.entries.size() >= entriesPerBatch;
+}
+
 } // namespace
 
-bool ArrivalQueue::push(Arrival arrival, const hq::StopToken &token, bool *wasEmpty)
+// Leaves a batch that is not complete at the end.
+bool ArrivalQueue::waitForRoom(std::unique_lock<std::mutex> &lock, const hq::StopToken &token)
 {
-    std::unique_lock lock(m_mutex);
-    while (m_arrivals.size() >= mostArrivals && !token.isStopped())
+    const auto isFull = [this] {
+        return m_batches.size() >= mostBatches && isComplete(m_batches.back());
+    };
+    while (isFull() && !token.isStopped())
         m_taken.wait_for(lock, stopPoll);
     if (token.isStopped())
         return false;
-    *wasEmpty = m_arrivals.empty();
-    m_arrivals.push_back(std::move(arrival));
+    if (m_batches.empty() || isComplete(m_batches.back()))
+        m_batches.emplace_back();
     return true;
 }
 
-std::deque<Arrival> ArrivalQueue::take(std::size_t most)
+std::optional<ArrivalQueue::Take> ArrivalQueue::push(EntryArrival entry, const hq::StopToken &token)
 {
-    std::deque<Arrival> taken;
+    std::unique_lock lock(m_mutex);
+    if (!waitForRoom(lock, token))
+        return std::nullopt;
+    ArrivalBatch &batch = m_batches.back();
+    batch.entries.push_back(std::move(entry));
+    if (m_batches.size() > 1)
+        return Take::Nothing;
+    if (isComplete(batch))
+        return Take::Now;
+    return batch.entries.size() == 1 ? Take::Soon : Take::Nothing;
+}
+
+std::optional<ArrivalQueue::Take> ArrivalQueue::push(std::function<void()> call,
+                                                     const hq::StopToken &token)
+{
+    std::unique_lock lock(m_mutex);
+    if (!waitForRoom(lock, token))
+        return std::nullopt;
+    m_batches.back().call = std::move(call);
+    return m_batches.size() > 1 ? Take::Nothing : Take::Now;
+}
+
+ArrivalBatch ArrivalQueue::take(Take *next)
+{
+    ArrivalBatch batch;
     const std::lock_guard lock(m_mutex);
-    if (m_arrivals.size() <= most) {
-        taken.swap(m_arrivals);
-    } else {
-        const auto end = m_arrivals.begin() + static_cast<std::ptrdiff_t>(most);
-        std::move(m_arrivals.begin(), end, std::back_inserter(taken));
-        m_arrivals.erase(m_arrivals.begin(), end);
+    if (!m_batches.empty()) {
+        batch = std::move(m_batches.front());
+        m_batches.pop_front();
     }
+    if (m_batches.empty())
+        *next = Take::Nothing;
+    else
+        *next = isComplete(m_batches.front()) ? Take::Now : Take::Soon;
     m_taken.notify_all();
-    return taken;
+    return batch;
 }

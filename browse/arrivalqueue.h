@@ -2,14 +2,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "nodedata.h"
 #include "transfer.h"
 
+#include <QString>
 #include <condition_variable>
 #include <deque>
 #include <functional>
 #include <mutex>
-#include <variant>
+#include <optional>
+#include <vector>
 
 // An entry of a bucket as a walk reported it.
 struct EntryArrival
@@ -19,30 +20,33 @@ struct EntryArrival
     bool isFile = false;
 };
 
-// A flow of a TAMS repository.
-struct FlowArrival
+// What is taken at once: entries, then a call for the GUI thread, if any.
+struct ArrivalBatch
 {
-    QString line;
-    TamsNodeData flow;
+    std::vector<EntryArrival> entries;
+    std::function<void()> call;
 };
 
-// What a listing sends, in its order: entries, flows, and calls for the GUI thread.
-using Arrival = std::variant<EntryArrival, FlowArrival, std::function<void()>>;
-
-// Leads from the listings of one source to the GUI thread. Holds a few slices' worth at most, so
-// that no listing runs far ahead. Any thread.
+// Leads from the listings of one source to the GUI thread, in the order sent. Holds a few batches
+// at most, so that no listing runs far ahead. Any thread.
 class ArrivalQueue
 {
 public:
-    // Waits for room. False, without the arrival, once `token` is stopped. `*wasEmpty` tells that
-    // the taker must be woken.
-    bool push(Arrival arrival, const hq::StopToken &token, bool *wasEmpty);
+    // When to take the next batch: one that can still grow may wait for a moment.
+    enum class Take { Nothing, Soon, Now };
 
-    // The oldest arrivals, `most` of them or, when there are fewer, all.
-    std::deque<Arrival> take(std::size_t most);
+    // Wait for room. None, and the arrival is dropped, once `token` is stopped. Nothing means that
+    // the taker has been told already.
+    std::optional<Take> push(EntryArrival entry, const hq::StopToken &token);
+    std::optional<Take> push(std::function<void()> call, const hq::StopToken &token);
+
+    // The oldest batch; empty when there is none. `*next` tells of the one behind it.
+    ArrivalBatch take(Take *next);
 
 private:
+    bool waitForRoom(std::unique_lock<std::mutex> &lock, const hq::StopToken &token);
+
     std::mutex m_mutex;
     std::condition_variable m_taken;
-    std::deque<Arrival> m_arrivals;
+    std::deque<ArrivalBatch> m_batches;
 };

@@ -3,6 +3,7 @@
 #include "browsetree.h"
 
 #include <QStandardItemModel>
+#include <algorithm>
 
 BrowseTree::BrowseTree(QStandardItemModel *model, QList<QStandardItem *> *rootItems,
                        const ItemIcons &icons)
@@ -13,7 +14,7 @@ BrowseTree::BrowseTree(QStandardItemModel *model, QList<QStandardItem *> *rootIt
 void BrowseTree::forget()
 {
     m_rootItems->clear();
-    m_parents.clear();
+    m_pathHashes.clear();
 }
 
 void BrowseTree::startS3(const QString &url)
@@ -21,7 +22,7 @@ void BrowseTree::startS3(const QString &url)
     resetForS3(m_model);
     const QStringList parts = url.split(QLatin1Char('/'));
     setRoot(makeRootItem(parts.last(), parts, url, m_icons));
-    m_parents.insert(url, m_rootItems->first());
+    m_pathHashes.push_back(qHash(url));
 }
 
 void BrowseTree::startTams(const QString &text, const QString &site)
@@ -39,42 +40,57 @@ void BrowseTree::setRoot(QStandardItem *root)
 
 void BrowseTree::append(const std::vector<EntryArrival> &entries)
 {
-    QStandardItem *parent = nullptr;
-    QString parentPath;
-    QStringList parentParts;
-    QList<QStandardItem *> rows;
-    const auto appendRows = [&] {
-        if (!rows.isEmpty())
-            parent->appendRows(rows);
-        rows.clear();
+    struct Rows
+    {
+        QString parentPath;
+        QStandardItem *parent;
+        QStringList parentParts;
+        int parentsKnown;
+        QList<QStandardItem *> items;
     };
+    std::vector<Rows> all;
+    auto rows = all.end();
     for (const EntryArrival &entry : entries) {
-        const QStringRef address = entry.path.leftRef(entry.path.lastIndexOf(QLatin1Char('/')));
-        if (!parent || address != parentPath) {
-            appendRows();
-            parentPath = address.toString();
-            parent = m_parents.value(parentPath);
-            parentParts = nodeData(parent).pathParts;
+        const QStringRef path = entry.path.leftRef(entry.path.lastIndexOf(QLatin1Char('/')));
+        if (rows == all.end() || path != rows->parentPath) {
+            rows = std::find_if(all.begin(), all.end(),
+                                [&](const Rows &known) { return path == known.parentPath; });
         }
-        if (!parent)
+        if (rows == all.end())
+            rows = all.insert(all.end(), {path.toString(), nullptr, {}, 0, {}});
+        if (!rows->parent && rows->parentsKnown < m_rootItems->size()) {
+            rows->parent = findParent(rows->parentPath);
+            rows->parentParts = nodeData(rows->parent).pathParts;
+            rows->parentsKnown = m_rootItems->size();
+        }
+        if (!rows->parent)
             continue;
-        QStandardItem *item = makeEntryItem(entry.path, entry.isFile, m_icons, parentParts);
-        rows.append(item);
+        QStandardItem *item = makeEntryItem(entry.path, entry.isFile, m_icons, rows->parentParts);
+        rows->items.append(item);
         if (!entry.isFile) {
             m_rootItems->append(item);
-            if (!m_parents.contains(entry.path))
-                m_parents.insert(entry.path, item);
+            m_pathHashes.push_back(qHash(entry.path));
         }
     }
-    appendRows();
+    for (const Rows &finished : all) {
+        if (finished.parent)
+            finished.parent->appendRows(finished.items);
+    }
 }
 
-void BrowseTree::append(const std::vector<FlowArrival> &flows)
+QStandardItem *BrowseTree::findParent(const QString &path) const
 {
-    QStandardItem *root = m_rootItems->first();
-    for (const FlowArrival &arrival : flows) {
-        const QList<QStandardItem *> row = makeFlowRow(arrival.flow, m_icons);
-        m_rootItems->append(row.first());
-        root->appendRow(row);
+    const uint hash = qHash(path);
+    for (std::size_t i = 0; i < m_pathHashes.size(); ++i) {
+        if (m_pathHashes[i] == hash && nodeData(m_rootItems->at(int(i))).path == path)
+            return m_rootItems->at(int(i));
     }
+    return nullptr;
+}
+
+void BrowseTree::append(const TamsNodeData &flow)
+{
+    const QList<QStandardItem *> row = makeFlowRow(flow, m_icons);
+    m_rootItems->append(row.first());
+    m_rootItems->first()->appendRow(row);
 }

@@ -5,7 +5,7 @@
 #include "arrivalqueue.h"
 #include "treeitems.h"
 
-#include <QHash>
+#include <vector>
 
 // Fills the window's tree of a remote source. GUI thread.
 class BrowseTree
@@ -26,13 +26,16 @@ public:
     // Append rows. An entry goes below the first of `rootItems` with the path that its own begins
     // with, and is left out when there is none; a flow goes below the Root.
     void append(const std::vector<EntryArrival> &entries);
-    void append(const std::vector<FlowArrival> &flows);
+    void append(const TamsNodeData &flow);
 
 private:
     void setRoot(QStandardItem *root);
+    QStandardItem *findParent(const QString &path) const;
 
     QStandardItemModel *m_model;
     QList<QStandardItem *> *m_rootItems;
     ItemIcons m_icons;
-    QHash<QString, QStandardItem *> m_parents; // the first of m_rootItems with each path
+    // Of the path of each of m_rootItems, for an S3 source. Going through them takes microseconds,
+    // and a batch has one or two parents; a map of all folders would cost as much as their items.
+    std::vector<uint> m_pathHashes;
 };

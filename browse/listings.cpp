@@ -9,11 +9,14 @@
 
 #include <QCoreApplication>
 #include <QEvent>
+#include <algorithm>
 
 namespace {
 
-// About 3 ms of work.
-constexpr std::size_t arrivalsPerSlice = 500;
+// For so long, what comes in is gathered.
+constexpr int gatherMilliseconds = 3;
+// What is added to the tree at once.
+constexpr std::size_t flowsPerBatch = 500;
 
 const auto finishedLine = QStringLiteral("Finished");
 
@@ -29,18 +32,14 @@ public:
     }
 
     // False once the listing is stopped.
+    template <typename Arrival>
     bool send(Arrival arrival) const
     {
-        bool wasEmpty = false;
-        if (!m_queue->push(std::move(arrival), m_link.token(), &wasEmpty))
-            return false;
-        if (wasEmpty)
-            m_link.post([listings = m_listings] { listings->m_nextSlice.start(); });
-        return true;
+        const auto when = m_queue->push(std::move(arrival), m_link.token());
+        if (when && *when != ArrivalQueue::Take::Nothing)
+            m_link.post([listings = m_listings, when] { listings->plan(*when); });
+        return when.has_value();
     }
-
-    // Sends a call for the GUI thread.
-    void call(std::function<void()> function) const { send(std::move(function)); }
 
 private:
     Listings *m_listings;
@@ -51,10 +50,9 @@ private:
 Listings::Listings(BackgroundWork *work, BrowseTree *tree, QObject *window)
     : m_work(work), m_tree(tree), m_window(window), m_queue(std::make_shared<ArrivalQueue>())
 {
-    // When idle: input and painting go first.
-    m_nextSlice.setSingleShot(true);
-    m_nextSlice.setInterval(0);
-    connect(&m_nextSlice, &QTimer::timeout, this, &Listings::takeSlice);
+    // A timer, so that input and painting go on between two batches.
+    m_nextBatch.setSingleShot(true);
+    connect(&m_nextBatch, &QTimer::timeout, this, &Listings::takeBatch);
 }
 
 void Listings::start(std::function<void(const Outlet &)> listing)
@@ -82,7 +80,7 @@ void Listings::open(const QString &address, std::function<void()> opened)
         if (file == HQ_INVALID_HANDLE)
             return;
         hqOSCloseFile(file);
-        outlet.call(opened);
+        outlet.send(opened);
     });
 }
 
@@ -90,7 +88,7 @@ void Listings::listSource(const QString &address)
 {
     start([this, address](const Outlet &outlet) {
         walkEntries(address, [&](EntryArrival entry) { return outlet.send(std::move(entry)); });
-        outlet.call([this] {
+        outlet.send([this] {
             emit status(finishedLine);
             emit finished(nullptr, true);
         });
@@ -108,7 +106,7 @@ void Listings::listFolder(QStandardItem *folder)
     const QString address = node.path.endsWith(slash) ? node.path : node.path + slash;
     start([this, folder, address](const Outlet &outlet) {
         walkEntries(address, [&](EntryArrival entry) { return outlet.send(std::move(entry)); });
-        outlet.call([this, folder] {
+        outlet.send([this, folder] {
             emit finished(folder, false);
             emit status(finishedLine);
         });
@@ -120,83 +118,60 @@ void Listings::listTamsFlows(const QString &site)
     start([this, site](const Outlet &outlet) {
         TamsFailure failure;
         const auto fail = [&] {
-            outlet.call([this, failure] { emit failed(failure.title, failure.text); });
+            outlet.send([this, failure] { emit failed(failure.title, failure.text); });
         };
         const auto endpoint = readTamsEndpoint(site, &failure);
         if (!endpoint)
             return fail();
-        outlet.call([this, endpoint] {
+        outlet.send([this, endpoint] {
             emit endpointRead(*endpoint);
             emit status(QStringLiteral("Connecting"));
         });
-        auto flows = readTamsFlows(tamsFlowsAddress(site, *endpoint), &failure);
-        if (!flows)
+        auto answer = readTamsFlows(tamsFlowsAddress(site, *endpoint), &failure);
+        if (!answer)
             return fail();
-        for (FlowArrival &flow : *flows) {
-            if (!outlet.send(std::move(flow)))
-                return;
+        const auto flows = std::make_shared<std::vector<ListedFlow>>(std::move(*answer));
+        for (std::size_t begin = 0; begin < flows->size(); begin += flowsPerBatch) {
+            const std::size_t end = std::min(begin + flowsPerBatch, flows->size());
+            outlet.send([this, flows, begin, end] {
+                for (std::size_t i = begin; i < end; ++i) {
+                    m_tree->append((*flows)[i].flow);
+                    emit status((*flows)[i].line);
+                }
+            });
         }
-        outlet.call([this] {
+        outlet.send([this] {
             emit status(finishedLine);
             emit finished(nullptr, true);
         });
     });
 }
 
-void Listings::takeSlice()
+void Listings::plan(ArrivalQueue::Take when)
 {
-    const std::shared_ptr<ArrivalQueue> queue = m_queue;
-    std::deque<Arrival> arrivals = queue->take(arrivalsPerSlice);
-    if (arrivals.size() == arrivalsPerSlice)
-        m_nextSlice.start();
-    std::vector<EntryArrival> entries;
-    std::vector<FlowArrival> flows;
-    // A slot can stop the listings; the rest of the slice is void then.
-    for (Arrival &arrival : arrivals) {
-        if (auto *entry = std::get_if<EntryArrival>(&arrival)) {
-            entries.push_back(std::move(*entry));
-        } else if (auto *flow = std::get_if<FlowArrival>(&arrival)) {
-            flows.push_back(std::move(*flow));
-        } else {
-            take(entries);
-            take(flows);
-            if (queue == m_queue)
-                std::get<std::function<void()>>(arrival)();
-            deliver();
-        }
-        if (queue != m_queue)
-            return;
-    }
-    take(entries);
-    if (queue == m_queue)
-        take(flows);
+    if (when == ArrivalQueue::Take::Now)
+        m_nextBatch.start(0);
+    else if (when == ArrivalQueue::Take::Soon && !m_nextBatch.isActive())
+        m_nextBatch.start(gatherMilliseconds);
 }
 
-void Listings::take(std::vector<EntryArrival> &entries)
+void Listings::takeBatch()
 {
-    if (entries.empty())
-        return;
     const std::shared_ptr<ArrivalQueue> queue = m_queue;
-    for (const EntryArrival &entry : entries)
+    // Slots can stop the listings; the rest is void then.
+    const auto deliver = [this, &queue] {
+        QCoreApplication::sendPostedEvents(m_window, QEvent::MetaCall);
+        return queue == m_queue;
+    };
+    ArrivalQueue::Take next = ArrivalQueue::Take::Nothing;
+    const ArrivalBatch batch = queue->take(&next);
+    for (const EntryArrival &entry : batch.entries)
         emit status(entry.line);
-    deliver();
-    if (queue == m_queue)
-        m_tree->append(entries);
-    entries.clear();
-}
-
-void Listings::take(std::vector<FlowArrival> &flows)
-{
-    if (flows.empty())
+    if (!deliver())
         return;
-    m_tree->append(flows);
-    for (const FlowArrival &flow : flows)
-        emit status(flow.line);
-    deliver();
-    flows.clear();
-}
-
-void Listings::deliver()
-{
-    QCoreApplication::sendPostedEvents(m_window, QEvent::MetaCall);
+    m_tree->append(batch.entries);
+    if (batch.call)
+        batch.call();
+    if (deliver())
+        plan(next);
 }

@@ -13,11 +13,11 @@ class BrowseTree;
 class QStandardItem;
 
 // Runs the listings of the connected source on the thread pool and brings what they report into
-// the tree, a slice at a time, so that the event loop keeps turning. GUI thread.
+// the tree, a batch at a time, so that the event loop keeps turning. GUI thread.
 //
 // Each source has a queue of its own. Stopping gives up the queue, so what a stopped listing still
 // sends has nobody to take it. Signals are emitted in the GUI thread, and the calls that they
-// queue for `window` are delivered before the slice goes on: a line has passed before its item is
+// queue for `window` are delivered before the batch goes on: a line has passed before its item is
 // there, and no report about an item is left waiting when a later slot removes the item.
 class Listings : public QObject
 {
@@ -46,15 +46,13 @@ private:
     class Outlet;
 
     void start(std::function<void(const Outlet &)> listing);
-    void takeSlice();
-    void take(std::vector<EntryArrival> &entries);
-    void take(std::vector<FlowArrival> &flows);
-    void deliver();
+    void plan(ArrivalQueue::Take when);
+    void takeBatch();
 
     BackgroundWork *m_work;
     BrowseTree *m_tree;
     QObject *m_window;
     std::shared_ptr<ArrivalQueue> m_queue;
     std::vector<hq::StopToken> m_tokens;
-    QTimer m_nextSlice;
+    QTimer m_nextBatch;
 };

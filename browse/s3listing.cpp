@@ -6,9 +6,12 @@
 
 namespace {
 
+const QByteArray linePrefix = QByteArrayLiteral("Adding: ");
+
 struct Walk
 {
     const std::function<bool(EntryArrival)> &take;
+    QByteArray line;
     // For hqOSAwsParse, which terminates what it writes; too large to be cleared for each entry.
     char bucket[256];
     char folder[4096];
@@ -28,8 +31,9 @@ int addEntry(void *user, const char *address, unsigned int attributes)
     hqOSAwsParse(address, walk.bucket, walk.folder, walk.name, walk.region, walk.key, walk.secret,
                  walk.site);
     EntryArrival entry;
-    entry.line = QStringLiteral("Adding: ") + QString::fromUtf8(walk.bucket) + QLatin1Char('/') +
-                 QString::fromUtf8(walk.folder) + QLatin1Char('/') + QString::fromUtf8(walk.name);
+    walk.line.resize(linePrefix.size());
+    walk.line.append(walk.bucket).append('/').append(walk.folder).append('/').append(walk.name);
+    entry.line = QString::fromUtf8(walk.line);
     entry.path = QString::fromUtf8(address);
     if (entry.path.endsWith(QLatin1Char('/')))
         entry.path.chop(1);
@@ -41,6 +45,6 @@ int addEntry(void *user, const char *address, unsigned int attributes)
 
 void walkEntries(const QString &address, const std::function<bool(EntryArrival)> &take)
 {
-    Walk walk{take, {}, {}, {}, {}, {}, {}, {}};
+    Walk walk{take, linePrefix, {}, {}, {}, {}, {}, {}, {}};
     hqOSRecurseDirectory(&walk, address.toUtf8().constData(), addEntry, HQ_WALK_ONE_LEVEL);
 }

@@ -3,6 +3,7 @@
 #include "tamslisting.h"
 
 #include "hqutil.h"
+#include "transfer.h"
 
 #include <QHash>
 #include <QJsonArray>
@@ -88,7 +89,7 @@ QString tamsFlowsAddress(const QString &site, const QString &endpoint)
     return QStringLiteral("https://") + site + endpoint + QStringLiteral("flows?limit=300");
 }
 
-std::optional<std::vector<FlowArrival>> readTamsFlows(const QString &address, TamsFailure *failure)
+std::optional<std::vector<ListedFlow>> readTamsFlows(const QString &address, TamsFailure *failure)
 {
     const QByteArray encoded = address.toUtf8();
     const OpenFile file(encoded);
@@ -112,13 +113,13 @@ std::optional<std::vector<FlowArrival>> readTamsFlows(const QString &address, Ta
     buffer[read] = '\0';
     const std::size_t length = std::strlen(buffer.get());
     if (length > INT_MAX)
-        return std::vector<FlowArrival>();
+        return std::vector<ListedFlow>();
     return foldTamsFlows(QByteArray::fromRawData(buffer.get(), static_cast<int>(length)));
 }
 
-std::vector<FlowArrival> foldTamsFlows(const QByteArray &json)
+std::vector<ListedFlow> foldTamsFlows(const QByteArray &json)
 {
-    std::vector<FlowArrival> flows;
+    std::vector<ListedFlow> flows;
     QHash<QString, std::size_t> places;
     for (const QJsonValue &element : QJsonDocument::fromJson(json).array()) {
         const QJsonObject object = element.toObject();

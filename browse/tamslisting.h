@@ -5,11 +5,18 @@
 // token. Failures are logged, unless the thread was stopped.
 #pragma once
 
-#include "arrivalqueue.h"
+#include "nodedata.h"
 
 #include <QByteArray>
 #include <optional>
 #include <vector>
+
+// A flow as it stands in the end, and its status line, which has the label it came with first.
+struct ListedFlow
+{
+    QString line;
+    TamsNodeData flow;
+};
 
 // What a message box tells of a failure.
 struct TamsFailure
@@ -25,9 +32,9 @@ std::optional<QString> readTamsEndpoint(const QString &site, TamsFailure *failur
 QString tamsFlowsAddress(const QString &site, const QString &endpoint);
 
 // The flows that a repository answers at `address`.
-std::optional<std::vector<FlowArrival>> readTamsFlows(const QString &address, TamsFailure *failure);
+std::optional<std::vector<ListedFlow>> readTamsFlows(const QString &address, TamsFailure *failure);
 
 // The flows of an answer, those that another flow collects folded into one under the collecting
-// flow's id. Whatever is not JSON, or not an array, has none. Each is in the place, and has the
-// line, of its first element; its texts are those of the last element that is not collected.
-std::vector<FlowArrival> foldTamsFlows(const QByteArray &json);
+// flow's id. Whatever is not JSON, or not an array, has none. Each is in the place of its first
+// element; its texts are those of the last one that is not collected, if there is one.
+std::vector<ListedFlow> foldTamsFlows(const QByteArray &json);

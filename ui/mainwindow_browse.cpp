@@ -117,18 +117,11 @@ void MainWindow::on_updateStatus(const QString &status)
 {
     if (status == QLatin1String("Connecting")) {
         m_statusLine->show(status);
-        return;
+    } else if (status == QLatin1String("Finished")) {
+        m_statusLine->show(itemCount, status);
+    } else {
+        m_statusLine->showPaced(++itemCount, status);
     }
-    const bool ended = status == QLatin1String("Finished");
-    if (!ended)
-        ++itemCount;
-    const auto line = [this, status] {
-        return QStringLiteral("Count: %1 | ").arg(itemCount) + status;
-    };
-    if (ended)
-        m_statusLine->show(line());
-    else
-        m_statusLine->showPaced(line());
 }
 
 void MainWindow::on_finished(QStandardItem *item, bool isRoot)

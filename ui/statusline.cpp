@@ -15,31 +15,36 @@ StatusLine::StatusLine(QTextEdit *box) : m_box(box)
     QObject::connect(&m_pace, &QTimer::timeout, [this] { tick(); });
 }
 
-void StatusLine::show(const QString &line)
+void StatusLine::show(const QString &text)
 {
     m_isWaiting = false;
-    m_box->setPlainText(line);
+    m_box->setPlainText(text);
 }
 
-void StatusLine::showPaced(const QString &line)
+void StatusLine::show(quint32 count, const QString &text)
 {
-    if (!m_pace.isActive()) {
-        m_pace.start();
-        m_shown = 0;
-    }
+    show(QStringLiteral("Count: %1 | ").arg(count) + text);
+}
+
+void StatusLine::showPaced(quint32 count, const QString &text)
+{
     if (m_shown < linesAtOnce) {
-        ++m_shown;
-        show(line);
+        if (m_shown++ == 0)
+            m_pace.start();
+        show(count, text);
     } else {
-        m_waiting = line;
+        m_waitingCount = count;
+        m_waitingText = text;
         m_isWaiting = true;
     }
 }
 
 void StatusLine::tick()
 {
-    if (m_isWaiting)
-        show(m_waiting);
-    else
+    if (m_isWaiting) {
+        show(m_waitingCount, m_waitingText);
+    } else {
         m_pace.stop();
+        m_shown = 0;
+    }
 }

@@ -14,11 +14,12 @@ class StatusLine
 public:
     explicit StatusLine(QTextEdit *box);
 
-    // Now.
-    void show(const QString &line);
+    // Now; with a count in front of the text.
+    void show(const QString &text);
+    void show(quint32 count, const QString &text);
 
     // Now for the first lines of a burst, then the latest one every few milliseconds.
-    void showPaced(const QString &line);
+    void showPaced(quint32 count, const QString &text);
 
 private:
     void tick();
@@ -26,6 +27,7 @@ private:
     QTextEdit *m_box;
     QTimer m_pace; // runs as long as the burst goes on
     int m_shown = 0;
-    QString m_waiting;
+    quint32 m_waitingCount = 0;
+    QString m_waitingText;
     bool m_isWaiting = false;
 };

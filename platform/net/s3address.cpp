@@ -14,14 +14,15 @@ namespace {
 
 constexpr std::string_view kScheme = "s3://";
 
-bool isAlnum(char c)
-{
-    return std::isalnum(static_cast<unsigned char>(c)) != 0 && static_cast<unsigned char>(c) < 128;
-}
-
 bool isDigit(char c)
 {
     return c >= '0' && c <= '9';
+}
+
+bool isAlnum(char c)
+{
+    // Without the C library's calls: every entry of a listing is parsed.
+    return isDigit(c) || (lowerCase(c) >= 'a' && lowerCase(c) <= 'z');
 }
 
 bool isHostCharacter(char c)

@@ -1,0 +1,245 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+
+// bench_browse [COUNT [RUNS]]: what browsing large folders costs in the window, offscreen, against
+// the bare walk of the same listing, and the longest time between two turns of the event loop.
+#include "hqutil.h"
+#include "mainwindow.h"
+#include "testserver.h"
+
+#include <QApplication>
+#include <QComboBox>
+#include <QElapsedTimer>
+#include <QPushButton>
+#include <QStandardItem>
+#include <QTemporaryDir>
+#include <QTextEdit>
+#include <QTimer>
+#include <QTreeView>
+#include <algorithm>
+#include <cstdio>
+#include <malloc.h>
+#include <sys/resource.h>
+
+namespace {
+
+double milliseconds(const QElapsedTimer &timer)
+{
+    return double(timer.nsecsElapsed()) / 1e6;
+}
+
+double processorMilliseconds(int who)
+{
+    rusage usage = {};
+    getrusage(who, &usage);
+    const auto ms = [](const timeval &time) { return 1e3 * time.tv_sec + time.tv_usec / 1e3; };
+    return ms(usage.ru_utime) + ms(usage.ru_stime);
+}
+
+// The longest time between two ticks of a 10 ms timer, and when it was.
+class GapWatch : public QObject
+{
+public:
+    GapWatch()
+    {
+        m_timer.setTimerType(Qt::PreciseTimer);
+        connect(&m_timer, &QTimer::timeout, this, [this] { tick(); });
+        m_timer.start(10);
+    }
+    void reset()
+    {
+        longest = 0;
+        m_sinceTick.start();
+        m_sinceReset.start();
+    }
+    double longest = 0;
+    double when = 0;
+
+private:
+    void tick()
+    {
+        const double gap = milliseconds(m_sinceTick);
+        m_sinceTick.start();
+        if (gap > longest) {
+            longest = gap;
+            when = milliseconds(m_sinceReset);
+        }
+    }
+    QTimer m_timer;
+    QElapsedTimer m_sinceTick;
+    QElapsedTimer m_sinceReset;
+};
+
+class Browser
+{
+public:
+    explicit Browser(const TestServer &server) : m_server(server)
+    {
+        QObject::connect(
+            &m_window, &MainWindow::finished, &m_window, [this] { ++m_ends; },
+            Qt::QueuedConnection);
+        m_window.show();
+    }
+
+    void add(const QString &bucket)
+    {
+        const QString site = QStringLiteral("127.0.0.1:%1").arg(m_server.port());
+        QMetaObject::invokeMethod(&m_window, "onAddUrl", Q_ARG(QString, "AK"), Q_ARG(QString, "SK"),
+                                  Q_ARG(QString, "us-east-1"), Q_ARG(QString, bucket),
+                                  Q_ARG(QString, site));
+    }
+
+    // Runs `action` and the event loop until its listing has ended, prints the time and the longest
+    // gap, that of the half second after it included.
+    template <class Action>
+    double measure(const char *name, Action action, bool lists = true)
+    {
+        settle();
+        const int ends = m_ends;
+        m_gaps.reset();
+        const double processor = processorMilliseconds(RUSAGE_SELF);
+        const double gui = processorMilliseconds(RUSAGE_THREAD);
+        QElapsedTimer timer;
+        timer.start();
+        action();
+        while (lists && m_ends == ends)
+            QApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        const double wall = milliseconds(timer);
+        const double guiSpent = processorMilliseconds(RUSAGE_THREAD) - gui;
+        const double spent = processorMilliseconds(RUSAGE_SELF) - processor;
+        settle();
+        std::printf("  %-26s %6.0f ms (processor: GUI %.0f, all %.0f), longest gap %5.1f ms (at "
+                    "%.0f)\n",
+                    name, wall, guiSpent, spent, m_gaps.longest, m_gaps.when);
+        std::fflush(stdout);
+        return wall;
+    }
+
+    void connectTo(const QString &bucket)
+    {
+        auto *box = m_window.findChild<QComboBox *>("combo_URL");
+        box->setCurrentIndex(box->findText(bucket, Qt::MatchEndsWith));
+        m_window.findChild<QPushButton *>("button_Connect")->click();
+    }
+
+    QTreeView *tree() const { return m_window.findChild<QTreeView *>("treeView"); }
+    void click(const QModelIndex &index) { emit tree()->clicked(index); }
+    QModelIndex root() const { return tree()->model()->index(0, 0); }
+    QString status() const
+    {
+        return m_window.findChild<QTextEdit *>("textbox_Status")->toPlainText();
+    }
+
+private:
+    static void settle()
+    {
+        QElapsedTimer timer;
+        timer.start();
+        while (timer.elapsed() < 500)
+            QApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    }
+
+    const TestServer &m_server;
+    MainWindow m_window;
+    GapWatch m_gaps;
+    int m_ends = 0;
+};
+
+int countEntry(void *user, const char *, unsigned int)
+{
+    ++*static_cast<int *>(user);
+    return 0;
+}
+
+double bareWalk(const TestServer &server, const QByteArray &folder, int runs)
+{
+    const QByteArray address =
+        "s3://AK:SK@127.0.0.1:" + QByteArray::number(server.port()) + "/" + folder;
+    double best = 1e9;
+    const double processor = processorMilliseconds(RUSAGE_SELF);
+    for (int i = 0; i < runs + 1; ++i) { // one more: the first makes the server's pages
+        int entries = 0;
+        QElapsedTimer timer;
+        timer.start();
+        if (!hqOSRecurseDirectory(&entries, address.constData(), countEntry, HQ_WALK_ONE_LEVEL))
+            qFatal("the walk broke off");
+        if (i > 0)
+            best = std::min(best, milliseconds(timer));
+    }
+    std::printf("%s: bare walk %.0f ms (processor %.0f)\n", folder.constData(), best,
+                (processorMilliseconds(RUSAGE_SELF) - processor) / (runs + 1));
+    return best;
+}
+
+double usedBytes()
+{
+    return double(mallinfo2().uordblks);
+}
+
+double bareItemBytes(int count)
+{
+    QStandardItem parent;
+    const double before = usedBytes();
+    QList<QStandardItem *> rows;
+    for (int i = 0; i < count; ++i)
+        rows.append(new QStandardItem(QString::number(i)));
+    parent.appendRows(rows);
+    rows.clear();
+    return (usedBytes() - before) / count;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QTemporaryDir home;
+    for (const char *name : {"HOME", "XDG_CONFIG_HOME", "XDG_STATE_HOME", "XDG_RUNTIME_DIR"})
+        qputenv(name, home.path().toUtf8());
+    QApplication application(argc, argv);
+    const int count = argc > 1 ? std::max(1, QByteArray(argv[1]).toInt()) : 100'000;
+    const int runs = argc > 2 ? std::max(1, QByteArray(argv[2]).toInt()) : 3;
+
+    TestServer server("fault_server.py");
+    if (!server.start())
+        qFatal("%s", server.error().constData());
+    const QStringList names{"objects", "folders", "below"};
+    const QStringList formats{"clip-{:06}.mxf", "folder-{:06}/clip.mxf", "reel/clip-{:06}.mxf"};
+    for (int i = 0; i < names.size(); ++i)
+        server.command("bucket", {{"bucket", names[i]}, {"count", count}, {"format", formats[i]}});
+
+    const double bareItem = bareItemBytes(count);
+    Browser browser(server);
+    for (const QString &name : names)
+        browser.add(name);
+    browser.add("empty");
+    server.command("bucket", {{"bucket", "empty"}});
+
+    for (const QString &name : {names[0], names[1]}) {
+        const double walk = bareWalk(server, name.toUtf8(), runs);
+        double best = 1e9;
+        for (int i = 0; i < runs; ++i) {
+            browser.measure("the tree before cleared", [&] { browser.connectTo("empty"); });
+            const double before = usedBytes();
+            best = std::min(best, browser.measure("Connect", [&] { browser.connectTo(name); }));
+            if (i == 0)
+                std::printf("  %.0f bytes per entry, %.0f of them a bare item's\n",
+                            (usedBytes() - before) / count, bareItem);
+        }
+        std::printf("  %.2f times the bare walk; %s\n", best / walk, qPrintable(browser.status()));
+        browser.measure(
+            "click on the Root", [&] { browser.click(browser.root()); }, false);
+        browser.measure(
+            "Root expanded", [&] { browser.tree()->expand(browser.root()); }, false);
+    }
+
+    browser.measure("Connect, one folder", [&] { browser.connectTo("below"); });
+    bareWalk(server, "below/reel/", runs);
+    browser.tree()->expand(browser.root());
+    const auto folder = [&] { return browser.tree()->model()->index(0, 0, browser.root()); };
+    browser.measure("first click", [&] { browser.click(folder()); });
+    browser.measure(
+        "second click", [&] { browser.click(folder()); }, false);
+    std::printf("  %s\n", qPrintable(browser.status()));
+    return 0;
+}
