@@ -52,8 +52,10 @@ std::optional<ArrivalQueue::Take> ArrivalQueue::push(std::function<void()> call,
     std::unique_lock lock(m_mutex);
     if (!waitForRoom(lock, token))
         return std::nullopt;
+    if (!m_batches.back().entries.empty())
+        m_batches.emplace_back();
     m_batches.back().call = std::move(call);
-    return m_batches.size() > 1 ? Take::Nothing : Take::Now;
+    return m_batches.size() > 2 ? Take::Nothing : Take::Now;
 }
 
 ArrivalBatch ArrivalQueue::take(Take *next)
@@ -67,7 +69,7 @@ ArrivalBatch ArrivalQueue::take(Take *next)
     if (m_batches.empty())
         *next = Take::Nothing;
     else
-        *next = isComplete(m_batches.front()) ? Take::Now : Take::Soon;
+        *next = m_batches.size() > 1 || isComplete(m_batches.front()) ? Take::Now : Take::Soon;
     m_taken.notify_all();
     return batch;
 }

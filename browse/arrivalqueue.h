@@ -20,7 +20,7 @@ struct EntryArrival
     bool isFile = false;
 };
 
-// What is taken at once: entries, then a call for the GUI thread, if any.
+// What is taken at once: entries, or a call for the GUI thread.
 struct ArrivalBatch
 {
     std::vector<EntryArrival> entries;

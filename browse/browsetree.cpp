@@ -5,11 +5,18 @@
 #include <QStandardItemModel>
 #include <algorithm>
 
+namespace {
+constexpr int rowsDeletedAtOnce = 2000;
+}
+
 BrowseTree::BrowseTree(QStandardItemModel *model, QList<QStandardItem *> *rootItems,
                        const ItemIcons &icons)
     : m_model(model), m_rootItems(rootItems), m_icons(icons)
 {
+    QObject::connect(&m_deletion, &QTimer::timeout, [this] { deleteSome(); });
 }
+
+BrowseTree::~BrowseTree() = default;
 
 void BrowseTree::forget()
 {
@@ -19,6 +26,7 @@ void BrowseTree::forget()
 
 void BrowseTree::startS3(const QString &url)
 {
+    discardTree();
     resetForS3(m_model);
     const QStringList parts = url.split(QLatin1Char('/'));
     setRoot(makeRootItem(parts.last(), parts, url, m_icons));
@@ -27,8 +35,30 @@ void BrowseTree::startS3(const QString &url)
 
 void BrowseTree::startTams(const QString &text, const QString &site)
 {
+    discardTree();
     resetForTams(m_model);
     setRoot(makeRootItem(text, {}, site, m_icons));
+}
+
+// To delete a hundred thousand items takes as long as a listing's gap may be.
+void BrowseTree::discardTree()
+{
+    while (m_model->rowCount() > 0) {
+        for (QStandardItem *item : m_model->takeRow(0))
+            m_discarded.emplace_back(item);
+    }
+    m_deletion.start(0);
+}
+
+void BrowseTree::deleteSome()
+{
+    QStandardItem *root = m_discarded.empty() ? nullptr : m_discarded.back().get();
+    if (!root)
+        m_deletion.stop();
+    else if (const int rows = root->rowCount(); rows > 0)
+        root->removeRows(std::max(0, rows - rowsDeletedAtOnce), std::min(rows, rowsDeletedAtOnce));
+    else
+        m_discarded.pop_back();
 }
 
 void BrowseTree::setRoot(QStandardItem *root)

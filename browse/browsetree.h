@@ -5,6 +5,8 @@
 #include "arrivalqueue.h"
 #include "treeitems.h"
 
+#include <QTimer>
+#include <memory>
 #include <vector>
 
 // Fills the window's tree of a remote source. GUI thread.
@@ -15,6 +17,7 @@ public:
     // caller's; the list is changed through this object alone.
     BrowseTree(QStandardItemModel *model, QList<QStandardItem *> *rootItems,
                const ItemIcons &icons);
+    ~BrowseTree();
 
     // Empties `rootItems`; the model keeps what it shows.
     void forget();
@@ -29,6 +32,8 @@ public:
     void append(const TamsNodeData &flow);
 
 private:
+    void discardTree();
+    void deleteSome();
     void setRoot(QStandardItem *root);
     QStandardItem *findParent(const QString &path) const;
 
@@ -38,4 +43,7 @@ private:
     // Of the path of each of m_rootItems, for an S3 source. Going through them takes microseconds,
     // and a batch has one or two parents; a map of all folders would cost as much as their items.
     std::vector<uint> m_pathHashes;
+    // Roots of trees before, deleted bit by bit.
+    std::vector<std::unique_ptr<QStandardItem>> m_discarded;
+    QTimer m_deletion;
 };

@@ -18,7 +18,10 @@ constexpr int gatherMilliseconds = 3;
 // What is added to the tree at once.
 constexpr std::size_t flowsPerBatch = 500;
 
-const auto finishedLine = QStringLiteral("Finished");
+QString finishedLine()
+{
+    return QStringLiteral("Finished");
+}
 
 } // namespace
 
@@ -89,7 +92,7 @@ void Listings::listSource(const QString &address)
     start([this, address](const Outlet &outlet) {
         walkEntries(address, [&](EntryArrival entry) { return outlet.send(std::move(entry)); });
         outlet.send([this] {
-            emit status(finishedLine);
+            emit status(finishedLine());
             emit finished(nullptr, true);
         });
     });
@@ -108,7 +111,7 @@ void Listings::listFolder(QStandardItem *folder)
         walkEntries(address, [&](EntryArrival entry) { return outlet.send(std::move(entry)); });
         outlet.send([this, folder] {
             emit finished(folder, false);
-            emit status(finishedLine);
+            emit status(finishedLine());
         });
     });
 }
@@ -141,7 +144,7 @@ void Listings::listTamsFlows(const QString &site)
             });
         }
         outlet.send([this] {
-            emit status(finishedLine);
+            emit status(finishedLine());
             emit finished(nullptr, true);
         });
     });
