@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
-#include "hqutil.h"
+#include "filename.h"
+#include "streamcontent.h"
 #include "streamfile.h"
 #include "testmain.h"
 
@@ -12,6 +13,8 @@ class StreamFileTest : public QObject
 private slots:
     void path_data();
     void path();
+    void nameOnDisk_data();
+    void nameOnDisk();
     void forms_data();
     void forms();
     void replacesLongerFileAndItsMode();
@@ -22,26 +25,6 @@ private:
 };
 
 namespace {
-
-// What the playback side does with an encrypted file.
-QString decoded(const QByteArray &content)
-{
-    const char key[] = "0x9c4e17b2a05d38f6e1c7024b9da36f58";
-    char *output = nullptr;
-    std::uint32_t length = 0;
-    if (!content.startsWith(":x") || hqXCDecode(key, 35, content.constData() + 2,
-                                                content.size() - 2, 0, 0, &output, &length) == 0)
-        return "not decoded";
-    const QString address = QString::fromUtf8(output, length);
-    hqXCFree(output);
-    return address;
-}
-
-QByteArray contentOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("not readable");
-}
 
 bool othersMayRead(const QString &path)
 {
@@ -77,6 +60,35 @@ void StreamFileTest::path()
     QFETCH(QString, directory);
     QFETCH(QString, name);
     QTEST(streamFilePath(directory, name), "expected");
+}
+
+void StreamFileTest::nameOnDisk_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("posix");
+    QTest::addColumn<QString>("windows");
+    QTest::newRow("label") << "News 2026. ü🎬"
+                           << "News 2026. ü🎬"
+                           << "News 2026. ü🎬";
+    QTest::newRow("ways out") << "../a\\..\\b"
+                              << ".._a_.._b"
+                              << ".._a_.._b";
+    QTest::newRow("end of text") << QString("a") + QChar(0) + "b"
+                                 << "a_b"
+                                 << "a_b";
+    QTest::newRow("device and stream") << "a:b<c>\"|?*\n"
+                                       << "a:b<c>\"|?*\n"
+                                       << "a_b_c______";
+    QTest::newRow("empty") << ""
+                           << ""
+                           << "";
+}
+
+void StreamFileTest::nameOnDisk()
+{
+    QFETCH(QString, name);
+    QTEST(fileNameOnDisk(name, NameRules::Posix), "posix");
+    QTEST(fileNameOnDisk(name, NameRules::Windows), "windows");
 }
 
 void StreamFileTest::forms_data()
