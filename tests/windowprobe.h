@@ -24,6 +24,7 @@ public:
     QFileSystemModel *&driveModel = window.driveModel;
     QString &selectedName = window.selectedName;
     QString &selectedPath = window.selectedPath;
+    QString &tamsEndpoint = window.tamsEndpoint;
     BackgroundWork &work = window.m_work;
 
     void setBrowsing(bool local, bool tams) { window.setBrowsing(local, tams); }

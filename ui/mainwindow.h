@@ -90,6 +90,11 @@ private:
     void showFolderFiles(const QStandardItem *folder);
     QStandardItem *itemOf(const TreeSortFilterProxyModel *proxy, const QModelIndex &index) const;
 
+    // Actions
+    bool canAct() const;
+    QString flowAddress() const;
+    void writeSelected(bool encrypt);
+
     Ui_MainWindow *ui;
     QList<URL *> sources;
     QList<QStandardItem *> rootItems;
@@ -108,6 +113,7 @@ private:
     bool localBrowsing = true;
     bool tamsBrowsing = false;
     QString tamsEndpoint;
+    QString m_repository; // of the selected flow, as the "URL:" box shows it; empty for a file
     BackgroundWork m_work;
     std::unique_ptr<BrowseTree> m_tree;
     std::unique_ptr<Listings> m_listings;

@@ -1,13 +1,86 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
 
-// The actions on the selected file.
+// The actions on the selected file or flow.
+#include "copyprogressdialog.h"
+#include "filename.h"
 #include "mainwindow.h"
+#include "streamfile.h"
+#include "ui_mainwindow.h"
 
-void MainWindow::on_button_MakeStream_clicked() {}
+#include <QThreadPool>
 
-void MainWindow::on_button_LocalizeFile_clicked() {}
+namespace {
 
-void MainWindow::on_button_EncryptStream_clicked() {}
+// Lets the pool start another thread in place of the calling one. A copy takes hours and mostly
+// waits; listings must not wait for it.
+class ReleasedPoolThread
+{
+public:
+    ReleasedPoolThread() { QThreadPool::globalInstance()->releaseThread(); }
+    ~ReleasedPoolThread() { QThreadPool::globalInstance()->reserveThread(); }
+    ReleasedPoolThread(const ReleasedPoolThread &) = delete;
+    ReleasedPoolThread &operator=(const ReleasedPoolThread &) = delete;
+};
+
+} // namespace
+
+bool MainWindow::canAct() const
+{
+    const bool selected = !selectedName.isEmpty() || !selectedPath.isEmpty();
+    return selected && !ui->combo_TargetDir->currentText().isEmpty();
+}
+
+QString MainWindow::flowAddress() const
+{
+    // The box may show a source of another kind by now.
+    const QString shown = ui->combo_URL->currentText();
+    const QString repository = shown.contains(QLatin1String("tamss://")) ? shown : m_repository;
+    return repository + tamsEndpoint + QStringLiteral("flows/") + selectedName;
+}
+
+void MainWindow::writeSelected(bool encrypt)
+{
+    if (!canAct())
+        return;
+    const bool isFlow = !m_repository.isEmpty();
+    const QString name = isFlow ? selectedPath : selectedName.section(QLatin1Char('.'), 0, 0);
+    const QString directory = ui->combo_TargetDir->currentText();
+    writeStreamFile(streamFilePath(directory, fileNameOnDisk(name)),
+                    isFlow ? flowAddress() : selectedPath, encrypt);
+}
+
+void MainWindow::on_button_MakeStream_clicked()
+{
+    writeSelected(false);
+}
+
+void MainWindow::on_button_EncryptStream_clicked()
+{
+    writeSelected(true);
+}
+
+void MainWindow::on_button_LocalizeFile_clicked()
+{
+    if (!canAct() || !m_repository.isEmpty())
+        return;
+    QString destination = ui->combo_TargetDir->currentText();
+    if (!destination.endsWith(QLatin1Char('\\')))
+        destination.append(QLatin1Char('\\'));
+    destination.append(fileNameOnDisk(selectedName));
+
+    auto *dialog = new CopyProgressDialog(selectedName, this);
+    const auto copy = [dialog, amount = dialog->amount(), source = selectedPath.toUtf8(),
+                       target = destination.toUtf8()](const BackgroundWork::Link &link) {
+        const ReleasedPoolThread released;
+        hq::copyFile(source.constData(), target.constData(), 1, [&](qint64 done, qint64 total) {
+            amount->done = done;
+            amount->total = total;
+        });
+        // Not delivered when the copy was stopped: the dialog may be gone then.
+        link.post([dialog] { dialog->end(); });
+    };
+    dialog->stopOnCancel(m_work.start(copy));
+}
 
 void MainWindow::on_button_PartialFile_clicked() {}

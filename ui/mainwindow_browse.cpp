@@ -86,6 +86,7 @@ void MainWindow::on_fileView_clicked(QModelIndex index)
             return;
         selectedName = localFileModel->fileName(name);
         selectedPath = localFileModel->filePath(name);
+        m_repository.clear();
         return;
     }
     const QStandardItem *item = itemOf(fileProxy, name);
@@ -95,9 +96,11 @@ void MainWindow::on_fileView_clicked(QModelIndex index)
         const TamsNodeData flow = tamsNodeData(item);
         selectedName = flow.id;
         selectedPath = flow.label;
+        m_repository = item->parent() ? item->parent()->text() : ui->combo_URL->currentText();
     } else {
         selectedName = item->text();
         selectedPath = nodeData(item).path;
+        m_repository.clear();
     }
 }
 
