@@ -4,7 +4,6 @@
 
 #include <QDialog>
 #include <QLabel>
-#include <QLineEdit>
 #include <QPushButton>
 
 namespace {
@@ -21,7 +20,7 @@ int rightOf(const QWidget *widget)
 }
 } // namespace
 
-void placeRows(std::initializer_list<std::pair<QLabel *, QLineEdit *>> rows, int labelWidth,
+void placeRows(std::initializer_list<std::pair<QLabel *, QWidget *>> rows, int labelWidth,
                int fieldWidth)
 {
     int top = edge;

@@ -9,11 +9,11 @@
 
 class QDialog;
 class QLabel;
-class QLineEdit;
 class QPushButton;
+class QWidget;
 
 // Puts the rows one below the other, each a label and, 8 pixels right of it, its field.
-void placeRows(std::initializer_list<std::pair<QLabel *, QLineEdit *>> rows, int labelWidth,
+void placeRows(std::initializer_list<std::pair<QLabel *, QWidget *>> rows, int labelWidth,
                int fieldWidth);
 
 // Puts the two buttons side by side on the bottom edge; `accept` starts `offset` left of the

@@ -73,6 +73,7 @@ MainWindow::~MainWindow()
 {
     m_work.stop();
     delete paramDialog;
+    deletePartialRestores();
     showModel(ui->treeView, nullptr);
     showModel(ui->fileView, nullptr);
     delete fileProxy;

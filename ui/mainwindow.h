@@ -94,6 +94,7 @@ private:
     bool canAct() const;
     QString flowAddress() const;
     void writeSelected(bool encrypt);
+    void deletePartialRestores();
 
     Ui_MainWindow *ui;
     QList<URL *> sources;

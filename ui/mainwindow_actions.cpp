@@ -5,6 +5,8 @@
 #include "copyprogressdialog.h"
 #include "filename.h"
 #include "mainwindow.h"
+#include "partialrestoredialog.h"
+#include "statusline.h"
 #include "streamfile.h"
 #include "ui_mainwindow.h"
 
@@ -83,4 +85,29 @@ void MainWindow::on_button_LocalizeFile_clicked()
     dialog->stopOnCancel(m_work.start(copy));
 }
 
-void MainWindow::on_button_PartialFile_clicked() {}
+void MainWindow::on_button_PartialFile_clicked()
+{
+    const auto previous =
+        findChildren<PartialRestoreDialog *>(QString(), Qt::FindDirectChildrenOnly);
+    for (PartialRestoreDialog *dialog : previous) {
+        // Later, so that it still reports an end that is on its way.
+        if (!dialog->isCopying()) {
+            dialog->hide();
+            dialog->deleteLater();
+        }
+    }
+    partialRestoreDialog =
+        new PartialRestoreDialog(selectedPath, ui->combo_TargetDir->currentText(), this);
+    partialRestoreDialog->setReport([this](const QString &line) { m_statusLine->show(line); });
+    partialRestoreDialog->show();
+}
+
+void MainWindow::deletePartialRestores()
+{
+    const auto dialogs =
+        findChildren<PartialRestoreDialog *>(QString(), Qt::FindDirectChildrenOnly);
+    // All are told before the first is waited for.
+    for (PartialRestoreDialog *dialog : dialogs)
+        dialog->stopCopy();
+    qDeleteAll(dialogs);
+}
