@@ -1,0 +1,195 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+
+// Everything that a person does with the window, in one go, against servers that stand for the
+// provider's hosts. With PELLORY_TOUR_PICTURES=FOLDER it leaves pictures of its stations there.
+#include "windowprobe.h"
+
+#include "adddialog.h"
+#include "configdirectory.h"
+#include "streamcontent.h"
+#include "tamsdialog.h"
+#include "testmain.h"
+#include "testserver.h"
+#include "treesortfilterproxymodel.h"
+
+#include <QDir>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QTreeView>
+
+namespace {
+
+const QString kSecret = "ab/c+d@e:f";
+const QString kObject = "s3://AKIATOUR:ab/c+d@e:f@s3.amazonaws.com/rushes/day 1/clip.final.mxf";
+const QString kFlow = "tamss://tams.amazonaws.com/x-api/flows/flow-2";
+const QString kFlows = R"([{"id": "flow-1", "label": "Studio"},
+    {"id": "flow-2", "label": "News 8.30 / late", "format": "urn:x-nmos:format:video"}])";
+
+} // namespace
+
+class TourTest : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase();
+    void tour();
+
+private:
+    void openWindow();
+    void picture(const QString &name);
+    void connectTo(const QString &source);
+    // Clicks the row that is reached by the texts, with the mouse; false while there is none.
+    bool click(QTreeView *view, const QStringList &texts);
+    void press(QPushButton *button) { QTest::mouseClick(button, Qt::LeftButton); }
+    QString taken(const QString &file) // the content of a new file in the target directory
+    {
+        const QString path = m_target.filePath(file);
+        const QByteArray content = contentOf(path);
+        QFile::remove(path);
+        return content.startsWith(":x") ? "encrypted " + decoded(content) : content;
+    }
+
+    TestServer m_server{"fault_server.py"};
+    std::unique_ptr<TestServer> m_front;
+    std::unique_ptr<MainWindowProbe> m_probe;
+    QTemporaryDir m_target;
+};
+
+void TourTest::initTestCase()
+{
+    QVERIFY2(m_server.start(), m_server.error());
+    m_front = std::make_unique<TestServer>("tls_front.py",
+                                           QStringList{"--port", QString::number(m_server.port())});
+    QVERIFY2(m_front->start(), m_front->error());
+    qputenv("CURL_CA_BUNDLE", m_front->ready()["caFile"].toString().toUtf8());
+    qputenv("https_proxy",
+            "http://127.0.0.1:" + QByteArray::number(m_front->ready()["proxyPort"].toInt()));
+    m_server.command("bucket", {{"bucket", "rushes"},
+                                {"objects", QJsonObject{{"top.mov", 10},
+                                                        {"day 1/clip.final.mxf", 100'000},
+                                                        {"day 2/other.mxf", 10}}}});
+    m_server.command("bucket", {{"bucket", "x-api"}, {"objects", QJsonObject{{"flows", kFlows}}}});
+    const QString token = R"({"access_token": "TOKEN", "token_type": "Bearer"})";
+    m_server.command("fault", {{"method", "POST"}, {"times", 0}, {"status", 200}, {"body", token}});
+}
+
+void TourTest::openWindow()
+{
+    m_probe.reset();
+    m_probe = std::make_unique<MainWindowProbe>();
+    m_probe->window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&m_probe->window));
+}
+
+void TourTest::picture(const QString &name)
+{
+    const QString folder = qEnvironmentVariable("PELLORY_TOUR_PICTURES");
+    if (!folder.isEmpty())
+        QVERIFY(m_probe->window.grab().save(QDir(folder).filePath(name + ".png")));
+}
+
+void TourTest::connectTo(const QString &source)
+{
+    m_probe->ui.combo_URL->setCurrentText(source);
+    press(m_probe->ui.button_Connect);
+    QTRY_COMPARE(m_probe->ui.treeView->model(),
+                 static_cast<QAbstractItemModel *>(m_probe->folderProxy));
+}
+
+bool TourTest::click(QTreeView *view, const QStringList &texts)
+{
+    QModelIndex index = view->rootIndex();
+    for (const QString &text : texts) {
+        if (!view->model())
+            return false;
+        view->expand(index);
+        const QModelIndexList found =
+            view->model()->match(view->model()->index(0, 0, index), Qt::DisplayRole, text, 1,
+                                 Qt::MatchExactly | Qt::MatchCaseSensitive);
+        if (found.isEmpty())
+            return false;
+        index = found.first();
+    }
+    view->scrollTo(index);
+    QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, view->visualRect(index).center());
+    return true;
+}
+
+void TourTest::tour()
+{
+    const QStringList sources{"s3.amazonaws.com - rushes", "tamss://tams.amazonaws.com"};
+    openWindow();
+    const QString computer = m_probe->urlTexts().value(0);
+    const QStringList homeTargets = m_probe->targets();
+    QCOMPARE(m_probe->urlTexts(), QStringList{computer});
+
+    press(m_probe->ui.button_Add);
+    fillDialog(m_probe->dialog<AddDialog>(), {"AKIATOUR", "eu-west-1", kSecret, "rushes", ""},
+               "Accept");
+    press(m_probe->ui.button_Tams);
+    fillDialog(m_probe->dialog<TamsDialog>(),
+               {"https://tams.amazonaws.com/", "x-api", "auth.amazonaws.com/oauth2/token",
+                "client secret", "client"},
+               "Accept");
+    QCOMPARE(m_probe->urlTexts(), sources + QStringList{computer});
+    QLineEdit *target = m_probe->ui.combo_TargetDir->lineEdit();
+    target->selectAll();
+    QTest::keyClicks(target, m_target.path());
+    QTest::keyClick(target, Qt::Key_Return);
+    const QStringList targets = homeTargets + QStringList{m_target.path()};
+    QCOMPARE(m_probe->targets(), targets);
+
+    // The second round starts the program again, in the same home.
+    for (const bool again : {false, true}) {
+        if (again) {
+            openWindow();
+            QCOMPARE(m_probe->urlTexts(), sources + QStringList{computer});
+            QCOMPARE(m_probe->targets(), targets);
+            m_probe->ui.combo_TargetDir->setCurrentText(m_target.path());
+        }
+        const Ui_MainWindow &ui = m_probe->ui;
+        connectTo(sources[0]);
+        QTRY_VERIFY(click(ui.treeView, {"rushes", "day 1"}));
+        QTRY_VERIFY(click(ui.fileView, {"clip.final.mxf"}));
+        picture("s3");
+        press(ui.button_MakeStream);
+        QCOMPARE(taken("clip.stream"), kObject);
+        press(ui.button_EncryptStream);
+        QCOMPARE(taken("clip.stream"), "encrypted " + kObject);
+        press(ui.button_LocalizeFile);
+        QTRY_VERIFY(QFile::exists(m_target.filePath("clip.final.mxf")));
+        QVERIFY(contentOf(m_target.filePath("clip.final.mxf")) == TestServer::content(0, 100'000));
+        QVERIFY(QFile::remove(m_target.filePath("clip.final.mxf")));
+
+        m_server.command("requests");
+        connectTo(sources[1]);
+        QTRY_VERIFY(click(ui.treeView, {sources[1]}));
+        QTRY_VERIFY(click(ui.fileView, {"News 8.30 / late"}));
+        picture("tams");
+        press(ui.button_MakeStream);
+        QCOMPARE(taken("News 8.30 _ late.stream"), kFlow);
+        press(ui.button_EncryptStream);
+        QCOMPARE(taken("News 8.30 _ late.stream"), "encrypted " + kFlow);
+        const QJsonObject request =
+            m_server.command("requests")["requests"].toArray().last().toObject();
+        QCOMPARE(request["path"].toString() + '?' + request["query"].toString(),
+                 QString("/x-api/flows?limit=300"));
+        QCOMPARE(request["authorization"].toString(), QString("Bearer TOKEN"));
+    }
+
+    for (const QString &source : sources) {
+        m_probe->ui.combo_URL->setCurrentText(source);
+        press(m_probe->ui.button_URL_Remove);
+    }
+    m_probe->ui.combo_TargetDir->setCurrentText(m_target.path());
+    press(m_probe->ui.button_TargetDir_Remove);
+    openWindow();
+    QCOMPARE(m_probe->urlTexts(), QStringList{computer});
+    QCOMPARE(m_probe->targets(), homeTargets);
+    QVERIFY(QDir(configDirectory()).entryList({"*.csv", "*.json"}).isEmpty());
+    QVERIFY(QDir(m_target.path()).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
+}
+
+PELLORY_TEST_MAIN(TourTest, QApplication)
+#include "tst_tour.moc"
