@@ -19,6 +19,8 @@ public:
 
     // Waits up to 60 s for the script's first line; false when it does not come.
     bool start();
+    // Ends the script at once, with the connections that it has.
+    void kill() { m_process.kill(); }
     // What the script said about itself: ports, keys, files.
     QJsonObject ready() const { return m_ready; }
     int port() const { return m_ready.value("port").toInt(); }
