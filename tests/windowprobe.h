@@ -24,6 +24,8 @@ public:
     QFileSystemModel *&driveModel = window.driveModel;
     QString &selectedName = window.selectedName;
     QString &selectedPath = window.selectedPath;
+    QList<QStandardItem *> &rootItems = window.rootItems;
+    bool &tamsBrowsing = window.tamsBrowsing;
     QString &tamsEndpoint = window.tamsEndpoint;
     BackgroundWork &work = window.m_work;
 

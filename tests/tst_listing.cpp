@@ -1,0 +1,384 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+
+// Connecting to buckets and opening their folders, in the window and over the wire.
+#include "arrivalqueue.h"
+#include "browsesession.h"
+#include "browsetree.h"
+#include "hqutil.h"
+#include "testmain.h"
+#include "testserver.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QRandomGenerator>
+#include <QSet>
+
+#include <atomic>
+#include <thread>
+
+namespace {
+
+const QString kSecret = "ab/c+d@e:f";
+constexpr int kReels = 1100;
+constexpr int kClips = 3000;
+
+QJsonArray json(const char *text)
+{
+    return QJsonDocument::fromJson(QByteArray(text).replace('\'', '"')).array();
+}
+
+// "Root bucket(Folder a(File b),File c)": the tree as it stands, with the kinds of its items.
+QString treeText(const QStandardItem *item)
+{
+    QStringList below;
+    for (int row = 0; row < item->rowCount(); ++row)
+        below.append(treeText(item->child(row)));
+    return item->data(KindRole).toString() + ' ' + item->text() +
+           (below.isEmpty() ? "" : "(" + below.join(',') + ")");
+}
+
+} // namespace
+
+class ListingTest : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase();
+    void init();
+    void levels();
+    void pages();
+    void emptyBucket();
+    void accountRoot();
+    void unreachable();
+    void faults_data();
+    void faults();
+    void anotherConnect();
+    void outOfBounds();
+    void statusIsPaced();
+    void queueIsBounded();
+    void batches();
+    void randomRounds();
+
+private:
+    void addSwift(BrowseSession &session, const QString &bucket)
+    {
+        session.addS3("TESTER", kSecret, m_swift.port(), bucket);
+    }
+    QString address(const QString &rest) const
+    {
+        return QString("s3://TESTER:%1@127.0.0.1:%2/").arg(kSecret).arg(m_swift.port()) + rest;
+    }
+
+    TestServer m_swift{"swift_server.py", {"--secret", kSecret, "--location", "eu-west-1"}};
+    TestServer m_faulty{"fault_server.py"};
+};
+
+void ListingTest::initTestCase()
+{
+    ErrLogSetFileName("test");
+    QVERIFY2(m_swift.start(), m_swift.error());
+    QVERIFY2(m_faulty.start(), m_faulty.error());
+    QJsonObject tree{{"top ü #1?%2F+.mxf", ""}, {"back\\slash.mxf", ""}, {"clip/", ""},
+                     {"clip/a.mxf", ""},        {"clip/deep/x.mxf", ""}, {"Clip/b.mxf", ""},
+                     {"only/folders/y", ""}};
+    for (int i = 0; i < kReels; ++i)
+        tree[QString("reels/%1.mxf").arg(i, 5, 10, QChar('0'))] = "";
+    for (const char *bucket : {"tree", "empty"})
+        m_swift.command("bucket", {{"bucket", bucket}});
+    m_swift.command("put", {{"bucket", "tree"}, {"objects", tree}});
+    QVERIFY2(m_swift.error().isEmpty(), m_swift.error());
+    m_faulty.command("bucket", {{"bucket", "clips"}, {"count", kClips}});
+    m_faulty.command("bucket",
+                     {{"bucket", "folders"}, {"count", kClips}, {"format", "folder-{:06}/clip"}});
+}
+
+void ListingTest::init()
+{
+    m_faulty.command("calm");
+    QDir(qEnvironmentVariable("XDG_CONFIG_HOME")).removeRecursively();
+    takeLog();
+}
+
+void ListingTest::levels()
+{
+    BrowseSession session;
+    addSwift(session, "tree");
+    session.connectTo("tree");
+    QTRY_COMPARE(session.shown.value(session.shown.size() - 1), QString("Count: 6 | Finished"));
+    const QStringList top{"Clip", "back\\slash.mxf", "clip", "only", "reels", "top ü #1?%2F+.mxf"};
+    QStringList events{"Connecting"};
+    QStringList shown{"Connecting"};
+    for (const QString &name : top) {
+        const QString folder = name.startsWith("back") ? "back" : ""; // "\" separates for it
+        events += "Adding: tree/" + folder + "/" + name.section('\\', -1);
+        shown += QString("Count: %1 | ").arg(events.size() - 1) + events.last();
+    }
+    QCOMPARE(session.events, events + QStringList({"Finished", "end"}));
+    QCOMPARE(session.shown, shown + QStringList("Count: 6 | Finished"));
+    QTRY_COMPARE(session.probe.ui.treeView->model(),
+                 static_cast<QAbstractItemModel *>(session.probe.folderProxy));
+    QCOMPARE(session.files(), QStringList("no model"));
+    QCOMPARE(treeText(session.root()),
+             QString("Root tree(Folder Clip,File back\\slash.mxf,Folder clip,Folder only,"
+                     "Folder reels,File top ü #1?%2F+.mxf)"));
+    QCOMPARE(nodeData(session.root()).path, address("tree"));
+    QCOMPARE(nodeData(session.root()).pathParts, address("tree").split('/'));
+
+    // Two quick clicks list once; the files come with the end.
+    QStandardItem *clip = session.child(session.root(), "clip");
+    session.events.clear();
+    session.click(clip);
+    QVERIFY(nodeData(clip).listed);
+    QCOMPARE(session.files(), QStringList("no model"));
+    session.click(clip);
+    QTRY_COMPARE(session.status(), QString("Count: 8 | Finished"));
+    QCOMPARE(session.events, (QStringList{"Adding: tree/clip/a.mxf", "Adding: tree/clip/deep",
+                                          "end of clip", "Finished"}));
+    QCOMPARE(session.files(), QStringList("a.mxf"));
+
+    QStandardItem *deep = session.child(clip, "deep");
+    QCOMPARE(nodeData(deep).path, address("tree/clip/deep"));
+    QCOMPARE(nodeData(deep).pathParts, address("tree/clip/deep").split('/'));
+    QCOMPARE(session.probe.rootItems.last(), deep);
+    session.click(deep);
+    QTRY_COMPARE(session.files(), QStringList("x.mxf"));
+    emit session.probe.ui.fileView->clicked(
+        session.probe.ui.fileView->model()->index(0, 0, session.probe.ui.fileView->rootIndex()));
+    QCOMPARE(session.probe.selectedName, QString("x.mxf"));
+    QCOMPARE(session.probe.selectedPath, address("tree/clip/deep/x.mxf"));
+    QTRY_COMPARE(session.status(), QString("Count: 9 | Finished"));
+
+    // Without files of its own the folder shows nothing; another click lists nothing.
+    QStandardItem *only = session.child(session.root(), "only");
+    session.click(only);
+    QTRY_COMPARE(session.status(), QString("Count: 10 | Finished"));
+    QCOMPARE(session.files(), QStringList("no model"));
+    session.events.clear();
+    session.click(clip);
+    QCOMPARE(session.files(), QStringList("a.mxf"));
+    session.click(session.root());
+    QCOMPARE(session.files().first(), QString("back\\slash.mxf"));
+    QVERIFY(session.events.isEmpty());
+    QVERIFY(!takeLog().contains("ERROR"));
+}
+
+void ListingTest::pages()
+{
+    BrowseSession session;
+    addSwift(session, "tree");
+    session.connectTo("tree");
+    QTRY_COMPARE(session.endsOfSources, 1);
+    QTRY_VERIFY(session.probe.ui.treeView->model());
+    session.click(session.child(session.root(), "reels"));
+    QTRY_COMPARE(session.status(), QString("Count: %1 | Finished").arg(6 + kReels));
+    QStringList expected;
+    for (int i = 0; i < kReels; ++i)
+        expected.append(QString("%1.mxf").arg(i, 5, 10, QChar('0')));
+    QCOMPARE(session.files(), expected);
+}
+
+void ListingTest::emptyBucket()
+{
+    BrowseSession session;
+    addSwift(session, "empty");
+    session.connectTo("empty");
+    QTRY_COMPARE(session.status(), QString("Count: 0 | Finished"));
+    QTRY_VERIFY(session.probe.ui.treeView->model());
+    QCOMPARE(session.events, (QStringList{"Connecting", "Finished", "end"}));
+    QCOMPARE(treeText(session.root()), QString("Root empty"));
+}
+
+// The address of an account ends in "/", so no entry finds its parent.
+void ListingTest::accountRoot()
+{
+    BrowseSession session;
+    addSwift(session, "");
+    session.connectTo(" - ");
+    QTRY_COMPARE(session.status(), QString("Count: 2 | Finished"));
+    QCOMPARE(treeText(session.root()), QString("Root "));
+}
+
+void ListingTest::unreachable()
+{
+    BrowseSession session;
+    addSwift(session, "empty");
+    addSwift(session, "nowhere");
+    session.connectTo("empty");
+    QTRY_VERIFY(session.probe.ui.treeView->model());
+    session.connectTo("nowhere");
+    QVERIFY(!session.probe.ui.treeView->model());
+    QTRY_COMPARE(session.status(), QString("Connecting"));
+    QThreadPool::globalInstance()->waitForDone();
+    QCoreApplication::processEvents();
+    QCOMPARE(session.events, QStringList("Connecting"));
+    QVERIFY(session.probe.rootItems.isEmpty());
+    QCOMPARE(treeText(session.probe.treeModel->item(0)), QString("Root empty"));
+}
+
+void ListingTest::faults_data()
+{
+    QTest::addColumn<QJsonArray>("faults");
+    QTest::addColumn<int>("entries");
+    QTest::addColumn<bool>("brokeOff");
+    QTest::newRow("page cut, then whole") << json("[{'skip':2,'cut':-1}]") << kClips << false;
+    QTest::newRow("page always cut")
+        << json("[{'contains':'continuation','cut':-1,'times':0}]") << 1000 << true;
+    QTest::newRow("refused between pages")
+        << json("[{'contains':'continuation','skip':1,'status':403}]") << 2000 << true;
+    QTest::newRow("first page refused")
+        << json("[{'contains':'list-type','status':403,'times':0}]") << 0 << true;
+}
+
+void ListingTest::faults()
+{
+    QFETCH(QJsonArray, faults);
+    QFETCH(int, entries);
+    QFETCH(bool, brokeOff);
+    BrowseSession session;
+    session.addS3("AK", "SK", m_faulty.port(), "clips");
+    for (const QJsonValue &fault : faults)
+        m_faulty.command("fault", fault.toObject());
+    session.connectTo("clips");
+    QTRY_COMPARE_WITH_TIMEOUT(session.endsOfSources, 1, 60'000);
+    QTRY_COMPARE(session.status(), QString("Count: %1 | Finished").arg(entries));
+    QCOMPARE(session.root()->rowCount(), entries);
+    const QByteArray log = takeLog();
+    QCOMPARE(log.contains("ERROR"), brokeOff);
+    QVERIFY(!log.contains("SK@"));
+}
+
+void ListingTest::anotherConnect()
+{
+    BrowseSession session;
+    addSwift(session, "empty");
+    session.addS3("AK", "SK", m_faulty.port(), "clips");
+    session.addS3("AK", "SK", m_faulty.port(), "folders");
+    // The rest of the first source waits behind its first page.
+    m_faulty.command("fault", {{"contains", "/clips?"}, {"skip", 3}, {"delay", 60'000}});
+    session.connectTo("clips");
+    QTRY_VERIFY(session.events.size() > 1);
+    session.connectTo("folders");
+    QTRY_COMPARE(session.status(), QString("Count: %1 | Finished").arg(kClips));
+    QTRY_VERIFY(session.probe.ui.treeView->model());
+    QCOMPARE(session.root()->text(), QString("folders"));
+    QCOMPARE(session.events.filter("clip-").size(), 0);
+    QCOMPARE(session.root()->rowCount(), kClips);
+    QCOMPARE(session.probe.rootItems.size(), kClips + 1);
+
+    // A folder's listing, stopped; and a source that is left while it is still opened.
+    m_faulty.command("fault", {{"contains", "prefix"}, {"delay", 60'000}});
+    session.click(session.root()->child(kClips - 1));
+    m_faulty.command("fault", {{"method", "HEAD"}, {"contains", "/clips"}, {"delay", 60'000}});
+    session.connectTo("clips");
+    session.connectTo("empty");
+    QTRY_COMPARE(session.status(), QString("Count: 0 | Finished"));
+    QThreadPool::globalInstance()->waitForDone();
+    QCoreApplication::processEvents();
+    QCOMPARE(session.events, (QStringList{"Connecting", "Connecting", "Finished", "end"}).mid(1));
+    QCOMPARE(treeText(session.root()), QString("Root empty"));
+    QCOMPARE(session.probe.treeModel->rowCount(), 1);
+}
+
+void ListingTest::outOfBounds()
+{
+    BrowseSession session;
+    addSwift(session, "empty");
+    session.connectTo("empty");
+    QTRY_VERIFY(session.probe.ui.treeView->model());
+    session.probe.ui.combo_URL->setCurrentIndex(session.probe.ui.combo_URL->count() - 1);
+    session.probe.ui.button_Connect->click();
+    QVERIFY(takeLog().endsWith("ERROR: Out of bounds URL selection\n"));
+    QVERIFY(session.probe.ui.treeView->model());
+    QCOMPARE(session.probe.rootItems.size(), 1);
+}
+
+void ListingTest::statusIsPaced()
+{
+    BrowseSession session;
+    for (int i = 1; i <= 5000; ++i)
+        emit session.probe.window.updateStatus(QString("Adding: b//%1").arg(i));
+    QTRY_COMPARE(session.status(), QString("Count: 5000 | Adding: b//5000"));
+    QVERIFY2(session.shown.size() < 500, QByteArray::number(session.shown.size()));
+    emit session.probe.window.updateStatus("Connecting");
+    QTRY_COMPARE(session.status(), QString("Connecting"));
+}
+
+void ListingTest::queueIsBounded()
+{
+    ArrivalQueue queue;
+    const hq::StopToken token;
+    std::atomic<int> pushed{0};
+    std::thread listing([&] {
+        while (pushed < 100'000 && queue.push(EntryArrival{}, token))
+            ++pushed;
+    });
+    ArrivalQueue::Take next;
+    QTRY_VERIFY(pushed >= 4000);
+    const std::size_t taken = queue.take(&next).entries.size();
+    QTRY_VERIFY(pushed >= 4000 + int(taken));
+    token.stop();
+    listing.join();
+    QCOMPARE(taken, std::size_t(1000));
+    QCOMPARE(pushed.load(), 5000);
+}
+
+void ListingTest::batches()
+{
+    // Entries of two folders at once, one of a folder that nobody knows, and twins: the first of
+    // two folders with one address takes the entries.
+    QStandardItemModel model;
+    QList<QStandardItem *> rootItems;
+    BrowseTree tree(&model, &rootItems, {});
+    tree.startS3("s3://a:b@c/r");
+    tree.append({{"", "s3://a:b@c/r/x", false},
+                 {"", "s3://a:b@c/r/y", false},
+                 {"", "s3://a:b@c/r/x", false},
+                 {"", "s3://a:b@c/r/x/1", true},
+                 {"", "s3://a:b@c/r/y/1", true},
+                 {"", "s3://a:b@c/r/x/2", true},
+                 {"", "s3://a:b@c/other/1", true},
+                 {"", "s3://a:b@c/r/X/1", true}});
+    QCOMPARE(treeText(rootItems.first()),
+             QString("Root r(Folder x(File 1,File 2),Folder y(File 1),Folder x)"));
+    QCOMPARE(rootItems.size(), 4);
+    tree.startTams("tamss://t", "t");
+    QCOMPARE(rootItems.size(), 1);
+    QCOMPARE(model.rowCount(), 1);
+}
+
+// PELLORY_ROUNDS sets how many.
+void ListingTest::randomRounds()
+{
+    const int rounds = qEnvironmentVariableIntValue("PELLORY_ROUNDS");
+    QRandomGenerator random{quint32(rounds)};
+    m_faulty.command("set", {{"pageSize", 200}, {"latency", 2}});
+    for (int round = 0; round < std::max(rounds, 10); ++round) {
+        auto session = std::make_unique<BrowseSession>();
+        QMetaObject::invokeMethod(&session->probe.window, "onAddTams",
+                                  Q_ARG(QString, "127.0.0.1.amazonaws.com"), Q_ARG(QString, ""),
+                                  Q_ARG(QString, ""), Q_ARG(QString, ""), Q_ARG(QString, ""));
+        addSwift(*session, "tree");
+        for (const char *bucket : {"clips", "folders", "none"})
+            session->addS3("AK", "SK", m_faulty.port(), bucket);
+        const QComboBox *box = session->probe.ui.combo_URL;
+        for (int step = random.bounded(1, 6); step > 0; --step) {
+            session->connectTo(box->itemText(random.bounded(box->count())));
+            QElapsedTimer timer;
+            timer.start();
+            for (const int most = random.bounded(60); timer.elapsed() < most;) {
+                QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+                const QStandardItem *root = session->root();
+                if (root && root->rowCount() > 0 && session->probe.ui.treeView->model())
+                    session->click(root->child(random.bounded(root->rowCount())));
+            }
+        }
+        QElapsedTimer closing;
+        closing.start();
+        session.reset();
+        QVERIFY2(closing.elapsed() < 5000, QByteArray::number(closing.elapsed()));
+    }
+}
+
+PELLORY_TEST_MAIN(ListingTest, QApplication)
+#include "tst_listing.moc"
