@@ -206,16 +206,19 @@ void CommandLineTest::run()
 void CommandLineTest::runProgram(const QStringList &arguments, int status, const QString &printed)
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+#ifndef Q_OS_WIN // which has a display at any time, and keeps the whole status
     environment.remove("DISPLAY");
     environment.insert("QT_QPA_PLATFORM", "xcb");
     environment.insert("QT_QPA_PLATFORMTHEME", "gtk3");
+    status &= 0xFF;
+#endif
 
     QProcess process;
     process.setProcessEnvironment(environment);
     process.start(PELLORY_PROGRAM, arguments + QStringList{"-reverse"});
     QVERIFY(process.waitForFinished());
     QCOMPARE(process.exitStatus(), QProcess::NormalExit);
-    QCOMPARE(process.exitCode(), status & 0xFF);
+    QCOMPARE(process.exitCode(), status);
     QCOMPARE(QString::fromUtf8(process.readAllStandardOutput()).remove('\r'), printed);
     QCOMPARE(process.readAllStandardError(), QByteArray());
 }

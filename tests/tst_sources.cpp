@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
+#include "access.h"
 #include "windowprobe.h"
 
 #include "adddialog.h"
@@ -41,12 +42,7 @@ private:
         QFile file(m_directory + name);
         return file.open(QIODevice::ReadOnly) ? file.readAll() : "missing";
     }
-    bool ownerOnly(const QString &name)
-    {
-        const auto others = QFile::ReadGroup | QFile::WriteGroup | QFile::ReadOther |
-                            QFile::WriteOther | QFile::ExeGroup | QFile::ExeOther;
-        return !(QFile::permissions(m_directory + name) & others);
-    }
+    bool ownerOnly(const QString &name) { return !othersHaveAccess(m_directory + name); }
     QString m_directory;
 };
 
@@ -54,7 +50,7 @@ void SourcesTest::init()
 {
     QDir(configDirectory()).removeRecursively();
     m_directory = configDirectory();
-    QVERIFY(m_directory.endsWith('/'));
+    QVERIFY(m_directory.endsWith(QDir::separator()));
 }
 
 void SourcesTest::entryLines_data()

@@ -12,6 +12,7 @@
 #endif
 #include <windows.h>
 
+#include <sddl.h>
 #include <shlobj.h>
 
 #include <algorithm>
@@ -151,6 +152,40 @@ std::string folderFromEnvironment(const wchar_t *name, int folder)
     return narrow(path) + '\\';
 }
 
+// The rights of a file for this process's user and, for the sake of backups, the system, whatever
+// its folder would hand down.
+class OwnerOnly
+{
+public:
+    OwnerOnly() = default;
+    OwnerOnly(const OwnerOnly &) = delete;
+    OwnerOnly &operator=(const OwnerOnly &) = delete;
+    ~OwnerOnly() { ::LocalFree(m_attributes.lpSecurityDescriptor); }
+
+    // False sets the system's error.
+    bool prepare()
+    {
+        HANDLE token = nullptr;
+        if (!::OpenProcessToken(::GetCurrentProcess(), TOKEN_QUERY, &token))
+            return false;
+        const NativeFile closer(reinterpret_cast<std::intptr_t>(token));
+        alignas(TOKEN_USER) unsigned char user[sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE];
+        DWORD size = 0;
+        wchar_t *sid = nullptr;
+        if (!::GetTokenInformation(token, TokenUser, user, sizeof user, &size) ||
+            !::ConvertSidToStringSidW(reinterpret_cast<TOKEN_USER *>(user)->User.Sid, &sid))
+            return false;
+        const std::wstring rights = L"D:P(A;;FA;;;" + std::wstring(sid) + L")(A;;FA;;;SY)";
+        ::LocalFree(sid);
+        return ::ConvertStringSecurityDescriptorToSecurityDescriptorW(
+            rights.c_str(), SDDL_REVISION_1, &m_attributes.lpSecurityDescriptor, nullptr);
+    }
+    SECURITY_ATTRIBUTES *attributes() { return &m_attributes; }
+
+private:
+    SECURITY_ATTRIBUTES m_attributes{sizeof(SECURITY_ATTRIBUTES), nullptr, FALSE};
+};
+
 DWORD CALLBACK copyProgress(LARGE_INTEGER total, LARGE_INTEGER done, LARGE_INTEGER, LARGE_INTEGER,
                             DWORD, DWORD, HANDLE, HANDLE, LPVOID step)
 {
@@ -192,11 +227,16 @@ NativeFile NativeFile::openForReading(const std::string &path)
     return {};
 }
 
-NativeFile NativeFile::createNew(const std::string &path, bool)
+NativeFile NativeFile::createNew(const std::string &path, bool ownerOnly)
 {
-    // The user's own folders are closed to others; a new file inherits that.
-    return take(::CreateFileW(native(path).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
-                              CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+    OwnerOnly owner;
+    if (ownerOnly && !owner.prepare()) {
+        failNow();
+        return {};
+    }
+    return take(::CreateFileW(native(path).c_str(), GENERIC_READ | GENERIC_WRITE, 0,
+                              ownerOnly ? owner.attributes() : nullptr, CREATE_NEW,
+                              FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
 NativeFile NativeFile::openForAppending(const std::string &path)
