@@ -15,6 +15,7 @@ build_packages=(
 test_packages=(
     swift-proxy swift-account swift-container swift-object memcached
     openssl python3 xvfb
+    desktop-file-utils appstream man-db bsdextrautils shared-mime-info
 )
 ci_packages=(clang-format-14 clang-tidy-14)
 

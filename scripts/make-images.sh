@@ -2,7 +2,7 @@
 # SPDX-FileCopyrightText: The Pellory developers
 # SPDX-License-Identifier: Apache-2.0
 #
-# Draws the style sheet's images and the application icon again from the SVGs beside them.
+# Draws the style sheet's images and the application icons again from the SVGs beside them.
 # Needs rsvg-convert (Debian: librsvg2-bin) and ImageMagick. The build does not run it: the
 # results are kept in the repository.
 set -eu
@@ -20,3 +20,6 @@ for size in 16 24 32 48 64 128 256; do
     rsvg-convert -w "$size" -h "$size" -o "$sizes/$(printf %03d "$size").png" pellory.svg
 done
 convert "$sizes"/*.png pellory.ico
+for size in 16 24 32 48 64 128 256; do
+    cp "$sizes/$(printf %03d "$size").png" "../packaging/linux/icons/pellory-$size.png"
+done
