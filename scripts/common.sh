@@ -17,6 +17,9 @@ test_packages=(
     openssl python3 xvfb
     desktop-file-utils appstream man-db bsdextrautils shared-mime-info
 )
+windows_packages=(
+    g++-mingw-w64-x86-64-posix wine wine64 nsis libsodium23 xdotool imagemagick
+)
 ci_packages=(clang-format-14 clang-tidy-14)
 
 say() {
