@@ -22,6 +22,7 @@
 #include <cstdio>
 #include <map>
 #include <sys/resource.h>
+#include <vector>
 
 namespace {
 

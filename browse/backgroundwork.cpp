@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "backgroundwork.h"
 
+#include <QScopeGuard>
 #include <QtConcurrent>
 #include <chrono>
 #include <condition_variable>
@@ -76,20 +77,23 @@ hq::StopToken BackgroundWork::start(std::function<void(const Link &)> work)
 
 void BackgroundWork::runPiece(const std::shared_ptr<State> &state, quint64 number)
 {
+    // Declared before the work, so that what the work holds is gone before it counts as ended; also
+    // when it throws.
+    const auto end = qScopeGuard([&] {
+        const std::lock_guard lock(state->mutex);
+        state->running.erase(number);
+        state->ended.notify_all();
+    });
     std::unique_lock lock(state->mutex);
-    {
-        const hq::StopToken token = state->running.at(number);
-        const auto piece = state->waiting.extract(number);
-        lock.unlock();
-        if (!token.isStopped()) {
-            const hq::ScopedStopToken scope(token);
-            piece.mapped()(Link(state, token));
-        }
-        // What the work holds is gone before it counts as ended.
+    const auto piece = state->waiting.extract(number);
+    const auto found = state->running.find(number);
+    const bool isWanted = found != state->running.end(); // else stopped before its turn came
+    const hq::StopToken token = isWanted ? found->second : hq::StopToken();
+    lock.unlock();
+    if (isWanted && !token.isStopped()) {
+        const hq::ScopedStopToken scope(token);
+        piece.mapped()(Link(state, token));
     }
-    lock.lock();
-    state->running.erase(number);
-    state->ended.notify_all();
 }
 
 void BackgroundWork::stop()
@@ -99,4 +103,5 @@ void BackgroundWork::stop()
         token.stop();
     m_state->ended.wait_for(lock, std::chrono::seconds(1),
                             [this] { return m_state->running.empty(); });
+    m_state->running.clear(); // what hangs is not waited for again
 }

@@ -42,7 +42,7 @@ public:
     hq::StopToken start(std::function<void(const Link &)> work);
 
     // Stops all work and waits until it has ended, for a second at most: work that hangs in the
-    // operating system is left behind, and nothing it posts is delivered.
+    // operating system is not waited for any longer, and nothing it posts is delivered.
     void stop();
 
 private slots:

@@ -57,6 +57,7 @@ QVector<S3Entry> readS3Entries(const QString &directory)
             continue;
         QTextStream lines(file.read(largestEntryFile));
         lines.setCodec("UTF-8");
+        lines.setAutoDetectUnicode(false);
         if (std::optional<S3Entry> entry = parseS3Entry(lines)) {
             entry->bucket = name.chopped(4);
             entries.append(*entry);
@@ -67,7 +68,7 @@ QVector<S3Entry> readS3Entries(const QString &directory)
 
 QString s3EntryPath(const QString &directory, const QString &bucket)
 {
-    return directory + bucket + QStringLiteral(".csv");
+    return directory.isEmpty() ? QString() : directory + bucket + QStringLiteral(".csv");
 }
 
 int writeS3Entry(const QByteArray &directory, const S3Entry &entry)

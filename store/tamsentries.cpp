@@ -50,7 +50,7 @@ QStringList readTamsHosts(const QString &directory)
 
 QString tamsEntryPath(const QString &directory, const QString &host)
 {
-    return directory + host + suffix;
+    return directory.isEmpty() ? QString() : directory + host + suffix;
 }
 
 QByteArray tamsEntryJson(const TamsEntry &entry)

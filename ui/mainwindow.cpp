@@ -17,6 +17,7 @@
 #include <QLineEdit>
 #include <QStandardItemModel>
 #include <QTextDocument>
+#include <atomic>
 
 // The resources stand in a static library, which leaves them out unless they are named. The macro
 // works in the global namespace only.
@@ -27,14 +28,15 @@ static void initResources()
 
 namespace {
 
-QtMessageHandler g_messageHandler = nullptr;
+std::atomic<QtMessageHandler> g_messageHandler{nullptr};
 
 // One slot's name differs from its button's in case. The form connects it by itself, so Qt's
 // complaint would only fill the error log, once for every start.
 void passOnOtherMessages(QtMsgType type, const QMessageLogContext &context, const QString &message)
 {
-    if (!message.contains(QLatin1String("on_button_tams_clicked")))
-        g_messageHandler(type, context, message);
+    const QtMessageHandler handler = g_messageHandler; // null while it is being replaced
+    if (handler && !message.contains(QLatin1String("on_button_tams_clicked")))
+        handler(type, context, message);
 }
 
 } // namespace
@@ -65,7 +67,9 @@ MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(new Ui_MainWin
 
     connect(ui->button_Exit, SIGNAL(clicked()), QCoreApplication::instance(), SLOT(quit()));
     ui->button_PartialFile->hide();
-    // The strip is one line high; the usual margin would cut the letters.
+    // The strip is one line high: the usual margin would cut the letters, a scroll bar hide them.
+    ui->textbox_Status->setLineWrapMode(QTextEdit::NoWrap);
+    ui->textbox_Status->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     ui->textbox_Status->document()->setDocumentMargin(1);
 }
 

@@ -4,6 +4,7 @@
 
 #include "backgroundwork.h"
 
+#include <QHash>
 #include <QList>
 #include <QMainWindow>
 #include <QModelIndex>
@@ -71,6 +72,7 @@ private:
     // Sources: item i of the "URL:" box shows sources[i], the computer's entry comes last.
     void loadSources();
     void appendComputer();
+    QString entryBucket(const URL *source) const;
     void deleteEntryFile(const QString &path);
     void saveTargets();
 
@@ -114,6 +116,8 @@ private:
     bool localBrowsing = true;
     bool tamsBrowsing = false;
     QString tamsEndpoint;
+    // Buckets whose entry file an edited record came from; the others have their own.
+    QHash<const URL *, QString> m_entryBuckets;
     QString m_repository; // of the selected flow, as the "URL:" box shows it; empty for a file
     BackgroundWork m_work;
     std::unique_ptr<BrowseTree> m_tree;

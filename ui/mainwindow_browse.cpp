@@ -108,6 +108,7 @@ void MainWindow::on_treeView_doubleClicked(QModelIndex index)
 {
     if (localBrowsing || !index.isValid())
         return;
+    index = index.sibling(index.row(), 0); // where the view keeps what is expanded
     if (ui->treeView->isExpanded(index)) {
         ui->treeView->collapse(index);
     } else {

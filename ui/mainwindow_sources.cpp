@@ -63,16 +63,24 @@ void MainWindow::onAddUrl(const QString &key, const QString &secret, const QStri
 }
 
 void MainWindow::onUpdateUrl(const QString &key, const QString &secret, const QString &region,
-                             const QString &bucket, URL *URL, int index)
+                             const QString &bucket, URL *target, int)
 {
-    // The list may have changed while the dialog was open; the record says where it stands now.
-    index = sources.indexOf(URL);
-    if (index < 0)
+    // The list may have changed while the dialog was open, and box and list stay in step: the
+    // record says where it stands now.
+    const int position = sources.indexOf(target);
+    if (position < 0)
         return;
-    sources[index] = new class URL(key, secret, region, bucket, URL->getSite(), false);
-    ui->combo_URL->setCurrentIndex(index);
-    ui->combo_URL->setItemText(index, sources[index]->getDisplayName());
-    delete URL;
+    sources[position] = new URL(key, secret, region, bucket, target->getSite(), false);
+    m_entryBuckets.insert(sources[position], entryBucket(target));
+    m_entryBuckets.remove(target);
+    ui->combo_URL->setCurrentIndex(position);
+    ui->combo_URL->setItemText(position, sources[position]->getDisplayName());
+    delete target;
+}
+
+QString MainWindow::entryBucket(const URL *source) const
+{
+    return m_entryBuckets.value(source, source->getBucket());
 }
 
 void MainWindow::on_button_URL_Remove_clicked()
@@ -91,17 +99,20 @@ void MainWindow::on_button_URL_Remove_clicked()
         return;
     ui->combo_URL->removeItem(position);
     const std::unique_ptr<URL> source(sources.takeAt(position));
+    const QString bucket = entryBucket(source.get());
+    m_entryBuckets.remove(source.get());
     const auto sharesFile = [&](const URL *other) {
-        return !other->isTams && other->getBucket() == source->getBucket();
+        return !other->isTams && entryBucket(other) == bucket;
     };
     if (!source->isTams && std::none_of(sources.cbegin(), sources.cend(), sharesFile))
-        deleteEntryFile(s3EntryPath(directory, source->getBucket()));
+        deleteEntryFile(s3EntryPath(directory, bucket));
 }
 
 void MainWindow::deleteEntryFile(const QString &path)
 {
     const QByteArray encoded = path.toUtf8();
-    if (hqOSFileExists(encoded.constData()) == 0 || hqOSDeleteFile(encoded.constData()) != 0)
+    if (path.isEmpty() || hqOSFileExists(encoded.constData()) == 0 ||
+        hqOSDeleteFile(encoded.constData()) != 0)
         return;
     showWarning(this, QStringLiteral("Unable to delete file"),
                 QStringLiteral("Unable to delete file <%1>").arg(path));
@@ -128,6 +139,7 @@ void MainWindow::onAddTams(const QString &tams, const QString &end, const QStrin
 
     qDeleteAll(sources);
     sources.clear();
+    m_entryBuckets.clear();
     ui->combo_URL->clear();
     loadSources();
     appendComputer();
