@@ -24,9 +24,7 @@ class EncoderTest : public QObject
 private slots:
     void vector();
     void roundTrip();
-    void refused_data();
     void refused();
-    void arguments();
 };
 
 void EncoderTest::vector()
@@ -57,62 +55,34 @@ void EncoderTest::roundTrip()
     }
 }
 
-void EncoderTest::refused_data()
+void EncoderTest::refused()
 {
-    QTest::addColumn<QByteArray>("key");
-    QTest::addColumn<QByteArrayList>("texts");
     const auto key = QByteArray::fromStdString(kKey);
     const auto text = QByteArray::fromStdString(kText);
     constexpr auto kForm = QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals;
-
-    QByteArrayList flipped;
-    QByteArrayList cut;
-    const QByteArray binary = QByteArray::fromBase64(text, kForm);
-    for (int bit = 0; bit < binary.size() * 8; ++bit) {
-        QByteArray changed = binary;
-        changed[bit / 8] = char(changed[bit / 8] ^ (1 << bit % 8));
-        flipped << changed.toBase64(kForm);
-    }
-    for (int length = 0; length < text.size(); ++length)
-        cut << text.left(length);
-    QTest::newRow("one bit flipped") << key << flipped;
-    QTest::newRow("cut") << key << cut;
-    QTest::newRow("key without its NUL") << key.left(34) << QByteArrayList{text};
-    // Whether the last letter has bits to spare depends on the length.
-    const QByteArray spare =
-        QByteArray::fromStdString(hq::encoder::encode(kKey, kPlain.substr(1)).value());
-    QByteArray spareBitSet = spare;
-    spareBitSet[spare.size() - 1] = char(spare.back() + 1);
-    QTest::newRow("not canonical")
-        << key << QByteArrayList{text + "=",  text + "\n", " " + text,
-                                 text + "AA", text + '\0', ":x" + text,
-                                 spareBitSet, spare + "=", QByteArray(text).replace('_', '/')};
-}
-
-void EncoderTest::refused()
-{
-    QFETCH(QByteArray, key);
-    QFETCH(QByteArrayList, texts);
-    for (const QByteArray &text : texts) {
+    const auto refuses = [](const QByteArray &givenKey, const QByteArray &given) {
         char *output = nullptr;
         uint32_t size = 7;
-        QVERIFY2(!hqXCDecode(key.data(), uint32_t(key.size()), text.data(), uint32_t(text.size()),
-                             0, 0, &output, &size),
-                 text);
-        QVERIFY(!output && size == 0);
-        QCOMPARE(hqOSGetLastError(), 87u);
+        return !hqXCDecode(givenKey.data(), uint32_t(givenKey.size()), given.data(),
+                           uint32_t(given.size()), 0, 0, &output, &size) &&
+               !output && size == 0 && hqOSGetLastError() == 87;
+    };
+    const QByteArray binary = QByteArray::fromBase64(text, kForm);
+    for (int bit = 0; bit < binary.size() * 8; ++bit) {
+        QByteArray flipped = binary;
+        flipped[bit / 8] = char(flipped[bit / 8] ^ (1 << bit % 8));
+        QVERIFY2(refuses(key, flipped.toBase64(kForm)), QByteArray::number(bit));
     }
-}
-
-void EncoderTest::arguments()
-{
-    char *output = nullptr;
-    uint32_t size = 0;
-    QVERIFY(!hqXCEncode(nullptr, 35, "a", 1, 0, 0, &output, &size));
-    QVERIFY(!hqXCEncode("k", 1, nullptr, 1, 0, 0, &output, &size));
-    QVERIFY(!hqXCEncode("k", 1, "a", 1, 0, 0, nullptr, &size));
-    QVERIFY(!hqXCEncode("k", 1, "a", 1, 0, 0, &output, nullptr));
-    QCOMPARE(output, nullptr);
+    for (int length = 0; length < text.size(); ++length)
+        QVERIFY2(refuses(key, text.left(length)), QByteArray::number(length));
+    QVERIFY(refuses(key.left(34), text)); // the key without its NUL
+    // Other spellings. Whether the last letter has bits to spare depends on the length.
+    QByteArray spare =
+        QByteArray::fromStdString(hq::encoder::encode(kKey, kPlain.substr(1)).value());
+    spare.back() = char(spare.back() + 1);
+    for (const QByteArray &other : {text + "=", text + "\n", " " + text, text + "AA", text + '\0',
+                                    ":x" + text, spare, QByteArray(text).replace('_', '/')})
+        QVERIFY2(refuses(key, other), other);
 }
 
 PELLORY_TEST_MAIN(EncoderTest, QCoreApplication)

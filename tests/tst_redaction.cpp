@@ -75,11 +75,11 @@ void RedactionTest::isLinear_data()
         QTest::newRow(part) << QByteArray(part);
 }
 
-// A quadratic redaction would need hours for these texts and meet the test's time limit.
+// A quadratic redaction would meet the test's time limit, which is short for that.
 void RedactionTest::isLinear()
 {
     QFETCH(QByteArray, part);
-    QVERIFY(!hq::redact(part.repeated(6'000'000 / part.size()).toStdString()).empty());
+    QVERIFY(!hq::redact(part.repeated(1'000'000 / part.size()).toStdString()).empty());
 }
 
 PELLORY_TEST_MAIN(RedactionTest, QCoreApplication)
