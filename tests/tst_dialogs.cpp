@@ -14,22 +14,18 @@ class DialogsTest : public QObject
 private slots:
     void places();
     void reuse();
-    void params();
 };
 
 // Labels, fields and buttons in the order of their creation, each as "text left,top widthxheight".
 static QStringList layoutOf(const QDialog *dialog)
 {
     QStringList lines;
-    for (const QWidget *widget :
+    for (const auto *widget :
          dialog->findChildren<QWidget *>(QString(), Qt::FindDirectChildrenOnly)) {
         const QRect place = widget->geometry();
-        lines.append(QStringLiteral("%1%2,%3 %4x%5")
-                         .arg(widget->property("text").toString())
-                         .arg(place.x())
-                         .arg(place.y())
-                         .arg(place.width())
-                         .arg(place.height()));
+        lines.append(
+            widget->property("text").toString() +
+            QString::asprintf("%d,%d %dx%d", place.x(), place.y(), place.width(), place.height()));
     }
     return lines;
 }
@@ -80,56 +76,40 @@ void DialogsTest::places()
     }
 }
 
+// What was typed stays when the dialog is closed and goes when one of its buttons is pressed.
+template <class Dialog>
+static void checkReuse(MainWindowProbe &probe, QPushButton *opener)
+{
+    opener->click();
+    auto *dialog = probe.dialog<Dialog>();
+    QVERIFY(dialog->isVisible() && !dialog->isModal());
+    const auto texts = [&] {
+        QString all;
+        for (const QLineEdit *field : dialog->template findChildren<QLineEdit *>())
+            all += field->text();
+        return all;
+    };
+    fillDialog(dialog, {"a", "b", "c", "d", "e"}, "none");
+    QTest::keyClick(dialog, Qt::Key_Escape);
+    QVERIFY(!dialog->isVisible());
+    opener->click();
+    QCOMPARE(texts(), QString("abcde"));
+    for (const char *button : {"Cancel", "Accept"}) {
+        fillDialog(dialog, {"a", "b", "c", "d", "e"}, button);
+        QVERIFY(!dialog->isVisible());
+        QCOMPARE(texts(), QString());
+        opener->click();
+    }
+    QCOMPARE(probe.window.findChildren<Dialog *>().size(), 1);
+}
+
 void DialogsTest::reuse()
 {
     MainWindowProbe probe;
-    const auto run = [&](QPushButton *opener, auto *dialogOf, int fields) {
-        using Dialog = std::remove_pointer_t<decltype(dialogOf)>;
-        opener->click();
-        auto *dialog = probe.dialog<Dialog>();
-        QVERIFY(dialog->isVisible() && !dialog->isModal());
-        const auto texts = [&] {
-            QString all;
-            for (const QLineEdit *field : dialog->template findChildren<QLineEdit *>())
-                all += field->text();
-            return all;
-        };
-        const QStringList values{"a", "b", "c", "d", "e"};
-        QCOMPARE(dialog->template findChildren<QLineEdit *>().size(), fields);
-        fillDialog(dialog, values, "none");
-        opener->click();
-        QCOMPARE(texts(), QString("abcde"));
-        QTest::keyClick(dialog, Qt::Key_Escape);
-        QVERIFY(!dialog->isVisible());
-        opener->click();
-        QCOMPARE(texts(), QString("abcde"));
-        for (const char *button : {"Cancel", "Accept"}) {
-            fillDialog(dialog, values, button);
-            QVERIFY(!dialog->isVisible());
-            QCOMPARE(texts(), QString());
-            opener->click();
-        }
-        QCOMPARE(probe.window.findChildren<Dialog *>().size(), 1);
-    };
-    run(probe.ui.button_Add, static_cast<AddDialog *>(nullptr), 5);
+    checkReuse<AddDialog>(probe, probe.ui.button_Add);
     QCOMPARE(probe.sources.size(), 1);
     QCOMPARE(probe.sources[0]->getUrl(), QString("s3://a:c@e/d"));
-    run(probe.ui.button_Tams, static_cast<TamsDialog *>(nullptr), 5);
-}
-
-void DialogsTest::params()
-{
-    MainWindowProbe probe;
-    probe.ui.combo_URL->setCurrentIndex(0);
-    probe.ui.button_Params->click();
-    auto *first = probe.dialog<ParamDialog>();
-    QVERIFY(first);
-    probe.ui.button_Params->click();
-    QCOMPARE(probe.window.findChildren<ParamDialog *>().size(), 2);
-    QVERIFY(first->isVisible());
-    fillDialog(first, {}, "Cancel");
-    QVERIFY(!first->isVisible() && probe.dialog<ParamDialog>()->isVisible());
-    QCOMPARE(probe.dialog<ParamDialog>()->findChildren<QLineEdit *>()[1]->text(), QString("b"));
+    checkReuse<TamsDialog>(probe, probe.ui.button_Tams);
 }
 
 PELLORY_TEST_MAIN(DialogsTest, QApplication)
