@@ -19,7 +19,6 @@ private slots:
     void firstStart();
     void localBrowsing();
     void remoteClicks();
-    void flowClicks();
     void doubleClick();
     void statusLine();
     void destroyedDuringWork();
@@ -27,32 +26,21 @@ private slots:
 
 void MainWindowTest::methodIndices()
 {
-    const QByteArrayList expected{"updateStatus(QString)",
-                                  "finished(QStandardItem*,bool)",
-                                  "on_button_Params_clicked()",
-                                  "on_button_MakeStream_clicked()",
-                                  "on_button_LocalizeFile_clicked()",
-                                  "on_button_EncryptStream_clicked()",
-                                  "on_button_PartialFile_clicked()",
-                                  "on_button_Connect_clicked()",
-                                  "on_button_URL_Remove_clicked()",
-                                  "onAddUrl(QString,QString,QString,QString,QString)",
-                                  "onUpdateUrl(QString,QString,QString,QString,URL*,int)",
-                                  "on_treeView_clicked(QModelIndex)",
-                                  "addTarget()",
-                                  "on_fileView_clicked(QModelIndex)",
-                                  "on_button_TargetDir_Remove_clicked()",
-                                  "on_treeView_doubleClicked(QModelIndex)",
-                                  "on_updateStatus(QString)",
-                                  "on_finished(QStandardItem*,bool)",
-                                  "on_button_Add_clicked()",
-                                  "on_button_tams_clicked()",
-                                  "onAddTams(QString,QString,QString,QString,QString)"};
+    const QByteArray expected = R"(
+updateStatus(QString) finished(QStandardItem*,bool) on_button_Params_clicked()
+on_button_MakeStream_clicked() on_button_LocalizeFile_clicked() on_button_EncryptStream_clicked()
+on_button_PartialFile_clicked() on_button_Connect_clicked() on_button_URL_Remove_clicked()
+onAddUrl(QString,QString,QString,QString,QString)
+onUpdateUrl(QString,QString,QString,QString,URL*,int) on_treeView_clicked(QModelIndex) addTarget()
+on_fileView_clicked(QModelIndex) on_button_TargetDir_Remove_clicked()
+on_treeView_doubleClicked(QModelIndex) on_updateStatus(QString) on_finished(QStandardItem*,bool)
+on_button_Add_clicked() on_button_tams_clicked()
+onAddTams(QString,QString,QString,QString,QString))";
     const QMetaObject &meta = MainWindow::staticMetaObject;
     QByteArrayList methods;
     for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
         methods.append(meta.method(i).methodSignature());
-    QCOMPARE(methods, expected);
+    QCOMPARE(methods, expected.simplified().split(' '));
 }
 
 // The widgets in the order in which the form makes them: class, name, text, layout, place.
@@ -78,23 +66,22 @@ void MainWindowTest::form()
         "QPushButton button_LocalizeFile 'Localize File' gridLayout 0,1",
         "QPushButton button_MakeStream 'Make Stream File' gridLayout 0,0"};
     MainWindowProbe probe;
-    QWidget *parent = probe.ui.centralwidget;
+    const QWidget *parent = probe.ui.centralwidget;
     QStringList found;
-    for (QWidget *widget : parent->findChildren<QWidget *>(QString(), Qt::FindDirectChildrenOnly)) {
+    for (auto *widget : parent->findChildren<QWidget *>(QString(), Qt::FindDirectChildrenOnly)) {
         for (const QLayout *layout : parent->findChildren<QLayout *>()) {
             const int index = layout->indexOf(widget);
-            if (index < 0)
-                continue;
             QString place = QString::number(index);
             if (const auto *grid = qobject_cast<const QGridLayout *>(layout)) {
                 int row = 0, column = 0, rows = 0, columns = 0;
                 grid->getItemPosition(index, &row, &column, &rows, &columns);
-                place = QStringLiteral("%1,%2").arg(row).arg(column);
+                place = QString("%1,%2").arg(row).arg(column);
             }
-            found.append(QStringLiteral("%1 %2 '%3' %4 %5")
-                             .arg(widget->metaObject()->className(), widget->objectName(),
-                                  widget->property("text").toString(), layout->objectName(),
-                                  place));
+            const QStringList words{widget->metaObject()->className(), widget->objectName(),
+                                    "'" + widget->property("text").toString() + "'",
+                                    layout->objectName(), place};
+            if (index >= 0)
+                found.append(words.join(' '));
         }
     }
     QCOMPARE(found, expected);
@@ -107,7 +94,6 @@ void MainWindowTest::firstStart()
     probe.window.show();
     QCOMPARE(probe.window.windowTitle(), QString("Pellory"));
     QCOMPARE(probe.window.size(), QSize(868, 600));
-    QVERIFY(probe.window.styleSheet().contains("#00ABFF"));
     QCOMPARE(ui.button_Add->minimumWidth(), 92); // the style's 80, with spacing and border
     const QString computer = probe.driveModel->myComputer().toString();
     QCOMPARE(probe.urlTexts(), QStringList{computer});
@@ -115,16 +101,10 @@ void MainWindowTest::firstStart()
     QVERIFY(!ui.treeView->rootIndex().isValid());
     QCOMPARE(int(probe.driveModel->filter()), 0x6001);
     QVERIFY(!ui.fileView->model());
-    QVERIFY(ui.combo_TargetDir->isEditable());
-    const auto buttons = ui.centralwidget->findChildren<QPushButton *>();
-    QCOMPARE(std::count_if(buttons.begin(), buttons.end(), [](auto *b) { return b->isVisible(); }),
-             10);
-    QVERIFY(!ui.button_PartialFile->isVisible());
-    QVERIFY(ui.textbox_Status->isReadOnly());
-    QCOMPARE(ui.textbox_Status->focusPolicy(), Qt::NoFocus);
+    for (const QPushButton *button : ui.centralwidget->findChildren<QPushButton *>())
+        QCOMPARE(button->isVisible(), button != ui.button_PartialFile);
     QCOMPARE(ui.textbox_Status->height(), 20);
     QCOMPARE(ui.textbox_Status->geometry().right(), ui.fileView->geometry().right());
-    QCOMPARE(ui.combo_URL->sizePolicy(), QSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed));
     ui.button_Params->click();
     ui.button_URL_Remove->click();
     QVERIFY(probe.window.findChildren<QDialog *>().isEmpty());
@@ -167,22 +147,20 @@ struct Bucket
     {
         resetForS3(probe.treeModel);
         const QString address("s3://AK:SK@localhost/rushes");
-        root = makeRootItem("rushes", address.split('/'), address, icons);
-        clip = makeEntryItem(address + "/clip", false, icons);
+        root = makeRootItem("rushes", address.split('/'), address, {});
+        clip = makeEntryItem(address + "/clip", false, {});
+        deep = makeEntryItem(address + "/clip/deep", false, {});
+        empty = makeEntryItem(address + "/void", false, {});
         markListed(clip);
-        clip->appendRow(makeEntryItem(address + "/clip/a.mxf", true, icons));
-        deep = makeEntryItem(address + "/clip/deep", false, icons);
-        clip->appendRow(deep);
-        empty = makeEntryItem(address + "/void", false, icons);
         markListed(empty);
-        root->appendRows({clip, empty, makeEntryItem(address + "/top.mov", true, icons)});
+        clip->appendRows({makeEntryItem(address + "/clip/a.mxf", true, {}), deep});
+        root->appendRows({clip, empty, makeEntryItem(address + "/top.mov", true, {})});
         probe.setBrowsing(false, false);
         probe.treeModel->appendRow(root);
         emit probe.window.finished(nullptr, true);
         QTRY_COMPARE(probe.ui.treeView->model(),
                      static_cast<QAbstractItemModel *>(probe.folderProxy));
     }
-    ItemIcons icons;
     QStandardItem *root, *clip, *deep, *empty;
 };
 
@@ -200,9 +178,6 @@ void MainWindowTest::remoteClicks()
     };
     click(bucket.clip);
     QCOMPARE(shown(), QString("a.mxf"));
-    emit files->clicked(files->model()->index(0, 0, files->rootIndex()));
-    QCOMPARE(probe.selectedName, QString("a.mxf"));
-    QCOMPARE(probe.selectedPath, QString("s3://AK:SK@localhost/rushes/clip/a.mxf"));
     click(bucket.empty);
     QCOMPARE(shown(), QString("no model"));
     click(bucket.root);
@@ -212,25 +187,6 @@ void MainWindowTest::remoteClicks()
     bucket.deep->appendRow(makeEntryItem("s3://AK:SK@localhost/rushes/clip/deep/z", true, {}));
     emit probe.window.finished(bucket.deep, false);
     QTRY_COMPARE(shown(), QString("z"));
-}
-
-void MainWindowTest::flowClicks()
-{
-    MainWindowProbe probe;
-    resetForTams(probe.treeModel);
-    QStandardItem *root = makeRootItem("tamss://t.amazonaws.com", {}, "t.amazonaws.com", {});
-    root->appendRow(makeFlowRow({"Label 1.0", "id-1", "video", "today"}, {}));
-    probe.treeModel->appendRow(root);
-    probe.setBrowsing(false, true);
-    emit probe.window.finished(nullptr, true);
-    QTRY_COMPARE(probe.ui.treeView->model(), static_cast<QAbstractItemModel *>(probe.folderProxy));
-    emit probe.ui.treeView->clicked(probe.folderProxy->index(0, 0));
-    QTreeView *files = probe.ui.fileView;
-    QCOMPARE(files->model()->rowCount(files->rootIndex()), 1);
-    QCOMPARE(files->model()->headerData(3, Qt::Horizontal).toString(), QString("Created"));
-    emit files->clicked(files->model()->index(0, 2, files->rootIndex()));
-    QCOMPARE(probe.selectedName, QString("id-1"));
-    QCOMPARE(probe.selectedPath, QString("Label 1.0"));
 }
 
 void MainWindowTest::doubleClick()
@@ -252,14 +208,11 @@ void MainWindowTest::doubleClick()
 void MainWindowTest::statusLine()
 {
     MainWindowProbe probe;
-    const auto text = [&] { return probe.ui.textbox_Status->toPlainText(); };
-    emit probe.window.updateStatus("Connecting");
-    QTRY_COMPARE(text(), QString("Connecting"));
     for (const char *line : {"Adding: b//<b>x</b>", "Adding: b//y", "Finished"})
         emit probe.window.updateStatus(line);
-    QTRY_COMPARE(text(), QString("Count: 2 | Finished"));
+    QTRY_COMPARE(probe.ui.textbox_Status->toPlainText(), QString("Count: 2 | Finished"));
     emit probe.window.updateStatus("Adding: b//<b>z</b>");
-    QTRY_COMPARE(text(), QString("Count: 3 | Adding: b//<b>z</b>"));
+    QTRY_COMPARE(probe.ui.textbox_Status->toPlainText(), QString("Count: 3 | Adding: b//<b>z</b>"));
 }
 
 void MainWindowTest::destroyedDuringWork()
