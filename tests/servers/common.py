@@ -52,8 +52,8 @@ def control(channel, ready, commands):
 class Connection:
     """One client. Serves requests until `handle(connection, request)` gives false or it ends."""
 
-    def __init__(self, sock, number, handle):
-        self.sock, self.number, self.rest = sock, number, b""
+    def __init__(self, sock, handle):
+        self.sock, self.rest = sock, b""
         sock.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
         try:
             while (request := self.read()) and handle(self, request):
@@ -63,22 +63,25 @@ class Connection:
         finally:
             sock.close()
 
+    def receive(self):
+        data = self.sock.recv(65536)
+        self.rest += data
+        return data
+
     def read(self):
         while b"\r\n\r\n" not in self.rest:
-            if not (data := self.sock.recv(65536)):
+            if not self.receive():
                 return None
-            self.rest += data
         head, self.rest = self.rest.split(b"\r\n\r\n", 1)
         request, *lines = head.decode("latin-1").split("\r\n")
         headers = {name.lower(): value.strip() for name, _, value in
                    (line.partition(":") for line in lines)}
         length = int(headers.get("content-length", 0))
         while len(self.rest) < length:
-            if not (data := self.sock.recv(65536)):
+            if not self.receive():
                 return None
-            self.rest += data
-        body, self.rest = self.rest[:length], self.rest[length:]
-        return Request(*request.split(" ")[:2], headers, body)
+        self.rest = self.rest[length:]
+        return Request(*request.split(" ")[:2], headers)
 
     def send_head(self, status, headers, body=b""):
         lines = "".join(f"{name}: {value}\r\n" for name, value in headers.items())
@@ -91,30 +94,21 @@ class Connection:
 class Request:
     """`target` is what stood in the request line, `path` is its decoded path."""
 
-    def __init__(self, method, target, headers, body):
-        self.method, self.target, self.headers, self.body = method, target, headers, body
+    def __init__(self, method, target, headers):
+        self.method, self.target, self.headers = method, target, headers
         path, _, query = target.partition("?")
         self.path = urllib.parse.unquote(path)
         self.query = dict(urllib.parse.parse_qsl(query, keep_blank_values=True))
 
 
-def serve(handle, context=None):
-    """Starts to serve on a free loopback port, over TLS with a `context`; returns the port."""
+def serve(handle):
+    """Starts to serve on a free loopback port, which it returns."""
     listener = socket.create_server(("127.0.0.1", 0), backlog=512)
 
-    def connect(sock, number):
-        try:
-            Connection(context.wrap_socket(sock, server_side=True) if context else sock, number,
-                       handle)
-        except OSError:
-            sock.close()
-
     def accept():
-        number = 0
         while True:
-            number += 1
-            arguments = (listener.accept()[0], number)
-            threading.Thread(target=connect, args=arguments, daemon=True).start()
+            arguments = (listener.accept()[0], handle)
+            threading.Thread(target=Connection, args=arguments, daemon=True).start()
 
     threading.Thread(target=accept, daemon=True).start()
     return listener.getsockname()[1]

@@ -23,7 +23,6 @@ Effects, any of:
   delay (ms)                    before the answer
   reset, close                  true: instead of an answer
   cut (bytes, -1: half)         the body ends there and the connection with it
-  stall ([bytes, ms])           the body waits there
   rate (bytes/s)                of the body
   lengthDelta                   added to the Content-Length
   unsized                       "chunked" or "close" in place of the Content-Length
@@ -32,7 +31,6 @@ Effects, any of:
   emptyPage, sameToken, broken  true: a page without entries that goes on, one that names itself as
                                 the next one, one whose document ends early"""
 
-import argparse
 import base64
 import bisect
 import collections
@@ -41,7 +39,6 @@ import email.utils
 import os
 import random
 import re
-import ssl
 import threading
 import time
 import urllib.parse
@@ -62,7 +59,6 @@ os.write(CONTENT_FILE, CONTENT)
 class Settings:
     def __init__(self):
         self.pageSize = 1000
-        self.encodingType = True  # false: keys come plain although url-encoding is asked for
         self.skew = 0  # seconds that the server's clock is ahead
         self.rate = 0  # bytes/s of each connection, 0: as fast as it goes
         self.latency = 0  # ms before each answer
@@ -115,7 +111,7 @@ class Bucket:
             found, token = [], encode_token(start, str(random.random()))
         if effects.get("sameToken"):
             token = query.get("continuation-token", encode_token(start))
-        encoded = query.get("encoding-type") == "url" and settings.encodingType
+        encoded = query.get("encoding-type") == "url"
 
         def text(key):
             return urllib.parse.quote_plus(key, safe="/-_.*") if encoded else escape(key)
@@ -216,7 +212,6 @@ class Server:
             path, _, query = request.target.partition("?")
             self.requests.append(
                 {"method": request.method, "path": path, "query": query, "time": time.monotonic(),
-                 "connection": connection.number,
                  **{name: request.headers[name] for name in RECORDED if name in request.headers}})
         effects = self.effects_on(request)
         time.sleep((self.settings.latency + effects.get("delay", 0)) / 1000)
@@ -256,7 +251,7 @@ class Server:
         headers = {"x-amz-bucket-region": bucket.region, "Content-Type": "application/xml"}
         if not key:
             settings = self.settings
-            which = (request.target, settings.pageSize, settings.encodingType)
+            which = (request.target, settings.pageSize)
             if effects or which not in bucket.pages:
                 body = bucket.page(request.query, settings, effects)
                 if effects:
@@ -329,14 +324,9 @@ class Server:
             return True
         rate = effects.get("rate", self.settings.rate)
         piece = max(1, min(1 << 20, rate // 50)) if rate else 1 << 20
-        stall, pause = effects.get("stall", (end, 0))
         began, sent = time.monotonic(), 0
         while sent < end:
             count = min(piece, end - sent)
-            if sent < stall:
-                count = min(count, stall - sent)
-            elif sent == stall:
-                time.sleep(pause / 1000)
             start = offset + sent
             if isinstance(body, int):
                 start %= common.PERIOD
@@ -344,7 +334,7 @@ class Server:
             data = (CONTENT if isinstance(body, int) else memoryview(body))[start:start + count]
             if chunked:
                 connection.sock.sendall(b"%x\r\n%s\r\n" % (count, data))
-            elif isinstance(body, int) and not isinstance(connection.sock, ssl.SSLSocket):
+            elif isinstance(body, int):
                 count = os.sendfile(connection.sock.fileno(), CONTENT_FILE, start, count)
             else:
                 connection.sock.sendall(data)
@@ -358,18 +348,9 @@ class Server:
 
 
 def main():
-    parser = argparse.ArgumentParser()
-    parser.add_argument("--cert", help="speak TLS with this certificate")
-    parser.add_argument("--key")
-    options = parser.parse_args()
     channel = common.take_stdout()
-    context = None
-    if options.cert:
-        context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
-        context.load_cert_chain(options.cert, options.key)
     server = Server()
-    port = common.serve(server.handle, context)
-    common.control(channel, {"port": port}, {
+    common.control(channel, {"port": common.serve(server.handle)}, {
         "bucket": server.bucket, "set": server.set, "fault": server.fault, "chaos": server.chaos,
         "calm": server.calm, "requests": server.take_requests})
 

@@ -5,12 +5,10 @@
 """OpenStack Swift behind its S3 front end, on free loopback ports, with one ring device in a
 temporary folder. Signatures and the region are checked. Lives until stdin closes.
 
-Ready:     {"port", "accessKey", "secret", "location"}
+Ready:     {"port"}
 Commands:  {"op": "bucket", "bucket"}
            {"op": "put", "bucket", "objects": {key: text or size of generated content}}
-           {"op": "delete", "bucket", "keys": [key]}
-           {"op": "request", "method", "path", "query"} -> {"status", "headers", "body"}
-           {"op": "log"} -> {"text"}"""
+           {"op": "delete", "bucket", "keys": [key]}"""
 
 import argparse
 import array
@@ -67,7 +65,7 @@ paste.filter_factory = swift_server:plain_key_filter
 [filter:s3api]
 use = egg:swift#s3api
 location = {location}
-storage_domain = {domains}
+storage_domain = s3.amazonaws.com,s3.eu-west-1.amazonaws.com
 dns_compliant_bucket_names = false
 [filter:tempauth]
 use = egg:swift#tempauth
@@ -103,16 +101,15 @@ class Client:
         self.host, self.secret, self.location = f"127.0.0.1:{port}", secret, location
         self.local = threading.local()
 
-    def request(self, method, path, query="", body=b""):
-        """`path` unescaped, `query` escaped; returns (status, headers, body)."""
-        query = "&".join(sorted(query.split("&")))
+    def expect(self, wanted, method, path, body=b""):
+        """`path` unescaped; another status than one of those wanted is an error."""
         path = urllib.parse.quote(path, safe="/-_.~")
         date = time.strftime("%Y%m%dT%H%M%SZ", time.gmtime())
         scope = f"{date[:8]}/{self.location}/s3/aws4_request"
         headers = {"host": self.host, "x-amz-content-sha256": "UNSIGNED-PAYLOAD",
                    "x-amz-date": date}
         names = ";".join(headers)
-        canonical = "\n".join([method, path, query, *(f"{n}:{v}" for n, v in headers.items()), "",
+        canonical = "\n".join([method, path, "", *(f"{n}:{v}" for n, v in headers.items()), "",
                                names, "UNSIGNED-PAYLOAD"])
         text = "\n".join(["AWS4-HMAC-SHA256", date, scope,
                           hashlib.sha256(canonical.encode()).hexdigest()])
@@ -125,17 +122,14 @@ class Client:
             self.local.connection = http.client.HTTPConnection(self.host, timeout=60)
         connection = self.local.connection
         try:
-            connection.request(method, path + ("?" + query if query else ""), body, headers)
+            connection.request(method, path, body, headers)
             answer = connection.getresponse()
-            return answer.status, dict(answer.getheaders()), answer.read()
+            text = answer.read()
         except (OSError, http.client.HTTPException):
             connection.close()
             raise
-
-    def expect(self, wanted, *arguments):
-        status, _, body = self.request(*arguments)
-        if status not in wanted:
-            raise RuntimeError(f"{arguments[:2]}: {status} {body[:300]!r}")
+        if answer.status not in wanted:
+            raise RuntimeError(f"{method} {path}: {answer.status} {text[:300]!r}")
 
 
 class Swift:
@@ -218,12 +212,9 @@ class Swift:
                 if time.monotonic() > deadline:
                     raise
             if any(os.waitpid(child, os.WNOHANG)[0] for child in self.children):
-                raise RuntimeError("a server ended:\n" + self.log())
+                with open(self.log_path, errors="replace") as log:
+                    raise RuntimeError("a server ended:\n" + log.read())
             time.sleep(0.05)
-
-    def log(self):
-        with open(self.log_path, errors="replace") as f:
-            return f.read()
 
     def stop(self):
         for child in self.children:
@@ -234,7 +225,7 @@ def die_with_parent():
     ctypes.CDLL(None).prctl(1, signal.SIGKILL)  # PR_SET_PDEATHSIG
 
 
-def commands(swift, client):
+def commands(client):
     pool = concurrent.futures.ThreadPoolExecutor(16)
 
     def bucket(bucket):
@@ -244,25 +235,19 @@ def commands(swift, client):
         def one(item):
             key, value = item
             body = common.content(0, value) if isinstance(value, int) else value.encode()
-            client.expect((200,), "PUT", f"/{bucket}/{key}", "", body)
+            client.expect((200,), "PUT", f"/{bucket}/{key}", body)
         list(pool.map(one, objects.items()))
 
     def delete(bucket, keys):
         list(pool.map(lambda key: client.expect((204, 404), "DELETE", f"/{bucket}/{key}"), keys))
 
-    def request(method, path, query=""):
-        status, headers, body = client.request(method, path, query)
-        return {"status": status, "headers": headers, "body": body.decode(errors="replace")}
-
-    return {"bucket": bucket, "put": put, "delete": delete, "request": request,
-            "log": lambda: {"text": swift.log()}}
+    return {"bucket": bucket, "put": put, "delete": delete}
 
 
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--secret", default="ab/c+d@e:f")
     parser.add_argument("--location", default="us-east-1")
-    parser.add_argument("--domains", default="s3.amazonaws.com,s3.eu-west-1.amazonaws.com")
     options = parser.parse_args()
     channel = common.take_stdout()
     root = tempfile.mkdtemp(prefix="swift-")
@@ -271,9 +256,7 @@ def main():
         swift = Swift(root, options)
         client = Client(swift.ports["proxy"], options.secret, options.location)
         swift.wait(client)
-        ready = {"port": swift.ports["proxy"], "accessKey": ACCESS_KEY,
-                 "secret": options.secret, "location": options.location}
-        common.control(channel, ready, commands(swift, client))
+        common.control(channel, {"port": swift.ports["proxy"]}, commands(client))
     finally:
         if swift:
             swift.stop()

@@ -5,8 +5,7 @@
 """A throw-away authority, a TLS front for a plain loopback port, and a CONNECT proxy that leads
 every name to that front. Lives until stdin closes.
 
-Ready:     {"proxyPort", "tlsPort", "caFile", "certFile", "keyFile"}; the last two serve others
-           that speak TLS themselves
+Ready:     {"proxyPort", "caFile"}
 Commands:  {"op": "targets"} -> {"targets": [host:port of each CONNECT since the last call]}"""
 
 import argparse
@@ -68,12 +67,9 @@ async def serve(options, folder, targets, started):
     async def proxy(reader, writer):
         try:
             head = (await reader.readuntil(b"\r\n\r\n")).decode("latin-1").split()
-            if head[0] != "CONNECT":
-                writer.write(b"HTTP/1.1 405 Method Not Allowed\r\nContent-Length: 0\r\n\r\n")
-                return writer.close()
             targets.append(head[1])
             writer.write(b"HTTP/1.1 200 Connected\r\n\r\n")
-            await join(reader, writer, ports["tlsPort"])
+            await join(reader, writer, tls.sockets[0].getsockname()[1])
         except (OSError, asyncio.IncompleteReadError):
             writer.transport.abort()
 
@@ -81,9 +77,7 @@ async def serve(options, folder, targets, started):
     context.load_cert_chain(f"{folder}/leaf.pem", f"{folder}/leaf.key")
     tls = await asyncio.start_server(front, "127.0.0.1", 0, ssl=context, limit=1 << 20)
     plain = await asyncio.start_server(proxy, "127.0.0.1", 0, limit=1 << 20)
-    ports = {"tlsPort": tls.sockets[0].getsockname()[1],
-             "proxyPort": plain.sockets[0].getsockname()[1]}
-    started(ports)
+    started(plain.sockets[0].getsockname()[1])
     await asyncio.gather(tls.serve_forever(), plain.serve_forever())
 
 
@@ -98,9 +92,8 @@ def main():
         make_certificates(folder, options.names.split(","))
         targets, ready, up = [], {}, threading.Event()
 
-        def started(ports):
-            ready.update(ports, caFile=f"{folder}/ca.pem", certFile=f"{folder}/leaf.pem",
-                         keyFile=f"{folder}/leaf.key")
+        def started(port):
+            ready.update(proxyPort=port, caFile=f"{folder}/ca.pem")
             up.set()
 
         def take_targets():
