@@ -27,6 +27,7 @@ private slots:
     void tamsHosts();
     void tamsLife();
     void refusedFiles();
+    void removeFirstOfTwins();
 
 private:
     void write(const QString &name, const QByteArray &content)
@@ -249,6 +250,19 @@ void SourcesTest::refusedFiles()
     QCOMPARE(closer.boxes.mid(1), (QStringList{text.arg(m_directory + "t.amazonaws.com.json"),
                                                text.arg(m_directory + "bucket.csv")}));
     QVERIFY(probe.sources.isEmpty());
+}
+
+void SourcesTest::removeFirstOfTwins()
+{
+    MainWindowProbe probe;
+    probe.ui.button_Add->click();
+    for (const char *key : {"first", "second"})
+        fillDialog(probe.dialog<AddDialog>(), {key, "", "S", "b", ""}, "Accept");
+    QCOMPARE(probe.sources.size(), 2);
+    probe.ui.combo_URL->setCurrentIndex(1);
+    probe.ui.button_URL_Remove->click();
+    QCOMPARE(probe.sources.size(), 1);
+    QCOMPARE(probe.sources[0]->getKey(), QString("second"));
 }
 
 PELLORY_TEST_MAIN(SourcesTest, QApplication)
