@@ -7,8 +7,8 @@ stdin closes.
 
 Ready:     {"port"}
 Commands:
-  {"op": "bucket", "bucket", "count", "format", "size", "objects", "region", "regionStatus",
-   "regionHeader"}: replaces a bucket. It holds `count` objects of `size` bytes, named by `format`,
+  {"op": "bucket", "bucket", "count", "format", "objects", "region", "regionStatus",
+   "regionHeader"}: replaces a bucket. It holds `count` objects of 10 bytes, named by `format`,
     and `objects`, {key: size of generated content or text}. Requests signed for another region
     than `region` are answered by 301 or 400, which names it in a header or in the body.
   {"op": "set", ...}: changes some of the settings that stand in `Settings`.
@@ -49,11 +49,14 @@ import common
 CODES = {400: "InvalidRequest", 403: "AccessDenied", 404: "NoSuchKey", 405: "MethodNotAllowed",
          412: "PreconditionFailed", 416: "InvalidRange", 429: "TooManyRequests",
          500: "InternalError", 503: "SlowDown"}
-RECORDED = ("authorization", "range", "if-match", "date", "x-amz-date", "host")
 
 CONTENT = memoryview(common.PATTERN * 4)
 CONTENT_FILE = os.memfd_create("content")
 os.write(CONTENT_FILE, CONTENT)
+
+
+def size_of(body):
+    return body if isinstance(body, int) else len(body)
 
 
 class Settings:
@@ -65,21 +68,21 @@ class Settings:
 
 
 class Bucket:
-    def __init__(self, count=0, format="key-{:06}", size=10, objects=None, region="us-east-1",
+    def __init__(self, count=0, format="key-{:06}", objects=None, region="us-east-1",
                  regionStatus=301, regionHeader=True):
-        self.size, self.objects, self.region = size, objects or {}, region
-        self.region_status, self.region_header = regionStatus, regionHeader
+        self.region, self.region_status, self.region_header = region, regionStatus, regionHeader
+        # Bytes, or the size of generated content.
+        self.objects = {key: value.encode() if isinstance(value, str) else value
+                        for key, value in (objects or {}).items()}
         self.keys = sorted({format.format(i) for i in range(count)} | set(self.objects))
         self.versions = collections.Counter()
         self.pages = {}
 
     def body(self, key):
-        """The size of generated content, bytes, or None where there is no such object."""
+        """None where there is no such object."""
         at = bisect.bisect_left(self.keys, key)
-        if at == len(self.keys) or self.keys[at] != key:
-            return None
-        value = self.objects.get(key, self.size)
-        return value.encode() if isinstance(value, str) else value
+        found = at < len(self.keys) and self.keys[at] == key
+        return self.objects.get(key, 10) if found else None
 
     def etag(self, key):
         return f'"{abs(hash(key)):016x}{self.versions[key]:016x}-2"'
@@ -127,8 +130,7 @@ class Bucket:
             if folder:
                 parts.append(f"<CommonPrefixes><Prefix>{text(key)}</Prefix></CommonPrefixes>")
             else:
-                value = self.objects.get(key, self.size)
-                size = len(value.encode()) if isinstance(value, str) else value
+                size = size_of(self.objects.get(key, 10))
                 parts.append(f"<Contents><Key>{text(key)}</Key><LastModified>2024-01-01T00:00:00Z"
                              f"</LastModified><ETag>{escape(self.etag(key))}</ETag><Size>{size}"
                              "</Size><StorageClass>STANDARD</StorageClass></Contents>")
@@ -212,7 +214,8 @@ class Server:
             path, _, query = request.target.partition("?")
             self.requests.append(
                 {"method": request.method, "path": path, "query": query, "time": time.monotonic(),
-                 **{name: request.headers[name] for name in RECORDED if name in request.headers}})
+                 **{name: request.headers[name] for name in ("authorization", "range")
+                    if name in request.headers}})
         effects = self.effects_on(request)
         time.sleep((self.settings.latency + effects.get("delay", 0)) / 1000)
         if effects.get("reset"):
@@ -239,10 +242,6 @@ class Server:
         bucket = self.buckets.get(name)
         if request.method not in ("GET", "HEAD"):
             raise Refusal(405)
-        if not name:
-            names = "".join(f"<Bucket><Name>{n}</Name></Bucket>" for n in sorted(self.buckets))
-            body = f"<ListAllMyBucketsResult><Buckets>{names}</Buckets></ListAllMyBucketsResult>"
-            return 200, {"Content-Type": "application/xml"}, body.encode(), 0, len(body)
         if not bucket:
             raise Refusal(404, "NoSuchBucket")
         self.check_signer(request, bucket)
@@ -252,12 +251,12 @@ class Server:
         if not key:
             settings = self.settings
             which = (request.target, settings.pageSize)
-            if effects or which not in bucket.pages:
+            body = bucket.pages.get(which)
+            if effects or not body:
                 body = bucket.page(request.query, settings, effects)
-                if effects:
-                    return 200, headers, body, 0, len(body)
+            if not effects:
                 bucket.pages[which] = body
-            return 200, headers, bucket.pages[which], 0, len(bucket.pages[which])
+            return 200, headers, body, 0, len(body)
         body = bucket.body(key)
         if body is None:
             raise Refusal(404)
@@ -266,7 +265,7 @@ class Server:
             etag = '"another-version"'
         elif request.headers.get("if-match", etag) not in (etag, "*"):
             raise Refusal(412)
-        size = body if isinstance(body, int) else len(body)
+        size = size_of(body)
         headers = {"ETag": etag, "Accept-Ranges": "bytes", "Content-Type": "video/mxf",
                    "Last-Modified": "Mon, 01 Jan 2024 00:00:00 GMT"}
         wanted = re.fullmatch(r"bytes=(\d+)-(\d*)", request.headers.get("range", ""))
@@ -285,18 +284,15 @@ class Server:
                            request.headers.get("authorization", ""))
         if not signed:
             return
-        try:
-            date = datetime.datetime.strptime(request.headers["x-amz-date"] + "+0000",
-                                              "%Y%m%dT%H%M%SZ%z").timestamp()
-        except (KeyError, ValueError):
-            raise Refusal(403) from None
+        date = datetime.datetime.strptime(request.headers["x-amz-date"] + "+0000",
+                                          "%Y%m%dT%H%M%SZ%z").timestamp()
         if abs(date - self.now()) > 300:
             text = time.strftime("%Y-%m-%dT%H:%M:%SZ", time.gmtime(self.now()))
             raise Refusal(403, "RequestTimeTooSkewed", details=f"<ServerTime>{text}</ServerTime>")
         if signed[1] != bucket.region:
-            status, header = bucket.region_status, bucket.region_header
-            raise Refusal(status, "PermanentRedirect" if status == 301
-                          else "AuthorizationHeaderMalformed",
+            code = {301: "PermanentRedirect", 400: "AuthorizationHeaderMalformed"}
+            header = bucket.region_header
+            raise Refusal(bucket.region_status, code[bucket.region_status],
                           {"x-amz-bucket-region": bucket.region} if header else {},
                           "" if header else f"<Region>{bucket.region}</Region>")
 

@@ -10,7 +10,6 @@ Commands:  {"op": "targets"} -> {"targets": [host:port of each CONNECT since the
 
 import argparse
 import asyncio
-import os
 import shutil
 import ssl
 import subprocess
