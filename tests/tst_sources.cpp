@@ -157,8 +157,12 @@ void SourcesTest::edit()
     QCOMPARE(probe.urlTexts().first(), QString("nas.local - a2"));
     QCOMPARE(probe.sources[0]->getUrl(), QString("s3://K2:S2@nas.local/a2"));
     QCOMPARE(read("a.csv"), QByteArray("AccessKeyId=KA\nSecretKey=SA\nSite=nas.local"));
-    // The first source goes: the dialog's record has moved up and is edited where it stands.
+    // The first source goes, with the file it came from and no other: the dialog's record has moved
+    // up and is edited where it stands.
+    write("a2.csv", "of another program");
     probe.ui.button_URL_Remove->click();
+    QCOMPARE(read("a.csv"), QByteArray("missing"));
+    QCOMPARE(read("a2.csv"), QByteArray("of another program"));
     fillDialog(dialogs[1], {"KB"}, "Accept");
     QCOMPARE(probe.urlTexts().mid(0, 2),
              (QStringList{"s3.amazonaws.com - b", "tamss://c.amazonaws.com"}));
