@@ -99,6 +99,7 @@ void MainWindowTest::firstStart()
     QCOMPARE(probe.urlTexts(), QStringList{computer});
     QCOMPARE(ui.treeView->model(), probe.driveModel);
     QVERIFY(!ui.treeView->rootIndex().isValid());
+    QTRY_COMPARE(probe.driveModel->rowCount(), QDir::drives().size());
     QCOMPARE(int(probe.driveModel->filter()), 0x6001);
     QVERIFY(!ui.fileView->model());
     for (const QPushButton *button : ui.centralwidget->findChildren<QPushButton *>())
@@ -134,10 +135,12 @@ void MainWindowTest::localBrowsing()
     emit files->clicked(QModelIndex());
     QCOMPARE(probe.selectedName, QString("clip.final.mxf"));
 
+#ifndef Q_OS_WIN // which does not remove a folder that is shown
     const QModelIndex gone = probe.driveModel->index(folder.path());
     QVERIFY(folder.remove());
     emit probe.ui.treeView->clicked(gone);
     QVERIFY(!files->model());
+#endif
 }
 
 // A bucket with the folders "clip" (one file), "clip/deep" (none yet) and "void" (only a folder).
