@@ -21,10 +21,12 @@
 namespace {
 
 const QString kSecret = "ab/c+d@e:f";
-const QString kObject = "s3://AKIATOUR:ab/c+d@e:f@s3.amazonaws.com/rushes/day 1/clip.final.mxf";
+const QString kObject =
+    "s3://AKIATOUR:ab/c+d@e:f@s3.amazonaws.com/rushes/day 1/take 2/clip.final.mxf";
 const QString kFlow = "tamss://tams.amazonaws.com/x-api/flows/flow-2";
 const QString kFlows = R"([{"id": "flow-1", "label": "Studio"},
-    {"id": "flow-2", "label": "News 8.30 / late", "format": "urn:x-nmos:format:video"}])";
+    {"id": "flow-2", "label": "News 8.30 / late", "format": "urn:x-nmos:format:video",
+     "created": "2026-03-01T06:30:00Z"}])";
 
 } // namespace
 
@@ -67,7 +69,7 @@ void TourTest::initTestCase()
             "http://127.0.0.1:" + QByteArray::number(m_front->ready()["proxyPort"].toInt()));
     m_server.command("bucket", {{"bucket", "rushes"},
                                 {"objects", QJsonObject{{"top.mov", 10},
-                                                        {"day 1/clip.final.mxf", 100'000},
+                                                        {"day 1/take 2/clip.final.mxf", 100'000},
                                                         {"day 2/other.mxf", 10}}}});
     m_server.command("bucket", {{"bucket", "x-api"}, {"objects", QJsonObject{{"flows", kFlows}}}});
     const QString token = R"({"access_token": "TOKEN", "token_type": "Bearer"})";
@@ -78,6 +80,7 @@ void TourTest::openWindow()
 {
     m_probe.reset();
     m_probe = std::make_unique<MainWindowProbe>();
+    m_probe->window.resize(1400, 600); // every column shows
     m_probe->window.show();
     QVERIFY(QTest::qWaitForWindowExposed(&m_probe->window));
 }
@@ -151,6 +154,7 @@ void TourTest::tour()
         const Ui_MainWindow &ui = m_probe->ui;
         connectTo(sources[0]);
         QTRY_VERIFY(click(ui.treeView, {"rushes", "day 1"}));
+        QTRY_VERIFY(click(ui.treeView, {"rushes", "day 1", "take 2"}));
         QTRY_VERIFY(click(ui.fileView, {"clip.final.mxf"}));
         picture("s3");
         press(ui.button_MakeStream);

@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <condition_variable>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -46,7 +47,9 @@ struct Client
 
 struct Repository
 {
-    std::timed_mutex mutex; // held while a token is fetched
+    std::mutex mutex;
+    std::condition_variable released;
+    bool isHeld = false; // one thread has what follows to itself
     std::string token;
     Clock::time_point renewal;
     ClientAuthentication authentication = ClientAuthentication::Basic;
@@ -64,14 +67,36 @@ std::shared_ptr<Repository> repository(const std::string &host)
     return found;
 }
 
-// Not locked when the thread is stopped while another one fetches a token.
-std::unique_lock<std::timed_mutex> lockUnlessStopped(Repository &target)
+// Has the repository to itself as long as it lives; not when the thread is stopped first. Not a
+// timed mutex, which the thread sanitizer does not see.
+class RepositoryHold
 {
-    std::unique_lock lock(target.mutex, std::defer_lock);
-    while (!isStopped() && !lock.try_lock_for(milliseconds(kStopPollMilliseconds))) {
+public:
+    explicit RepositoryHold(Repository &target) : m_target(target)
+    {
+        std::unique_lock lock(target.mutex);
+        while (target.isHeld && !isStopped())
+            target.released.wait_for(lock, milliseconds(kStopPollMilliseconds));
+        m_holds = !target.isHeld;
+        target.isHeld = true;
     }
-    return lock;
-}
+    ~RepositoryHold()
+    {
+        if (!m_holds)
+            return;
+        const std::lock_guard lock(m_target.mutex);
+        m_target.isHeld = false;
+        m_target.released.notify_one();
+    }
+    RepositoryHold(const RepositoryHold &) = delete;
+    RepositoryHold &operator=(const RepositoryHold &) = delete;
+
+    explicit operator bool() const { return m_holds; }
+
+private:
+    Repository &m_target;
+    bool m_holds;
+};
 
 QByteArray readEntryFile(const std::string &host)
 {
@@ -216,8 +241,8 @@ bool bearerToken(const std::string &host, std::string *token)
 {
     token->clear();
     const auto target = repository(host);
-    const auto lock = lockUnlessStopped(*target);
-    if (!lock)
+    const RepositoryHold hold(*target);
+    if (!hold)
         return fail(Error::Cancelled);
     if (target->token.empty() || Clock::now() >= target->renewal) {
         target->token.clear();
@@ -234,8 +259,8 @@ bool bearerToken(const std::string &host, std::string *token)
 void refuseBearerToken(const std::string &host, const std::string &token)
 {
     const auto target = repository(host);
-    const auto lock = lockUnlessStopped(*target);
-    if (lock && target->token == token)
+    const RepositoryHold hold(*target);
+    if (hold && target->token == token)
         target->token.clear();
 }
 
