@@ -8,8 +8,11 @@
 #include "qtmessages.h"
 
 #include <QApplication>
+#include <QTextStream>
+#include <QThreadPool>
 
 #include <cstdio>
+#include <cstdlib>
 
 namespace {
 
@@ -22,6 +25,14 @@ void setHighDpiAttributes()
     QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps, true);
     QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling, true);
     qInstallMessageHandler(handler);
+}
+
+QStringList givenArguments(int argc, char **argv)
+{
+    QStringList arguments;
+    for (int i = 1; i < argc; ++i)
+        arguments.append(QString::fromUtf8(argv[i]));
+    return arguments;
 }
 
 } // namespace
@@ -37,17 +48,22 @@ int main(int argc, char **argv)
         chooseOffscreenPlatform();
 
     QApplication application(argc, argv);
-    MainWindow window(nullptr);
-    hq::makeProcessDpiAware();
-    setHighDpiAttributes();
-
-    if (argc <= 1) {
-        window.show();
-        return QApplication::exec();
+    int status = 0;
+    {
+        MainWindow window(nullptr);
+        hq::makeProcessDpiAware();
+        setHighDpiAttributes();
+        if (argc <= 1) {
+            window.show();
+            status = QApplication::exec();
+        } else {
+            QTextStream out(stdout);
+            status = runCommandLine(givenArguments(argc, argv), out);
+        }
     }
-    QStringList arguments;
-    for (int i = 1; i < argc; ++i)
-        arguments.append(QString::fromUtf8(argv[i]));
-    QTextStream out(stdout);
-    return runCommandLine(arguments, out);
+    // Work that hangs in the operating system, on a network folder that is gone for instance, must
+    // not keep the process; the application's end would wait for it.
+    if (!QThreadPool::globalInstance()->waitForDone(500))
+        std::_Exit(status);
+    return status;
 }

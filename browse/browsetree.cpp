@@ -44,21 +44,41 @@ void BrowseTree::startTams(const QString &text, const QString &site)
 void BrowseTree::discardTree()
 {
     while (m_model->rowCount() > 0) {
-        for (QStandardItem *item : m_model->takeRow(0))
-            m_discarded.emplace_back(item);
+        for (QStandardItem *item : m_model->takeRow(0)) {
+            if (item) // a Root fills its first column only
+                m_discarded.emplace_back(item);
+        }
     }
     m_deletion.start(0);
 }
 
 void BrowseTree::deleteSome()
 {
-    QStandardItem *root = m_discarded.empty() ? nullptr : m_discarded.back().get();
-    if (!root)
+    if (m_discarded.empty()) {
         m_deletion.stop();
-    else if (const int rows = root->rowCount(); rows > 0)
-        root->removeRows(std::max(0, rows - rowsDeletedAtOnce), std::min(rows, rowsDeletedAtOnce));
+        return;
+    }
+    // Rows go with all that is below them, so those deepest down go first.
+    QStandardItem *item = m_discarded.back().get();
+    for (QStandardItem *deeper = item; deeper; deeper = parentAmongLastRows(deeper))
+        item = deeper;
+    if (const int rows = item->rowCount(); rows > 0)
+        item->removeRows(std::max(0, rows - rowsDeletedAtOnce), std::min(rows, rowsDeletedAtOnce));
     else
         m_discarded.pop_back();
+}
+
+// Of the rows that would be deleted next, the last one that has rows of its own; null when none
+// has.
+QStandardItem *BrowseTree::parentAmongLastRows(const QStandardItem *item)
+{
+    const int end = std::max(0, item->rowCount() - rowsDeletedAtOnce);
+    for (int row = item->rowCount() - 1; row >= end; --row) {
+        QStandardItem *child = item->child(row);
+        if (child && child->hasChildren())
+            return child;
+    }
+    return nullptr;
 }
 
 void BrowseTree::setRoot(QStandardItem *root)

@@ -34,6 +34,7 @@ public:
 private:
     void discardTree();
     void deleteSome();
+    static QStandardItem *parentAmongLastRows(const QStandardItem *item);
     void setRoot(QStandardItem *root);
     QStandardItem *findParent(const QString &path) const;
 

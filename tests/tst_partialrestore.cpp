@@ -186,6 +186,7 @@ void PartialRestoreTest::outcome()
     PartialRestoreDialog *dialog = openDialog(probe);
     fillDialog(dialog, {"1", "2", "n"}, "Accept");
     QTRY_VERIFY(!dialog->isCopying());
+    QTest::qWait(1); // what was emitted before the end has arrived
     QTRY_COMPARE(status(probe), reported);
     emit probe.window.updateStatus("Adding: x");
     QTRY_COMPARE(status(probe), QString("Count: 1 | Adding: x"));

@@ -50,7 +50,7 @@ void QClipForgeProcess::run()
         QStringLiteral("%1/clipforge.exe").arg(QCoreApplication::applicationDirPath());
     if (!QFile::exists(program))
         return;
-    const std::unique_ptr<QProcess> tool(new (std::nothrow) QProcess);
+    std::unique_ptr<QProcess> tool(new (std::nothrow) QProcess);
     if (!tool) {
         emit exportProcessFailed();
         return;
@@ -70,5 +70,6 @@ void QClipForgeProcess::run()
         }
         hq::sleepMilliseconds(pollSleep);
     }
+    tool.reset();
     emit exportProcessComplete();
 }

@@ -94,6 +94,7 @@ private:
 
     // Actions
     bool canAct() const;
+    bool isFlowSelected() const;
     QString flowAddress() const;
     void writeSelected(bool encrypt);
     void deletePartialRestores();
@@ -118,7 +119,8 @@ private:
     QString tamsEndpoint;
     // Buckets whose entry file an edited record came from; the others have their own.
     QHash<const URL *, QString> m_entryBuckets;
-    QString m_repository; // of the selected flow, as the "URL:" box shows it; empty for a file
+    enum class Selection { None, File, Flow } m_selection = Selection::None; // of the last click
+    QString m_flowAddressStart; // of the selected flow: repository and endpoint
     BackgroundWork m_work;
     std::unique_ptr<BrowseTree> m_tree;
     std::unique_ptr<Listings> m_listings;

@@ -29,23 +29,32 @@ public:
 
 bool MainWindow::canAct() const
 {
-    const bool selected = !selectedName.isEmpty() || !selectedPath.isEmpty();
+    const bool selected =
+        m_selection == Selection::Flow || !selectedName.isEmpty() || !selectedPath.isEmpty();
     return selected && !ui->combo_TargetDir->currentText().isEmpty();
+}
+
+// What was clicked counts and not what is browsed by now: an S3 address with its secret must not
+// become a file name.
+bool MainWindow::isFlowSelected() const
+{
+    return m_selection == Selection::None ? tamsBrowsing : m_selection == Selection::Flow;
 }
 
 QString MainWindow::flowAddress() const
 {
     // The box may show a source of another kind by now.
     const QString shown = ui->combo_URL->currentText();
-    const QString repository = shown.contains(QLatin1String("tamss://")) ? shown : m_repository;
-    return repository + tamsEndpoint + QStringLiteral("flows/") + selectedName;
+    const bool isRepository = shown.contains(QLatin1String("tamss://"));
+    const QString start = isRepository ? shown + tamsEndpoint : m_flowAddressStart;
+    return start + QStringLiteral("flows/") + selectedName;
 }
 
 void MainWindow::writeSelected(bool encrypt)
 {
     if (!canAct())
         return;
-    const bool isFlow = !m_repository.isEmpty();
+    const bool isFlow = isFlowSelected();
     const QString name = isFlow ? selectedPath : selectedName.section(QLatin1Char('.'), 0, 0);
     const QString directory = ui->combo_TargetDir->currentText();
     writeStreamFile(streamFilePath(directory, fileNameOnDisk(name)),
@@ -64,7 +73,7 @@ void MainWindow::on_button_EncryptStream_clicked()
 
 void MainWindow::on_button_LocalizeFile_clicked()
 {
-    if (!canAct() || !m_repository.isEmpty())
+    if (!canAct() || isFlowSelected())
         return;
     QString destination = ui->combo_TargetDir->currentText();
     if (!destination.endsWith(QLatin1Char('\\')))

@@ -86,21 +86,24 @@ void MainWindow::on_fileView_clicked(QModelIndex index)
             return;
         selectedName = localFileModel->fileName(name);
         selectedPath = localFileModel->filePath(name);
-        m_repository.clear();
+        m_selection = Selection::File;
         return;
     }
     const QStandardItem *item = itemOf(fileProxy, name);
     if (!item)
         return;
     if (tamsBrowsing) {
+        if (!item->parent())
+            return;
         const TamsNodeData flow = tamsNodeData(item);
         selectedName = flow.id;
         selectedPath = flow.label;
-        m_repository = item->parent() ? item->parent()->text() : ui->combo_URL->currentText();
+        m_selection = Selection::Flow;
+        m_flowAddressStart = item->parent()->text() + tamsEndpoint;
     } else {
         selectedName = item->text();
         selectedPath = nodeData(item).path;
-        m_repository.clear();
+        m_selection = Selection::File;
     }
 }
 

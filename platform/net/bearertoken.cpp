@@ -20,6 +20,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <tuple>
 
 namespace hq {
 
@@ -33,7 +34,7 @@ constexpr int kMostEntryFileBytes = 1024 * 1024;
 constexpr seconds kRenewBefore{30};
 constexpr double kDefaultLifetimeSeconds = 3600;
 constexpr double kMostLifetimeSeconds = 30 * 24 * 3600.0;
-constexpr std::size_t kMostErrorText = 200;
+constexpr int kMostErrorText = 200;
 
 enum class ClientAuthentication { Basic, Body };
 
@@ -43,13 +44,20 @@ struct Client
     std::string id;
     std::string secret;
     std::string scope;
+
+    bool operator==(const Client &other) const
+    {
+        return std::tie(server, id, secret, scope) ==
+               std::tie(other.server, other.id, other.secret, other.scope);
+    }
 };
 
 struct Repository
 {
     std::mutex mutex;
     std::condition_variable released;
-    bool isHeld = false; // one thread has what follows to itself
+    bool isHeld = false;          // one thread has what follows to itself
+    std::optional<Client> client; // whom the token was given to
     std::string token;
     Clock::time_point renewal;
     ClientAuthentication authentication = ClientAuthentication::Basic;
@@ -187,6 +195,17 @@ bool refusesBasic(const HttpAnswer &answer)
            QJsonDocument::fromJson(body).object()["error"].toString() == "invalid_client";
 }
 
+// An authority may repeat what it was sent.
+std::string withoutSecret(const std::string &text, const Client &client)
+{
+    QString result = QString::fromStdString(text);
+    for (const std::string &secret : {client.secret, percentEncoded(client.secret, false)}) {
+        if (!secret.empty())
+            result.replace(QString::fromStdString(secret), "***");
+    }
+    return result.toStdString();
+}
+
 bool isHeaderText(const std::string &text)
 {
     return !text.empty() &&
@@ -223,7 +242,7 @@ bool fetchToken(const std::string &host, const Client &client, Repository &targe
         const std::uint32_t error = lastError();
         if (!isStopped())
             ErrOut("ERROR: No token for <%s>, error %u, HTTP status %ld, %s", host.c_str(), error,
-                   answer.status, jsonErrorText(answer).c_str());
+                   answer.status, withoutSecret(jsonErrorText(answer), client).c_str());
         setLastSystemError(error);
         return false;
     }
@@ -244,12 +263,18 @@ bool bearerToken(const std::string &host, std::string *token)
     const RepositoryHold hold(*target);
     if (!hold)
         return fail(Error::Cancelled);
+    // The window can change or remove a repository at any time.
+    std::optional<Client> client = configuredClient(host);
+    if (!(client == target->client)) {
+        target->token.clear();
+        target->authentication = ClientAuthentication::Basic;
+        target->client = std::move(client);
+    }
+    if (!target->client)
+        return true;
     if (target->token.empty() || Clock::now() >= target->renewal) {
         target->token.clear();
-        const std::optional<Client> client = configuredClient(host);
-        if (!client)
-            return true;
-        if (!fetchToken(host, *client, *target))
+        if (!fetchToken(host, *target->client, *target))
             return false;
     }
     *token = target->token;
@@ -276,7 +301,7 @@ std::string jsonErrorText(const HttpAnswer &answer)
     }
     if (parts.isEmpty())
         parts << object["error"].toString().simplified();
-    return parts.join(": ").toUtf8().left(static_cast<int>(kMostErrorText)).toStdString();
+    return parts.join(": ").left(kMostErrorText).toStdString();
 }
 
 } // namespace hq

@@ -21,7 +21,7 @@ bool bearerToken(const std::string &host, std::string *token);
 void refuseBearerToken(const std::string &host, const std::string &token);
 
 // What a refusal says about itself in JSON: "type: summary", or "error"; one line, at most 200
-// bytes, empty when it says nothing.
+// characters, empty when it says nothing.
 std::string jsonErrorText(const HttpAnswer &answer);
 
 } // namespace hq
