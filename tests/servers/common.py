@@ -80,8 +80,8 @@ class Connection:
         while len(self.rest) < length:
             if not self.receive():
                 return None
-        self.rest = self.rest[length:]
-        return Request(*request.split(" ")[:2], headers)
+        body, self.rest = self.rest[:length], self.rest[length:]
+        return Request(*request.split(" ")[:2], headers, body)
 
     def send_head(self, status, headers, body=b""):
         lines = "".join(f"{name}: {value}\r\n" for name, value in headers.items())
@@ -94,8 +94,8 @@ class Connection:
 class Request:
     """`target` is what stood in the request line, `path` is its decoded path."""
 
-    def __init__(self, method, target, headers):
-        self.method, self.target, self.headers = method, target, headers
+    def __init__(self, method, target, headers, body):
+        self.method, self.target, self.headers, self.body = method, target, headers, body
         path, _, query = target.partition("?")
         self.path = urllib.parse.unquote(path)
         self.query = dict(urllib.parse.parse_qsl(query, keep_blank_values=True))
