@@ -121,7 +121,8 @@ std::vector<ListedFlow> foldTamsFlows(const QByteArray &json)
 {
     std::vector<ListedFlow> flows;
     QHash<QString, std::size_t> places;
-    for (const QJsonValue &element : QJsonDocument::fromJson(json).array()) {
+    const QJsonArray elements = QJsonDocument::fromJson(json).array();
+    for (const QJsonValue &element : elements) {
         const QJsonObject object = element.toObject();
         const auto text = [&object](const char *key) {
             return object.value(QLatin1String(key)).toString();

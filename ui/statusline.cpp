@@ -6,7 +6,7 @@
 
 namespace {
 constexpr int linesAtOnce = 50;
-constexpr int paceMilliseconds = 25;
+constexpr int paceMilliseconds = 50;
 } // namespace
 
 StatusLine::StatusLine(QTextEdit *box) : m_box(box)
