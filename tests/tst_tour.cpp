@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // Everything that a person does with the window, in one go, against servers that stand for the
-// provider's hosts. With PELLORY_TOUR_PICTURES=FOLDER it leaves pictures of its stations there.
+// provider's hosts.
 #include "windowprobe.h"
 
 #include "adddialog.h"
@@ -39,7 +39,6 @@ private slots:
 
 private:
     void openWindow();
-    void picture(const QString &name);
     void connectTo(const QString &source);
     // Clicks the row that is reached by the texts, with the mouse; false while there is none.
     bool click(QTreeView *view, const QStringList &texts);
@@ -83,13 +82,6 @@ void TourTest::openWindow()
     m_probe->window.resize(1400, 600); // every column shows
     m_probe->window.show();
     QVERIFY(QTest::qWaitForWindowExposed(&m_probe->window));
-}
-
-void TourTest::picture(const QString &name)
-{
-    const QString folder = qEnvironmentVariable("PELLORY_TOUR_PICTURES");
-    if (!folder.isEmpty())
-        QVERIFY(m_probe->window.grab().save(QDir(folder).filePath(name + ".png")));
 }
 
 void TourTest::connectTo(const QString &source)
@@ -156,7 +148,6 @@ void TourTest::tour()
         QTRY_VERIFY(click(ui.treeView, {"rushes", "day 1"}));
         QTRY_VERIFY(click(ui.treeView, {"rushes", "day 1", "take 2"}));
         QTRY_VERIFY(click(ui.fileView, {"clip.final.mxf"}));
-        picture("s3");
         press(ui.button_MakeStream);
         QCOMPARE(taken("clip.stream"), kObject);
         press(ui.button_EncryptStream);
@@ -170,7 +161,6 @@ void TourTest::tour()
         connectTo(sources[1]);
         QTRY_VERIFY(click(ui.treeView, {sources[1]}));
         QTRY_VERIFY(click(ui.fileView, {"News 8.30 / late"}));
-        picture("tams");
         press(ui.button_MakeStream);
         QCOMPARE(taken("News 8.30 _ late.stream"), kFlow);
         press(ui.button_EncryptStream);
