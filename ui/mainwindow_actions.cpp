@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // The actions on the selected file or flow.
+#include "addressforms.h"
 #include "copyprogressdialog.h"
 #include "filename.h"
 #include "mainwindow.h"
@@ -38,7 +39,9 @@ bool MainWindow::canAct() const
 // become a file name.
 bool MainWindow::isFlowSelected() const
 {
-    return m_selection == Selection::None ? tamsBrowsing : m_selection == Selection::Flow;
+    if (m_selection == Selection::None)
+        return tamsBrowsing && !holdsCredentials(selectedPath);
+    return m_selection == Selection::Flow;
 }
 
 QString MainWindow::flowAddress() const
