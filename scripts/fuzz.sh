@@ -9,6 +9,6 @@ cmake --build --preset fuzz --target fuzz_s3address fuzz_listing fuzz_decoder >&
 for target in s3address listing decoder; do
     corpus=build/fuzz/corpus/$target
     mkdir -p "$corpus"
-    build/fuzz/fuzz_$target -max_total_time="$seconds" -max_len=4096 -print_final_stats=1 \
+    build/fuzz/fuzz_$target -max_total_time="$seconds" -max_len=4096 -print_final_stats=1 -artifact_prefix=build/fuzz/ \
         "$corpus" tests/fuzz/seeds/$target
 done
