@@ -9,6 +9,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 # "warnings generated" counts what stands in other people's headers.
 rooms=(app browse core platform store ui)
-git ls-files -z -- "${rooms[@]/%//*.cpp}" |
+# What only Windows compiles has no entry in the release preset's compilation database.
+git ls-files -z -- "${rooms[@]/%//*.cpp}" ':!*_windows.cpp' |
     xargs -0 -n 4 -P "$(nproc)" clang-tidy-14 --quiet --warnings-as-errors='*' -p build/release \
         2> >(grep -v ' warnings\? generated\.$' >&2)

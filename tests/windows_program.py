@@ -14,6 +14,7 @@ import sys
 import tempfile
 
 PROGRAM = sys.argv[1]
+SECRET = "ab/c+d@e:f"
 SERVER = pathlib.Path(__file__).with_name("servers") / "swift_server.py"
 NO_SOURCE, NO_TARGET = "Could not open source url\r\n", "Could not open target\r\n"
 
@@ -61,7 +62,7 @@ def local(folder):
 
 
 def network(folder):
-    server = subprocess.Popen([sys.executable, SERVER], stdin=subprocess.PIPE,
+    server = subprocess.Popen([sys.executable, SERVER, "--secret", SECRET], stdin=subprocess.PIPE,
                               stdout=subprocess.PIPE, text=True)
 
     def command(**members):
@@ -74,7 +75,7 @@ def network(folder):
         ready = json.loads(server.stdout.readline())
         command(op="bucket", bucket="rushes")
         command(op="put", bucket="rushes", objects={"day 1/clip ü.mxf": 100000})
-        start = f"s3://{ready['accessKey']}:{ready['secret']}@127.0.0.1:{ready['port']}/rushes"
+        start = f"s3://TESTER:{SECRET}@127.0.0.1:{ready['port']}/rushes"
         target, out = "C:\\pellory\\s3", folder / "s3.stream"
         address = start + "/day 1/clip ü.mxf"
         check(["-u", address, "-t", target], 1, "", [(out, address)])
@@ -82,10 +83,10 @@ def network(folder):
         check(["-u", start, "-f", "day 1/clip ü.mxf", "-t", target], 1, "",
               [(out, start + "\\day 1/clip ü.mxf")])
         check(["-u", start + "/none", "-t", target], 255, NO_SOURCE)
-        check(["-u", address.replace(ready["secret"], "wrong"), "-t", target], 255, NO_SOURCE)
+        check(["-u", address.replace(SECRET, "wrong"), "-t", target], 255, NO_SOURCE)
         assert not out.exists()
         logs = list(pathlib.Path(os.environ["WINEPREFIX"]).rglob("Pellory.log"))
-        assert logs and all(ready["secret"].encode() not in log.read_bytes() for log in logs)
+        assert logs and all(SECRET.encode() not in log.read_bytes() for log in logs)
     finally:
         server.stdin.close()
         server.wait()

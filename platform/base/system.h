@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace hq::system {
@@ -34,6 +35,8 @@ public:
 
     bool isOpen() const { return m_handle != kClosed; }
     std::intptr_t handle() const { return m_handle; }
+    // The handle, now the caller's.
+    std::intptr_t release() { return std::exchange(m_handle, kClosed); }
     // Fewer than `count` bytes only at the end.
     bool readAt(std::int64_t offset, void *buffer, std::size_t count, std::size_t *read) const;
     bool writeAt(std::int64_t offset, const char *data, std::size_t size) const;

@@ -86,14 +86,14 @@ void discard(const std::string &name)
     const std::uint32_t error = lastError();
     // Freeing gigabytes takes time. The content lives on in an open file, which somebody else
     // closes; where open files cannot be removed, it is closed first.
-    auto *content = new system::NativeFile(system::NativeFile::openForReading(name));
+    system::NativeFile content = system::NativeFile::openForReading(name);
     const bool isRemoved = system::removeFile(name);
-    if (isRemoved && content->isOpen()) {
-        QThreadPool::globalInstance()->start([content] { delete content; });
-    } else {
-        delete content;
-        if (!isRemoved)
-            system::removeFile(name);
+    if (isRemoved && content.isOpen()) {
+        QThreadPool::globalInstance()->start(
+            [handle = content.release()] { const system::NativeFile closedHere(handle); });
+    } else if (!isRemoved) {
+        content = {};
+        system::removeFile(name);
     }
     setLastSystemError(error);
 }

@@ -145,7 +145,7 @@ std::optional<Client> configuredClient(const std::string &host)
 
     const QJsonObject entry = QJsonDocument::fromJson(text).object();
     QStringList scopes;
-    for (const QJsonValue &scope : entry["scope"].toArray())
+    for (const auto scope : entry["scope"].toArray())
         scopes << scope.toString();
     return Client{server.toStdString(), entry["client_id"].toString().toStdString(),
                   entry["client_secret"].toString().toStdString(), scopes.join(' ').toStdString()};

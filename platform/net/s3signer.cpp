@@ -54,7 +54,7 @@ std::string canonicalQuery(const NameValues &query)
     std::sort(encoded.begin(), encoded.end());
     std::string result;
     for (const auto &[name, value] : encoded)
-        result += (result.empty() ? "" : "&") + name + "=" + value;
+        result.append(result.empty() ? "" : "&").append(name).append("=").append(value);
     return result;
 }
 
@@ -72,8 +72,8 @@ std::string authorization(const SigningInput &input)
     std::string headerLines;
     std::string signedHeaders;
     for (const auto &[name, value] : headers) {
-        headerLines += name + ":" + value + "\n";
-        signedHeaders += (signedHeaders.empty() ? "" : ";") + name;
+        headerLines.append(name).append(":").append(value).append("\n");
+        signedHeaders.append(signedHeaders.empty() ? "" : ";").append(name);
     }
     const std::string canonicalRequest = input.method + "\n" + input.path + "\n" + input.query +
                                          "\n" + headerLines + "\n" + signedHeaders + "\n" +
