@@ -175,13 +175,12 @@ void ErrOut(const char *format, ...)
         return;
     va_list arguments;
     va_start(arguments, format);
-    const std::uint32_t error = hq::lastError();
+    const hq::LastErrorKeeper keeper;
     guarded(0, [format, &arguments] {
         if (const auto text = formatted(format, arguments))
             hq::writeErrorLog(*text);
         return 0;
     });
-    hq::setLastSystemError(error);
     va_end(arguments);
 }
 

@@ -118,13 +118,12 @@ void setErrorLogName(std::string_view name)
 
 void writeErrorLog(const std::string &text)
 {
-    const std::uint32_t error = lastError();
+    const LastErrorKeeper keeper;
     try {
         append(text);
     } catch (const std::exception &) {
         // Out of memory: the line is lost, the caller is not.
     }
-    setLastSystemError(error);
 }
 
 } // namespace hq

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 namespace hq {
 
@@ -31,10 +32,36 @@ enum class Error : std::uint32_t {
     SecureFailure = 12175,
 };
 
-// Sets this thread's code.
+// Sets this thread's code and forgets the details of the failure before.
 void setLastError(Error error);
 void setLastSystemError(std::uint32_t code);
 std::uint32_t lastError();
+
+// What a network call knows of its failure beside the code.
+struct FailureDetails
+{
+    long httpStatus = 0;    // of the answer that ended it; 0 when there was none
+    std::string serverWord; // what the server says about it, as it came
+    std::string advice;     // what follows for the person; empty when nothing does
+};
+
+// Of this thread's last failure. Set behind its code.
+void setFailureDetails(FailureDetails details);
+const FailureDetails &failureDetails();
+
+// Brings this thread's code and details back on destruction.
+class LastErrorKeeper
+{
+public:
+    LastErrorKeeper();
+    ~LastErrorKeeper();
+    LastErrorKeeper(const LastErrorKeeper &) = delete;
+    LastErrorKeeper &operator=(const LastErrorKeeper &) = delete;
+
+private:
+    std::uint32_t m_code;
+    FailureDetails m_details;
+};
 
 // Sets this thread's code and returns false, so that a failing path is one statement.
 bool fail(Error error);
