@@ -132,25 +132,22 @@ std::string withoutPort(const std::string &host)
 
 std::string regionOfHost(const std::string &host)
 {
-    // The region is the label behind "s3", which a dash or a dot joins, at times with "dualstack"
-    // between them.
+    // "s3.REGION", "s3-REGION" or "s3.dualstack.REGION", at times behind a bucket, and the domain.
     const std::string name = lowerCase(withoutPort(withoutScheme(host)));
-    std::size_t start =
-        name.compare(0, 3, "s3.") == 0 || name.compare(0, 3, "s3-") == 0 ? 3 : std::string::npos;
-    if (start == std::string::npos) {
-        const auto inner = std::min(name.find(".s3."), name.find(".s3-"));
-        if (inner == std::string::npos)
-            return {};
-        start = inner + 4;
-    }
-    if (name.compare(start, 10, "dualstack.") == 0)
-        start += 10;
-    const auto end = name.find('.', start);
-    if (end == std::string::npos || name.find('.', end + 1) == std::string::npos)
+    if (!endsWith(name, providerDomain()))
         return {};
-    const std::string label = name.substr(start, end - start);
-    const bool namesRegion = isLabel(label) && label.find('-') == 2;
-    return namesRegion ? label : std::string();
+    std::string_view front =
+        std::string_view(name).substr(0, name.size() - providerDomain().size());
+    const auto dot = front.rfind('.');
+    std::string_view label = front.substr(dot + 1);
+    front = front.substr(0, dot == std::string_view::npos ? 0 : dot);
+    if (endsWith(front, ".dualstack"))
+        front.remove_suffix(10);
+    if (startsWithNoCase(label, "s3-"))
+        label.remove_prefix(3);
+    else if (front != "s3" && !endsWith(front, ".s3"))
+        return {};
+    return isLabel(label) && label.find('-') == 2 ? std::string(label) : std::string();
 }
 
 S3Endpoint s3Endpoint(const std::string &site, const std::string &bucket, const std::string &region)
