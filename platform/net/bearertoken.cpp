@@ -3,6 +3,7 @@
 #include "net/bearertoken.h"
 
 #include "base/configuration.h"
+#include "entryfile.h"
 #include "hqutil.h"
 #include "net/resource.h"
 #include "net/s3signer.h"
@@ -30,7 +31,6 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-constexpr int kMostEntryFileBytes = 1024 * 1024;
 constexpr seconds kRenewBefore{30};
 constexpr double kDefaultLifetimeSeconds = 3600;
 constexpr double kMostLifetimeSeconds = 30 * 24 * 3600.0;
@@ -106,30 +106,18 @@ private:
     bool m_holds;
 };
 
-QByteArray readEntryFile(const std::string &host)
+QByteArray entryOf(const std::string &host)
 {
     char directory[HQ_CONFIG_DIR_SIZE] = {};
     if (host.find_first_of("/\\") != std::string::npos || !hqOSGetConfigDir(directory, 0))
         return {};
-    const std::string path = directory + host + ".json";
-    if (!hqOSFileExists(path.c_str()))
-        return {};
-    const HQHANDLE file = hqOSCreateFile(path.c_str(), HQ_ACCESS_READ, HQ_SHARE_READ, nullptr,
-                                         HQ_OPEN_EXISTING, 0, nullptr);
-    if (file == HQ_INVALID_HANDLE)
-        return {};
-    QByteArray text(kMostEntryFileBytes, Qt::Uninitialized);
-    std::uint32_t size = 0;
-    hqOSReadFile(file, text.data(), kMostEntryFileBytes, &size, nullptr);
-    hqOSCloseFile(file);
-    text.truncate(static_cast<int>(size));
-    return text;
+    return readEntryFile(QByteArray(directory) + host.c_str() + ".json").value_or(QByteArray());
 }
 
 // None when the host is not a configured repository.
 std::optional<Client> configuredClient(const std::string &host)
 {
-    const QByteArray text = readEntryFile(host);
+    const QByteArray text = entryOf(host);
     if (text.isEmpty())
         return std::nullopt;
     QString section = QString::fromStdString(host);

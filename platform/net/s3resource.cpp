@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "net/s3resource.h"
 
+#include "entryfile.h"
 #include "hqutil.h"
 #include "net/s3documents.h"
 #include "net/text.h"
@@ -95,18 +96,11 @@ std::string regionOfEntryFile(const std::string &bucket)
     char directory[HQ_CONFIG_DIR_SIZE] = {};
     if (bucket.empty() || !hqOSGetConfigDir(directory, 0))
         return {};
-    const std::string path = directory + bucket + ".csv";
-    const HQHANDLE file = hqOSCreateFile(path.c_str(), HQ_ACCESS_READ, HQ_SHARE_READ, nullptr,
-                                         HQ_OPEN_EXISTING, 0, nullptr);
-    if (file == HQ_INVALID_HANDLE)
+    const auto text = readEntryFile(QByteArray(directory) + bucket.c_str() + ".csv");
+    if (!text)
         return {};
-    char text[8192];
-    std::uint32_t size = 0;
-    hqOSReadFile(file, text, sizeof text, &size, nullptr);
-    hqOSCloseFile(file);
-
     static constexpr std::string_view kName = "AWSRegion=";
-    std::string_view rest(text, size);
+    std::string_view rest(text->constData(), static_cast<std::size_t>(text->size()));
     const auto line = rest.find(kName);
     if (line == std::string_view::npos)
         return {};
