@@ -49,8 +49,6 @@ private slots:
     void init();
     void reads_data();
     void reads();
-    void walks_data();
-    void walks();
     void copies_data();
     void copies();
     void waitsAsTold();
@@ -141,33 +139,6 @@ void FaultsTest::reads()
         hqOSCloseFile(file);
     content.truncate(static_cast<int>(read));
     QVERIFY(content == (good ? TestServer::content(0, kObjectSize) : QByteArray()));
-}
-
-void FaultsTest::walks_data()
-{
-    QTest::addColumn<QJsonArray>("faults");
-    QTest::addColumn<bool>("complete");
-    QTest::newRow("busy page") << json("[{'skip':1,'status':503,'times':3}]") << true;
-    QTest::newRow("error in a 200")
-        << json("[{'skip':1,'status':200,'code':'InternalError'}]") << true;
-    QTest::newRow("broken document") << json("[{'broken':true},{'skip':1,'broken':true}]") << true;
-    QTest::newRow("cut and reset") << json("[{'cut':-1},{'skip':2,'reset':true}]") << true;
-    QTest::newRow("empty page that goes on") << json("[{'skip':1,'emptyPage':true}]") << true;
-    QTest::newRow("token goes round") << json("[{'skip':1,'sameToken':true,'times':0}]") << false;
-    QTest::newRow("access lost") << json("[{'skip':2,'status':403}]") << false;
-    QTest::newRow("always broken") << json("[{'skip':1,'broken':true,'times':0}]") << false;
-}
-
-void FaultsTest::walks()
-{
-    QFETCH(QJsonArray, faults);
-    QFETCH(bool, complete);
-    setFaults(faults);
-    int entries = 0;
-    const int result =
-        hqOSRecurseDirectory(&entries, address("/walk").constData(), countEntry, HQ_WALK_ONE_LEVEL);
-    QCOMPARE(result != 0, complete);
-    QVERIFY2(complete ? entries == kKeys : entries > 0, QByteArray::number(entries));
 }
 
 void FaultsTest::copies_data()

@@ -9,6 +9,7 @@
 #include "net/rangedcopy.h"
 #include "net/s3documents.h"
 #include "net/s3source.h"
+#include "net/s3walk.h"
 #include "net/text.h"
 #include "net/webresource.h"
 

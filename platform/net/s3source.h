@@ -1,10 +1,9 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
 
-// What the library does with S3 addresses: proving them, opening objects, walking prefixes.
+// Finding what S3 addresses name.
 #pragma once
 
-#include "base/network.h"
 #include "net/resource.h"
 #include "net/s3address.h"
 
@@ -28,11 +27,5 @@ S3Object findObject(const S3Address &address, HttpAnswer *answer);
 
 // Proves that the bucket (or the account, when the bucket is empty) answers.
 bool proveBucket(const S3Address &address, HttpAnswer *answer);
-
-// Walks one level of a bucket, prefix or account; `written` is the address as given.
-bool walkS3(const S3Address &address, const std::string &written, const network::Entry &entry);
-
-// Whether the address is an account, a bucket or a prefix that has entries.
-bool isS3Folder(const S3Address &address);
 
 } // namespace hq

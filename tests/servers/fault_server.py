@@ -8,9 +8,16 @@ stdin closes.
 Ready:     {"port"}
 Commands:
   {"op": "bucket", "bucket", "count", "format", "objects", "region", "regionStatus",
-   "regionHeader"}: replaces a bucket. It holds `count` objects of 10 bytes, named by `format`,
-    and `objects`, {key: size of generated content or text}. Requests signed for another region
-    than `region` are answered by 301 or 400, which names it in a header or in the body.
+   "regionHeader", "order", "quirks"}: replaces a bucket. It holds `count` objects of 10 bytes,
+    named by `format`, and `objects`, {key: size of generated content or text}. Requests signed for
+    another region than `region` are answered by 301 or 400, which names it in a header or in the
+    body. Its names are in the order of their bytes in `order`, an encoding. `quirks` of listings:
+      version-1                                       version 2 is not known
+      no-token, no-next-marker                        where a page goes on is not said
+      no-start-after, no-marker, no-encoding-type     the parameter is not heeded
+      plain-next-marker                               that name alone is not encoded
+      repeats                                         a marker that is a folder is reported again
+      counts-keys                                     a page is so many keys, whatever their folders
   {"op": "set", ...}: changes some of the settings that stand in `Settings`.
   {"op": "fault", "method", "contains", "skip", "times", EFFECTS}: for the next `times` requests
     (1; 0: all) with that method and that text in their raw target, after the first `skip` such.
@@ -28,8 +35,9 @@ Effects, any of:
   unsized                       "chunked" or "close" in place of the Content-Length
   wrongEtag, wrongRange         true: another version although If-Match forbids it; other bytes
   change                        true: the object becomes another one, with a new ETag, before this
-  emptyPage, sameToken, broken  true: a page without entries that goes on, one that names itself as
-                                the next one, one whose document ends early"""
+  emptyPage, sameToken, noToken, broken
+                                true: a page without entries that goes on, one that names itself as
+                                the next one, one that names none, one whose document ends early"""
 
 import base64
 import bisect
@@ -53,6 +61,7 @@ CODES = {400: "InvalidRequest", 403: "AccessDenied", 404: "NoSuchKey", 405: "Met
 CONTENT = memoryview(common.PATTERN * 4)
 CONTENT_FILE = os.memfd_create("content")
 os.write(CONTENT_FILE, CONTENT)
+AFTER = b"\xff\xff\xff"  # behind every rank with the same beginning
 
 
 def size_of(body):
@@ -69,18 +78,24 @@ class Settings:
 
 class Bucket:
     def __init__(self, count=0, format="key-{:06}", objects=None, region="us-east-1",
-                 regionStatus=301, regionHeader=True):
+                 regionStatus=301, regionHeader=True, order="utf-8", quirks=()):
         self.region, self.region_status, self.region_header = region, regionStatus, regionHeader
         # Bytes, or the size of generated content.
         self.objects = {key: value.encode() if isinstance(value, str) else value
                         for key, value in (objects or {}).items()}
-        self.keys = sorted({format.format(i) for i in range(count)} | set(self.objects))
+        self.order, self.quirks = order, quirks
+        self.keys = sorted({format.format(i) for i in range(count)} | set(self.objects),
+                           key=self.rank)
+        self.ranks = [self.rank(key) for key in self.keys]
         self.versions = collections.Counter()
         self.pages = {}
 
+    def rank(self, key):
+        return key.encode(self.order)
+
     def body(self, key):
         """None where there is no such object."""
-        at = bisect.bisect_left(self.keys, key)
+        at = bisect.bisect_left(self.ranks, self.rank(key))
         found = at < len(self.keys) and self.keys[at] == key
         return self.objects.get(key, 10) if found else None
 
@@ -88,33 +103,40 @@ class Bucket:
         return f'"{abs(hash(key)):016x}{self.versions[key]:016x}-2"'
 
     def entries(self, prefix, delimiter, start, count):
-        """Up to `count` keys and folders from the key `start`, and the key that comes next."""
-        found = []
-        at = bisect.bisect_left(self.keys, max(prefix, start))
+        """Up to `count` keys and folders from the rank `start`, and the key that comes next."""
+        found, counted, by_key = [], 0, "counts-keys" in self.quirks
+        at = bisect.bisect_left(self.ranks, max(self.rank(prefix), start))
         while at < len(self.keys) and self.keys[at].startswith(prefix):
             key = self.keys[at]
-            if len(found) == count:
+            if counted == count:
                 return found, key
+            counted += 1
             cut = key.find(delimiter, len(prefix)) if delimiter else -1
-            if cut < 0:
-                found.append((key, False))
-                at += 1
-            else:
-                found.append((key[:cut + 1], True))
-                at = bisect.bisect_left(self.keys, key[:cut + 1] + "\U0010ffff", at)
+            entry = (key if cut < 0 else key[:cut + 1], cut >= 0)
+            if found[-1:] != [entry]:
+                found.append(entry)
+            at = at + 1 if cut < 0 or by_key else bisect.bisect_left(
+                self.ranks, self.rank(entry[0]) + AFTER, at)
         return found, None
 
     def page(self, query, settings, effects):
-        start = decode_token(query.get("continuation-token", ""))
         prefix, count = query.get("prefix", ""), int(query.get("max-keys", 1000))
-        found, following = self.entries(prefix, query.get("delimiter", ""), start,
-                                        min(count, settings.pageSize))
+        delimiter = query.get("delimiter", "")
+        newer = query.get("list-type") == "2" and "version-1" not in self.quirks
+        key = decode_token(query.get("continuation-token", "") if newer else "")
+        start = self.rank(key)
+        way = "start-after" if newer else "marker"
+        behind = query.get(way, "") if f"no-{way}" not in self.quirks else ""
+        if behind and not start:
+            passed = not newer and behind.endswith("/") and "repeats" not in self.quirks
+            start = self.rank(behind) + (AFTER if passed else b"\0")
+        found, following = self.entries(prefix, delimiter, start, min(count, settings.pageSize))
         token = encode_token(following) if following is not None else None
         if effects.get("emptyPage"):
-            found, token = [], encode_token(start, str(random.random()))
+            found, token = [], encode_token(key, str(random.random()))
         if effects.get("sameToken"):
-            token = query.get("continuation-token", encode_token(start))
-        encoded = query.get("encoding-type") == "url"
+            token = query.get("continuation-token", encode_token(key))
+        encoded = query.get("encoding-type") == "url" and "no-encoding-type" not in self.quirks
 
         def text(key):
             return urllib.parse.quote_plus(key, safe="/-_.*") if encoded else escape(key)
@@ -124,8 +146,12 @@ class Bucket:
                  f"<Prefix>{text(prefix)}</Prefix><KeyCount>{len(found)}</KeyCount>",
                  "<EncodingType>url</EncodingType>" if encoded else "",
                  f"<IsTruncated>{str(token is not None).lower()}</IsTruncated>"]
-        if token is not None:
+        said = token is not None and not effects.get("noToken")
+        if said and newer and "no-token" not in self.quirks:
             parts.append(f"<NextContinuationToken>{token}</NextContinuationToken>")
+        if said and not newer and "no-next-marker" not in self.quirks:
+            last = escape(found[-1][0]) if "plain-next-marker" in self.quirks else text(found[-1][0])
+            parts.append(f"<NextMarker>{last}</NextMarker>")
         for key, folder in found:
             if folder:
                 parts.append(f"<CommonPrefixes><Prefix>{text(key)}</Prefix></CommonPrefixes>")
