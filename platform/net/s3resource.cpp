@@ -96,6 +96,8 @@ std::string regionOfEntryFile(const std::string &bucket)
     if (bucket.empty() || !hqOSGetConfigDir(directory, 0))
         return {};
     const std::string path = directory + bucket + ".csv";
+    if (!hqOSFileExists(path.c_str()))
+        return {};
     const HQHANDLE file = hqOSCreateFile(path.c_str(), HQ_ACCESS_READ, HQ_SHARE_READ, nullptr,
                                          HQ_OPEN_EXISTING, 0, nullptr);
     if (file == HQ_INVALID_HANDLE)

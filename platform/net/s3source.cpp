@@ -185,11 +185,7 @@ bool walkPrefix(const S3Address &address, const std::string &prefix, const std::
             return false;
         if (!page) {
             const HttpAnswer &answer = pages.answer();
-            ErrOut(
-                "ERROR: Listing of <%s> broke off after %llu entries, error %u, HTTP status %ld, "
-                "S3 error %s",
-                base.c_str(), static_cast<unsigned long long>(*reported), lastError(),
-                answer.status, parseS3Error(answer.body).code.c_str());
+            setFailureDetails({answer.status, parseS3Error(answer.body).code, {}});
             return false;
         }
         for (const S3Listing::Entry &item : page->entries) {
