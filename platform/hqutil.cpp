@@ -169,6 +169,7 @@ void ErrLogSetFileName(const char *name)
 {
     guarded(0, [name] {
         hq::setErrorLogName(name ? name : "");
+        hq::narrowFolders();
         return 0;
     });
 }

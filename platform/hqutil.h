@@ -55,7 +55,8 @@ enum {
 };
 #define HQ_ACCESS_READ 0x80000000u
 
-/* Names the log file: NAME ".log" in the state directory. Call it first. */
+/* Names the log file: NAME ".log" in the state directory. Call it first: it also takes what is
+ * there of log and configuration directory from everybody but their owner. */
 void ErrLogSetFileName(const char *name);
 
 /* Appends one line, with date, time and thread, to the error log. What looks like a credential is

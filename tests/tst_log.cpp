@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
+#include "access.h"
 #include "hqutil.h"
 #include "testmain.h"
 #include "testserver.h"
@@ -13,20 +14,7 @@ class LogTest : public QObject
     Q_OBJECT
 private slots:
     void failures();
-
-private:
-    // The lines since the last call, without date, time and thread.
-    QByteArray taken();
-    // With the test's folder for "%", the server's port for "#", a long name for "~".
-    QByteArray filled(QByteArray text) const
-    {
-        text.replace('%', m_folder.path().toUtf8())
-            .replace('#', QByteArray::number(m_server.port()));
-        return text.replace('$', "s3://AK:").replace('~', QByteArray(300, 'x'));
-    }
-
-    QTemporaryDir m_folder;
-    TestServer m_server{"fault_server.py"};
+    void isNarrowed();
 };
 
 namespace {
@@ -42,27 +30,33 @@ bool call(const QByteArray &kind, const QByteArray &address, const QByteArray &t
                                         HQ_OPEN_EXISTING, 0, nullptr)) != 0;
 }
 
-} // namespace
-
-QByteArray LogTest::taken()
+// The lines since the last call, without date, time and thread.
+QByteArray taken()
 {
     QFile file(qEnvironmentVariable("XDG_STATE_HOME") + "/Corvane/Pellory/log.log");
-    const bool isOpen = file.open(QIODevice::ReadOnly);
     QByteArray lines;
-    while (isOpen && !file.atEnd())
+    for (file.open(QIODevice::ReadOnly); !file.atEnd();)
         lines += file.readLine().mid(24).split(' ').mid(1).join(' ');
     file.remove();
     return lines;
 }
 
-// The call, its address, its target, the server's fault; then the line. "$" is an address's
-// beginning.
+} // namespace
+
+// The call, its address, its target, the server's fault; then the line. "%" is the test's folder,
+// "#" the server's port, "$" an address's beginning, "~" a long name.
 void LogTest::failures()
 {
-    QVERIFY2(m_server.start(), m_server.error());
+    TestServer server("fault_server.py");
+    QVERIFY2(server.start(), server.error());
     const QJsonObject objects{{"large", 40'000'000}};
-    m_server.command("bucket", {{"bucket", "b"}, {"count", 1500}, {"objects", objects}});
-    QVERIFY(QFile(m_folder.filePath("here")).open(QIODevice::WriteOnly));
+    server.command("bucket", {{"bucket", "b"}, {"count", 1500}, {"objects", objects}});
+    const QTemporaryDir folder;
+    QVERIFY(QFile(folder.filePath("here")).open(QIODevice::WriteOnly));
+    const auto filled = [&](QByteArray text) {
+        text.replace('%', folder.path().toUtf8()).replace('#', QByteArray::number(server.port()));
+        return text.replace('$', "s3://AK:").replace('~', QByteArray(300, 'x'));
+    };
     ErrLogSetFileName("log");
     const QByteArray table = R"(
 open|%/none/a|||<%/none/a>, error 3 (path missing)
@@ -82,7 +76,7 @@ copy|%/here|%/~||<%/here> to <%/~>, error 123 (malformed or too long name), the 
     for (const QByteArray &line : filled(table).mid(1).split('\n')) {
         const QByteArrayList row = line.split('|');
         if (!row[3].isEmpty())
-            m_server.command("fault", QJsonDocument::fromJson(row[3]).object());
+            server.command("fault", QJsonDocument::fromJson(row[3]).object());
         QVERIFY2(!call(row[0], row[1], row[2]), line);
         const QByteArray start = row[4].startsWith('<') ? "Unable to " + row[0] + ' ' : "";
         QCOMPARE(taken(), "ERROR: " + start + row[4] + '\n');
@@ -99,6 +93,20 @@ copy|%/here|%/~||<%/here> to <%/~>, error 123 (malformed or too long name), the 
     for (const char *kind : {"open", "list", "copy"})
         QVERIFY2(!call(kind, missing, filled("%/x")), kind);
     QCOMPARE(taken(), QByteArray());
+}
+
+void LogTest::isNarrowed()
+{
+    ErrOut("a line");
+    const QString folder = qEnvironmentVariable("XDG_STATE_HOME") + "/Corvane/Pellory";
+    const QString configuration = qEnvironmentVariable("XDG_CONFIG_HOME") + "/Corvane/Pellory";
+    QVERIFY(QDir().mkpath(configuration));
+    for (const QString &place : {folder, folder + "/log.log", configuration})
+        QVERIFY(QFile::setPermissions(place, QFile::Permissions(0x7755)) &&
+                othersHaveAccess(place));
+    ErrLogSetFileName("log");
+    for (const QString &place : {folder, folder + "/log.log", configuration})
+        QVERIFY2(!othersHaveAccess(place), qPrintable(place));
 }
 
 PELLORY_TEST_MAIN(LogTest, QCoreApplication)

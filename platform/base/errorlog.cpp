@@ -6,11 +6,13 @@
 #include "base/printable.h"
 #include "base/redaction.h"
 #include "base/system.h"
+#include "credentials.h"
 #include "qtmessages.h"
 
 #include <QDateTime>
 #include <algorithm>
 #include <mutex>
+#include <vector>
 
 namespace hq {
 
@@ -55,6 +57,12 @@ std::string formatLine(std::string text)
         line.resize(end);
     }
     return line + '\n';
+}
+
+std::string logName()
+{
+    const std::lock_guard<std::mutex> lock(errorLog().mutex);
+    return errorLog().name;
 }
 
 void append(const std::string &text)
@@ -136,6 +144,26 @@ void writeHarmlessLine(const std::string &text) noexcept
     const LastErrorKeeper keeper;
     try {
         append(text);
+    } catch (const std::exception &) {
+    }
+}
+
+void narrowFolders() noexcept
+{
+    const LastErrorKeeper keeper;
+    try {
+        std::vector<std::string> places;
+        if (const std::string root = system::configurationRoot(); !root.empty())
+            places = {folderBelow(root)};
+        if (const std::string root = system::stateRoot(); !root.empty()) {
+            const std::string log = folderBelow(root) + logName() + ".log";
+            places.insert(places.end(), {folderBelow(root), log, log + ".1"});
+        }
+        for (const std::string &place : places) {
+            if (!system::takeFromOthers(place))
+                writeHarmlessLine("ERROR: Others may have access to <" + harmlessAddress(place) +
+                                  ">, " + errorText(lastError()));
+        }
     } catch (const std::exception &) {
     }
 }

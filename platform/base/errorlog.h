@@ -19,4 +19,8 @@ void writeErrorLog(const std::string &text) noexcept;
 // not looked through again.
 void writeHarmlessLine(const std::string &text) noexcept;
 
+// Takes the folders of log and configuration, and the log itself, from everybody but their owner.
+// What is missing is not made.
+void narrowFolders() noexcept;
+
 } // namespace hq
