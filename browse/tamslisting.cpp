@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tamslisting.h"
 
+#include "credentials.h"
 #include "entryfile.h"
 #include "hqutil.h"
 #include "transfer.h"
@@ -49,12 +50,22 @@ private:
 std::nullopt_t fail(const char *what, const QByteArray &address, TamsFailure *failure,
                     quint32 error = hqOSGetLastError())
 {
+    const std::string shown = hq::harmlessAddress(address.toStdString());
     if (!hq::isStopped())
-        ErrOut("ERROR: %s <%s>, error %d 0x%08X ", what, address.constData(),
-               static_cast<int>(error), error);
+        ErrOut("ERROR: %s <%s>, error %d 0x%08X ", what, shown.c_str(), static_cast<int>(error),
+               error);
     failure->title = QLatin1String("ERROR: ") + QLatin1String(what);
-    failure->text = failure->title + QStringLiteral(" <%1>").arg(QString::fromUtf8(address));
+    failure->text = failure->title + QStringLiteral(" <%1>").arg(QString::fromStdString(shown));
     return std::nullopt;
+}
+
+// A site may have been entered with a user and a password.
+QString shownSite(const QString &site)
+{
+    const QString scheme = QStringLiteral("https://");
+    const QString shown =
+        QString::fromStdString(hq::harmlessAddress((scheme + site).toStdString()));
+    return shown.mid(scheme.size());
 }
 
 } // namespace
@@ -66,9 +77,10 @@ std::optional<QString> readTamsEndpoint(const QString &site, TamsFailure *failur
     const QString path = QString::fromUtf8(directory) + site + QStringLiteral(".json");
     const auto text = hq::readEntryFile(path.toUtf8());
     if (!text) {
-        ErrOut("ERROR: Unable to open TAMS config file <%s> ", path.toUtf8().constData());
+        const QString shown = QString::fromUtf8(directory) + shownSite(site) + ".json";
+        ErrOut("ERROR: Unable to open TAMS config file <%s> ", shown.toUtf8().constData());
         failure->title = QStringLiteral("ERROR: Unable to open TAMS config file");
-        failure->text = QStringLiteral("RROR: Unable to open TAMS config file <%1>").arg(path);
+        failure->text = QStringLiteral("RROR: Unable to open TAMS config file <%1>").arg(shown);
         return std::nullopt;
     }
     const QJsonValue value =

@@ -18,6 +18,9 @@
  *            buffer gives the failure value and error 87.
  * Errors     Each function names its failure value; hqOSGetLastError tells why, per thread,
  *            in the numbers listed there. Nothing is thrown.
+ * Log        Each failed open, walk and copy leaves one line in the error log: what, where
+ *            without credentials, why. One that was cancelled leaves none, nor does any other
+ *            call.
  * Threads    Every function may be called from any thread. One handle used by two threads at
  *            once is served one call after the other.
  * Waiting    Network calls are bounded: 10 s to connect, 30 s without a byte, a few retries.
@@ -52,11 +55,14 @@ enum {
 };
 #define HQ_ACCESS_READ 0x80000000u
 
-/* Names the log file: NAME ".log" in the state directory. Call it first. */
+/* Names the log file: NAME ".log" in the state directory. Call it first: it also takes what is
+ * there of log and configuration directory from everybody but their owner. */
 void ErrLogSetFileName(const char *name);
 
-/* Appends one line, with date, time and thread, to the error log. Credentials are made
- * unreadable first; line ends inside the text become blanks. Failures are ignored. */
+/* Appends one line, with date, time and thread, to the error log. What looks like a credential is
+ * made unreadable first, an address goes through hq::harmlessAddress (credentials.h) before; line
+ * ends inside the text become blanks, other characters that cannot be seen a text such as "\x1b".
+ * Failures are ignored. */
 void ErrOut(const char *format, ...) HQ_PRINTF(1, 2);
 
 /* Opens a source (HQ_ACCESS_READ with HQ_OPEN_EXISTING) or makes a local file that replaces an
@@ -123,7 +129,7 @@ typedef int (*HqWalkCallback)(void *user, const char *address, unsigned int attr
 
 /* Walks the entries directly inside a folder, bucket or prefix, in the order of their names, on
  * the calling thread. `flags` is HQ_WALK_ONE_LEVEL. Returns 1 after a complete walk or one that
- * the callback ended, 0 when it broke off, which is logged too. */
+ * the callback ended, 0 when it broke off. */
 int hqOSRecurseDirectory(void *user, const char *folder, HqWalkCallback callback, uint32_t flags);
 
 /* Takes an entry's address apart, cutting a part that does not fit at a character boundary. The

@@ -114,6 +114,8 @@ void WindowsFilesTest::ownerOnly()
     QFile shared(QString::fromUtf8(at("shared")));
     QVERIFY(shared.open(QIODevice::WriteOnly));
     QVERIFY(othersHaveAccess(shared.fileName())); // so the look can tell
+    for (const QString &place : {m_folder->path(), shared.fileName()})
+        QVERIFY(hq::system::takeFromOthers(place.toStdString()) && !othersHaveAccess(place));
     QVERIFY(write(at("private"), "AWSSecretKey="));
     QVERIFY(!othersHaveAccess(QString::fromUtf8(at("private"))));
     QCOMPARE(content(at("private")), QByteArray("AWSSecretKey="));

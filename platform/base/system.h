@@ -90,6 +90,9 @@ bool makeFolders(const std::string &path);
 // The user's folders for configuration and for state, ending in a separator; empty when unknown.
 std::string configurationRoot();
 std::string stateRoot();
+// Takes a file or folder from everybody but its owner (on Windows the system and administrators
+// keep it too). True also when nothing is there.
+bool takeFromOthers(const std::string &path);
 
 char separator();
 bool isSeparator(char c);

@@ -511,4 +511,13 @@ std::uint64_t threadId()
 #endif
 }
 
+bool takeFromOthers(const std::string &path)
+{
+    const std::string name = slashed(path);
+    struct stat info;
+    if (::stat(name.c_str(), &info) != 0 || (info.st_mode & 077) == 0)
+        return true;
+    return ::chmod(name.c_str(), info.st_mode & 0700) == 0 || failWith(errno);
+}
+
 } // namespace hq::system

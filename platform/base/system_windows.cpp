@@ -459,4 +459,42 @@ std::uint64_t threadId()
     return ::GetCurrentThreadId();
 }
 
+bool takeFromOthers(const std::string &path)
+{
+    const std::wstring name = native(path);
+    DWORD size = 0;
+    ::GetFileSecurityW(name.c_str(), DACL_SECURITY_INFORMATION, nullptr, 0, &size);
+    if (size == 0) // nothing there, or a file system without rights
+        return true;
+    std::vector<unsigned char> descriptor(size);
+    OwnerOnly owner;
+    BOOL isThere = FALSE, isDefault = FALSE;
+    PACL wanted = nullptr, found = nullptr;
+    if (!owner.prepare() ||
+        !::GetFileSecurityW(name.c_str(), DACL_SECURITY_INFORMATION, descriptor.data(), size,
+                            &size) ||
+        !::GetSecurityDescriptorDacl(descriptor.data(), &isThere, &found, &isDefault) ||
+        !::GetSecurityDescriptorDacl(owner.attributes()->lpSecurityDescriptor, &isThere, &wanted,
+                                     &isDefault))
+        return failNow();
+    const auto account = [](PACL list, DWORD index) -> PSID {
+        void *entry = nullptr;
+        const bool isRead = ::GetAce(list, index, &entry) != 0;
+        return isRead ? &static_cast<ACCESS_ALLOWED_ACE *>(entry)->SidStart : nullptr;
+    };
+    bool isOpen = !found;
+    for (DWORD i = 0; found && i < found->AceCount; ++i) {
+        const PSID other = account(found, i);
+        isOpen =
+            isOpen || !other ||
+            !(::EqualSid(other, account(wanted, 0)) || ::IsWellKnownSid(other, WinLocalSystemSid) ||
+              ::IsWellKnownSid(other, WinCreatorOwnerSid) ||
+              ::IsWellKnownSid(other, WinBuiltinAdministratorsSid));
+    }
+    return !isOpen ||
+           ::SetFileSecurityW(name.c_str(), DACL_SECURITY_INFORMATION,
+                              owner.attributes()->lpSecurityDescriptor) ||
+           failNow();
+}
+
 } // namespace hq::system

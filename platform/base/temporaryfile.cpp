@@ -83,7 +83,7 @@ std::string makeTemporary(const std::string &target,
 
 void discard(const std::string &name)
 {
-    const std::uint32_t error = lastError();
+    const LastErrorKeeper keeper;
     // Freeing gigabytes takes time. The content lives on in an open file, which somebody else
     // closes; where open files cannot be removed, it is closed first.
     system::NativeFile content = system::NativeFile::openForReading(name);
@@ -95,7 +95,6 @@ void discard(const std::string &name)
         content = {};
         system::removeFile(name);
     }
-    setLastSystemError(error);
 }
 
 } // namespace hq

@@ -282,13 +282,20 @@ std::string jsonErrorText(const HttpAnswer &answer)
     const QJsonObject object =
         QJsonDocument::fromJson(QByteArray::fromStdString(answer.body)).object();
     QStringList parts;
-    for (const char *name : {"type", "summary"}) {
-        const QString part = object[QLatin1String(name)].toString().simplified();
+    const auto add = [&parts](const QJsonValue &value) {
+        const QString part = value.toString().simplified();
         if (!part.isEmpty())
             parts << part;
+    };
+    for (const char *name : {"type", "summary"})
+        add(object[QLatin1String(name)]);
+    // Gateways have forms of their own.
+    const QJsonObject error = object["error"].toObject();
+    for (const QJsonValue &value : {object["error"], error["code"], error["message"],
+                                    object["message"], object["Message"], object["detail"]}) {
+        if (parts.isEmpty())
+            add(value);
     }
-    if (parts.isEmpty())
-        parts << object["error"].toString().simplified();
     return parts.join(": ").left(kMostErrorText).toStdString();
 }
 

@@ -20,8 +20,8 @@ bool bearerToken(const std::string &host, std::string *token);
 // Forgets a token that `host` refused, unless another one has taken its place already.
 void refuseBearerToken(const std::string &host, const std::string &token);
 
-// What a refusal says about itself in JSON: "type: summary", or "error"; one line, at most 200
-// characters, empty when it says nothing.
+// What a refusal says about itself in JSON: "type: summary", or "error", or "message" and what else
+// gateways call it; one line, at most 200 characters, empty when it says nothing.
 std::string jsonErrorText(const HttpAnswer &answer);
 
 } // namespace hq

@@ -4,10 +4,8 @@
 
 #include "base/targetfile.h"
 #include "hqutil.h"
-#include "net/bearertoken.h"
 #include "net/networkfile.h"
 #include "net/rangedcopy.h"
-#include "net/s3documents.h"
 #include "net/s3source.h"
 #include "net/s3walk.h"
 #include "net/text.h"
@@ -24,46 +22,27 @@ class ProvedFolder : public File
 {
 };
 
-void logFailure(const char *doing, const std::string &address, const HttpAnswer &answer)
+std::unique_ptr<File> openS3(const S3Address &address)
 {
-    const std::uint32_t error = lastError();
-    if (error == static_cast<std::uint32_t>(Error::Cancelled))
-        return;
-    std::string reason =
-        isS3Address(address) ? parseS3Error(answer.body).code : jsonErrorText(answer);
-    if (reason.empty())
-        reason = "none";
-    ErrOut("ERROR: Unable to %s <%s>, error %u, HTTP status %ld, server error %s", doing,
-           address.c_str(), error, answer.status, reason.c_str());
-    setLastSystemError(error);
-}
-
-std::unique_ptr<File> openS3(const S3Address &address, HttpAnswer *answer)
-{
+    HttpAnswer answer;
     if (address.rawKey.empty()) {
-        if (!proveBucket(address, answer))
+        if (!proveBucket(address, &answer))
             return nullptr;
         return std::make_unique<ProvedFolder>();
     }
-    S3Object object = findObject(address, answer);
+    S3Object object = findObject(address, &answer);
     if (!object.resource)
         return nullptr;
     return std::make_unique<NetworkFile>(std::move(object.resource), object.size, object.etag);
 }
 
-std::unique_ptr<NetworkFile> openWeb(const std::string &address, HttpAnswer *answer, bool *isLogged)
+std::unique_ptr<NetworkFile> openWeb(const std::string &address)
 {
     auto resource = std::make_unique<WebResource>(address);
-    if (!resource->authorize()) {
-        *isLogged = true; // with what the authority says
+    if (!resource->authorize())
         return nullptr;
-    }
     auto file = std::make_unique<NetworkFile>(std::move(resource), -1, "");
-    const bool started = file->start();
-    *answer = file->answer();
-    if (!started)
-        file.reset();
-    return file;
+    return file->start() ? std::move(file) : nullptr;
 }
 
 // One request after the other, for what is small or cannot be had in parts.
@@ -86,10 +65,10 @@ bool copyStream(NetworkFile &file, TargetFile &target, const CopyProgress &progr
     return (size < 0 || done == size) || fail(Error::ConnectionLost);
 }
 
-bool copyS3(const S3Address &address, TargetFile &target, const CopyProgress &progress,
-            HttpAnswer *answer)
+bool copyS3(const S3Address &address, TargetFile &target, const CopyProgress &progress)
 {
-    S3Object object = findObject(address, answer);
+    HttpAnswer answer;
+    S3Object object = findObject(address, &answer);
     if (!object.resource)
         return false;
     if (object.size > kLargestSinglePart)
@@ -108,18 +87,12 @@ bool isNetworkSource(const std::string &address)
 
 std::unique_ptr<File> open(const std::string &address)
 {
-    HttpAnswer answer;
-    bool isLogged = false;
-    std::unique_ptr<File> file;
     if (!isS3Address(address))
-        file = openWeb(address, &answer, &isLogged);
-    else if (const auto parts = S3Address::parse(address))
-        file = openS3(*parts, &answer);
-    else
-        setLastError(Error::InvalidName);
-    if (!file && !isLogged)
-        logFailure("open", address, answer);
-    return file;
+        return openWeb(address);
+    if (const auto parts = S3Address::parse(address))
+        return openS3(*parts);
+    setLastError(Error::InvalidName);
+    return nullptr;
 }
 
 bool isFolder(const std::string &address)
@@ -134,9 +107,7 @@ bool walk(const std::string &address, const Entry &entry)
 {
     if (const auto parts = S3Address::parse(address))
         return walkS3(*parts, address, entry);
-    setLastError(isS3Address(address) ? Error::InvalidName : Error::NotSupported);
-    ErrOut("ERROR: Unable to list <%s>, error %u", address.c_str(), lastError());
-    return false;
+    return fail(isS3Address(address) ? Error::InvalidName : Error::NotSupported);
 }
 
 bool copy(const std::string &address, const std::string &destination, bool keepExisting,
@@ -147,19 +118,15 @@ bool copy(const std::string &address, const std::string &destination, bool keepE
     const auto target = TargetFile::create(destination, TargetFile::Access::Default);
     if (!target)
         return false;
-    HttpAnswer answer;
     bool copied = false;
-    bool isLogged = false;
     if (!isS3Address(address)) {
-        const auto file = openWeb(address, &answer, &isLogged);
+        const auto file = openWeb(address);
         copied = file && copyStream(*file, *target, progress);
     } else if (const auto parts = S3Address::parse(address)) {
-        copied = copyS3(*parts, *target, progress, &answer);
+        copied = copyS3(*parts, *target, progress);
     } else {
         setLastError(Error::InvalidName);
     }
-    if (!copied && !isLogged)
-        logFailure("copy", address, answer);
     return copied && target->commit(keepExisting);
 }
 

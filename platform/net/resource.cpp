@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "net/resource.h"
 
+#include "net/bearertoken.h"
 #include "net/s3documents.h"
 #include "transfer.h"
 
@@ -80,6 +81,17 @@ int backoffMilliseconds(int attempts, const HttpAnswer &answer)
     return QRandomGenerator::global()->bounded(ceiling + 1);
 }
 
+// The code of a failed answer and what the server says about it.
+bool failWith(const HttpAnswer &answer)
+{
+    setLastError(errorOf(answer));
+    std::string word = parseS3Error(answer.body).code;
+    if (word.empty())
+        word = jsonErrorText(answer);
+    setFailureDetails({answer.status, word, {}});
+    return false;
+}
+
 } // namespace
 
 bool Attempts::again(Resource &resource, const HttpAnswer &answer)
@@ -91,7 +103,7 @@ bool Attempts::again(Resource &resource, const HttpAnswer &answer)
     }
     if (answer.result == CURLE_ABORTED_BY_CALLBACK || ++m_attempts >= kMostAttempts ||
         !isTransient(answer))
-        return fail(errorOf(answer));
+        return failWith(answer);
     m_due += std::chrono::milliseconds(backoffMilliseconds(m_attempts, answer));
     return true;
 }

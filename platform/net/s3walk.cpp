@@ -93,14 +93,8 @@ bool walkS3(const S3Address &address, const std::string &written, const network:
     for (const std::string &prefix : folderPrefixes(address)) {
         if (reported > 0)
             break;
-        if (walkPrefix(address, prefix, base, entry, &reported))
-            continue;
-        if (!isStopped())
-            ErrOut("ERROR: Listing of <%s> broke off after %llu entries, error %u, HTTP status "
-                   "%ld, S3 error %s",
-                   base.c_str(), static_cast<unsigned long long>(reported), lastError(),
-                   failureDetails().httpStatus, failureDetails().serverWord.c_str());
-        return false;
+        if (!walkPrefix(address, prefix, base, entry, &reported))
+            return false;
     }
     return true;
 }
