@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
-#include <memory>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -30,36 +29,10 @@ bool readable(mode_t mode)
     return fail(S_ISDIR(mode) ? Error::AccessDenied : Error::NotSupported);
 }
 
-#ifdef __linux__
-enum class Copied { Done, Failed, NotSupported };
-
-// Leaves the bytes to the kernel, which shares or copies them without a way through memory.
-Copied copyInKernel(int from, int to, std::int64_t total, const CopyStep &step)
+bool isLackOfSpace(int code)
 {
-    if (total > 0 && ::ioctl(to, FICLONE, from) == 0)
-        return step(total, total) || fail(Error::Cancelled) ? Copied::Done : Copied::Failed;
-    loff_t read = 0;
-    loff_t written = 0;
-    for (;;) {
-        const ssize_t count = uninterrupted(
-            [&] { return ::copy_file_range(from, &read, to, &written, kCopyChunk, 0); });
-        // Some file systems cannot do it, some only claim to, and the kernel's own files show no
-        // size: these are read to their end instead.
-        if (count <= 0 && written == 0 && !(count < 0 && (errno == ENOSPC || errno == EDQUOT)))
-            return Copied::NotSupported;
-        if (count == 0)
-            return Copied::Done;
-        if (count < 0) {
-            failWith(errno);
-            return Copied::Failed;
-        }
-        if (!step(written, std::max<std::int64_t>(written, total))) {
-            fail(Error::Cancelled);
-            return Copied::Failed;
-        }
-    }
+    return code == ENOSPC || code == EDQUOT || code == EFBIG;
 }
-#endif
 
 } // namespace
 
@@ -97,15 +70,6 @@ NativeFile NativeFile::openForReading(const std::string &path)
         return {};
     }
     return readable(info.st_mode) ? std::move(file) : NativeFile();
-}
-
-NativeFile NativeFile::createNew(const std::string &path, bool ownerOnly)
-{
-    const std::string name = slashed(path);
-    NativeFile file(openFile(name, O_RDWR | O_CREAT | O_EXCL, ownerOnly ? 0600 : 0666));
-    if (!file.isOpen())
-        failForPath(errno, name);
-    return file;
 }
 
 NativeFile NativeFile::openForAppending(const std::string &path)
@@ -171,18 +135,20 @@ bool NativeFile::size(std::int64_t *size) const
     return *size >= 0 || failWith(errno);
 }
 
-bool NativeFile::resize(std::int64_t size) const
+Rights NativeFile::rights() const
 {
-    return uninterrupted([&] { return ::ftruncate(static_cast<int>(m_handle), size); }) == 0 ||
-           failWith(errno);
+    struct stat info;
+    if (::fstat(static_cast<int>(m_handle), &info) != 0)
+        return kOwnerOnly;
+    return (info.st_mode & 0777) | S_IWUSR;
 }
 
 bool NativeFile::reserve(std::int64_t size, const std::function<bool()> &goOn) const
 {
     const int file = static_cast<int>(m_handle);
+    struct statvfs space;
     if (size <= 0)
         return true;
-    struct statvfs space;
     if (::fstatvfs(file, &space) == 0 && space.f_blocks > 0 &&
         static_cast<std::uint64_t>(size) / space.f_frsize > space.f_bavail)
         return fail(Error::DiskFull);
@@ -193,19 +159,89 @@ bool NativeFile::reserve(std::int64_t size, const std::function<bool()> &goOn) c
         if (!goOn())
             return fail(Error::Cancelled);
         const std::int64_t slice = std::min(kSlice, size - done);
-        if (uninterrupted([&] { return ::fallocate(file, 0, done, slice); }) == 0)
-            continue;
-        if (errno != EOPNOTSUPP && errno != ENOSYS)
-            return failWith(errno);
-        break;
+        if (uninterrupted([&] { return ::fallocate(file, 0, done, slice); }) != 0)
+            return !isLackOfSpace(errno) || failWith(errno);
     }
+#else
+    (void)goOn;
 #endif
-    return resize(size);
+    return true;
+}
+
+bool NativeFile::copyQuickly(const NativeFile &source, std::int64_t total, const CopyStep &step,
+                             std::int64_t *done) const
+{
+    *done = 0;
+#ifdef __linux__
+    const int from = static_cast<int>(source.m_handle);
+    const int to = static_cast<int>(m_handle);
+    // Blocks that both files share.
+    if (total > 0 && ::ioctl(to, FICLONE, from) == 0) {
+        *done = total;
+        return step(total, total);
+    }
+    // The kernel's copy, without a way through memory. Some file systems cannot do it, some only
+    // claim to, and the kernel's own files show no size: these are read to their end by the caller.
+    loff_t read = 0;
+    loff_t written = 0;
+    for (;;) {
+        const ssize_t count = uninterrupted(
+            [&] { return ::copy_file_range(from, &read, to, &written, kCopyChunk, 0); });
+        if (count < 0 && isLackOfSpace(errno))
+            return failWith(errno);
+        if (count <= 0)
+            return true;
+        *done = written;
+        if (!step(written, std::max<std::int64_t>(written, total)))
+            return false;
+    }
+#else
+    (void)source;
+    (void)total;
+    (void)step;
+    return true;
+#endif
+}
+
+void NativeFile::takeTimesOf(const NativeFile &) const {}
+
+bool NativeFile::writeBack() const
+{
+#ifdef __linux__
+    const int file = static_cast<int>(m_handle);
+    constexpr unsigned int kWhat = SYNC_FILE_RANGE_WAIT_BEFORE | SYNC_FILE_RANGE_WRITE;
+    // Other errors say that this file system has no such call; sync() tells what matters.
+    return uninterrupted([file] { return ::sync_file_range(file, 0, 0, kWhat); }) == 0 ||
+           (errno != EIO && !isLackOfSpace(errno)) || failWith(errno);
+#else
+    return sync();
+#endif
+}
+
+std::int64_t smallestWriteBack()
+{
+    constexpr std::int64_t kMebibyte = 1 << 20;
+#ifdef __linux__
+    return kMebibyte;
+#else
+    return 16 * kMebibyte;
+#endif
 }
 
 bool NativeFile::sync() const
 {
-    return ::fsync(static_cast<int>(m_handle)) == 0 || errno == EINVAL || failWith(errno);
+    const int file = static_cast<int>(m_handle);
+#ifdef __linux__
+    const int result = uninterrupted([file] { return ::fdatasync(file); });
+#else
+    const int result = uninterrupted([file] { return ::fsync(file); });
+#endif
+    if (result != 0 && errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP)
+        return failWith(errno);
+    // Some file systems report a failed write only when a descriptor is closed; the lock stays
+    // with the other one.
+    const int other = ::fcntl(file, F_DUPFD_CLOEXEC, 0);
+    return other < 0 || ::close(other) == 0 || errno == EINTR || failWith(errno);
 }
 
 bool NativeFile::close()
@@ -213,38 +249,6 @@ bool NativeFile::close()
     const int file = static_cast<int>(m_handle);
     m_handle = kClosed;
     return ::close(file) == 0 || errno == EINTR || failWith(errno);
-}
-
-bool copyToNew(const std::string &source, const std::string &destination, const CopyStep &step)
-{
-    const NativeFile from = NativeFile::openForReading(source);
-    std::int64_t total = 0;
-    if (!from.isOpen() || !from.size(&total))
-        return false;
-    struct stat info;
-    const std::string name = slashed(destination);
-    // The copy is open to nobody who could not read the source.
-    const mode_t mode = ::stat(existing(source).c_str(), &info) == 0 ? info.st_mode & 0777 : 0600;
-    const int descriptor = openFile(name, O_WRONLY | O_CREAT | O_EXCL, mode | S_IWUSR);
-    if (descriptor < 0)
-        return failForPath(errno, name);
-    NativeFile to(descriptor);
-#ifdef __linux__
-    const Copied copied = copyInKernel(static_cast<int>(from.handle()), descriptor, total, step);
-    if (copied != Copied::NotSupported)
-        return copied == Copied::Done && to.close();
-#endif
-    const std::unique_ptr<char[]> buffer(new char[kCopyChunk]);
-    std::int64_t done = 0;
-    for (std::size_t read = kCopyChunk; read == kCopyChunk;) {
-        if (!from.readAt(done, buffer.get(), kCopyChunk, &read) ||
-            !to.writeAt(done, buffer.get(), read))
-            return false;
-        done += static_cast<std::int64_t>(read);
-        if (!step(done, std::max(done, total)))
-            return fail(Error::Cancelled);
-    }
-    return to.close();
 }
 
 } // namespace hq::system

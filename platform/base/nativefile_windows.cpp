@@ -12,13 +12,6 @@ namespace hq::system {
 
 namespace {
 
-NativeFile take(HANDLE handle)
-{
-    if (handle == INVALID_HANDLE_VALUE)
-        failNow();
-    return NativeFile(reinterpret_cast<std::intptr_t>(handle));
-}
-
 OVERLAPPED at(std::int64_t offset)
 {
     OVERLAPPED position{};
@@ -30,52 +23,6 @@ OVERLAPPED at(std::int64_t offset)
 DWORD part(std::size_t size)
 {
     return static_cast<DWORD>(std::min<std::size_t>(size, 1 << 30));
-}
-
-// The rights of a file for this process's user and, for the sake of backups, the system, whatever
-// its folder would hand down.
-class OwnerOnly
-{
-public:
-    OwnerOnly() = default;
-    OwnerOnly(const OwnerOnly &) = delete;
-    OwnerOnly &operator=(const OwnerOnly &) = delete;
-    ~OwnerOnly() { ::LocalFree(m_attributes.lpSecurityDescriptor); }
-
-    // False sets the system's error.
-    bool prepare()
-    {
-        HANDLE token = nullptr;
-        if (!::OpenProcessToken(::GetCurrentProcess(), TOKEN_QUERY, &token))
-            return false;
-        const NativeFile closer(reinterpret_cast<std::intptr_t>(token));
-        alignas(TOKEN_USER) unsigned char user[sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE];
-        DWORD size = 0;
-        wchar_t *sid = nullptr;
-        if (!::GetTokenInformation(token, TokenUser, user, sizeof user, &size) ||
-            !::ConvertSidToStringSidW(reinterpret_cast<TOKEN_USER *>(user)->User.Sid, &sid))
-            return false;
-        const std::wstring rights = L"D:P(A;;FA;;;" + std::wstring(sid) + L")(A;;FA;;;SY)";
-        ::LocalFree(sid);
-        return ::ConvertStringSecurityDescriptorToSecurityDescriptorW(
-            rights.c_str(), SDDL_REVISION_1, &m_attributes.lpSecurityDescriptor, nullptr);
-    }
-    SECURITY_ATTRIBUTES *attributes() { return &m_attributes; }
-
-private:
-    SECURITY_ATTRIBUTES m_attributes{sizeof(SECURITY_ATTRIBUTES), nullptr, FALSE};
-};
-
-DWORD CALLBACK copyProgress(LARGE_INTEGER total, LARGE_INTEGER done, LARGE_INTEGER, LARGE_INTEGER,
-                            DWORD, DWORD, HANDLE, HANDLE, LPVOID step)
-{
-    try {
-        return (*static_cast<const CopyStep *>(step))(done.QuadPart, total.QuadPart)
-                   ? PROGRESS_CONTINUE
-                   : PROGRESS_CANCEL;
-    } catch (...) { // nothing may pass through the system's frames
-        return PROGRESS_CANCEL;
-    }
 }
 
 } // namespace
@@ -105,18 +52,6 @@ NativeFile NativeFile::openForReading(const std::string &path)
         return file;
     fail(Error::NotSupported);
     return {};
-}
-
-NativeFile NativeFile::createNew(const std::string &path, bool ownerOnly)
-{
-    OwnerOnly owner;
-    if (ownerOnly && !owner.prepare()) {
-        failNow();
-        return {};
-    }
-    return take(::CreateFileW(native(path).c_str(), GENERIC_READ | GENERIC_WRITE, 0,
-                              ownerOnly ? owner.attributes() : nullptr, CREATE_NEW,
-                              FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
 NativeFile NativeFile::openForAppending(const std::string &path)
@@ -178,48 +113,66 @@ bool NativeFile::size(std::int64_t *size) const
     return true;
 }
 
-bool NativeFile::resize(std::int64_t size) const
+Rights NativeFile::rights() const
 {
-    FILE_END_OF_FILE_INFO end{};
-    end.EndOfFile.QuadPart = size;
-    return ::SetFileInformationByHandle(native(m_handle), FileEndOfFileInfo, &end, sizeof end) ||
-           failNow();
+    return kUsualRights;
 }
 
 bool NativeFile::reserve(std::int64_t size, const std::function<bool()> &) const
 {
     FILE_ALLOCATION_INFO space{};
     space.AllocationSize.QuadPart = size;
-    if (!::SetFileInformationByHandle(native(m_handle), FileAllocationInfo, &space, sizeof space))
-        return failNow();
-    return resize(size);
+    if (size <= 0 ||
+        ::SetFileInformationByHandle(native(m_handle), FileAllocationInfo, &space, sizeof space))
+        return true;
+    // Anything else says that this file system has no such call.
+    failNow();
+    return lastError() != static_cast<std::uint32_t>(Error::DiskFull);
+}
+
+// The system's own copy works on names and would leave half a file when the process dies.
+bool NativeFile::copyQuickly(const NativeFile &, std::int64_t, const CopyStep &,
+                             std::int64_t *done) const
+{
+    *done = 0;
+    return true;
+}
+
+void NativeFile::takeTimesOf(const NativeFile &source) const
+{
+    FILETIME written{};
+    if (::GetFileTime(native(source.m_handle), nullptr, nullptr, &written))
+        ::SetFileTime(native(m_handle), nullptr, nullptr, &written);
+}
+
+bool NativeFile::writeBack() const
+{
+    return sync();
+}
+
+std::int64_t smallestWriteBack()
+{
+    return 16 << 20;
 }
 
 bool NativeFile::sync() const
 {
-    return ::FlushFileBuffers(native(m_handle)) || failNow();
+    if (::FlushFileBuffers(native(m_handle)))
+        return true;
+    switch (::GetLastError()) { // some network drives have no such call
+    case ERROR_INVALID_FUNCTION:
+    case ERROR_NOT_SUPPORTED:
+    case ERROR_CALL_NOT_IMPLEMENTED:
+        return true;
+    default:
+        return failNow();
+    }
 }
 
 bool NativeFile::close()
 {
     const HANDLE handle = native(std::exchange(m_handle, kClosed));
     return ::CloseHandle(handle) || failNow();
-}
-
-bool copyToNew(const std::string &source, const std::string &destination, const CopyStep &step)
-{
-    const NativeFile from = NativeFile::openForReading(source); // no folder, no device
-    std::int64_t size = 0;
-    if (!from.isOpen() || !from.size(&size))
-        return false;
-    BOOL cancel = FALSE;
-    const std::wstring target = native(destination);
-    if (!::CopyFileExW(native(source).c_str(), target.c_str(), copyProgress,
-                       const_cast<CopyStep *>(&step), &cancel, COPY_FILE_FAIL_IF_EXISTS))
-        return failNow();
-    // A copy takes the attributes over; a read-only file could be neither moved nor removed.
-    ::SetFileAttributesW(target.c_str(), FILE_ATTRIBUTE_NORMAL);
-    return step(size, size) || fail(Error::Cancelled);
 }
 
 } // namespace hq::system

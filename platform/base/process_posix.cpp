@@ -15,4 +15,3 @@ void sleepMilliseconds(int milliseconds)
 }
 
 } // namespace hq
-

@@ -18,4 +18,3 @@ void sleepMilliseconds(int milliseconds)
 }
 
 } // namespace hq
-

@@ -149,36 +149,15 @@ std::string linkTarget(const std::string &path)
     return target ? std::string(target.get()) : name;
 }
 
+bool isTaken(const std::string &path)
+{
+    struct stat info;
+    return ::lstat(slashed(path).c_str(), &info) == 0;
+}
+
 bool renameOver(const std::string &from, const std::string &to)
 {
     return ::rename(slashed(from).c_str(), slashed(to).c_str()) == 0 || failWith(errno);
-}
-
-bool renameNew(const std::string &from, const std::string &to)
-{
-    const std::string source = slashed(from);
-    const std::string target = slashed(to);
-#ifdef SYS_renameat2
-    constexpr unsigned int kNoReplace = 1; // RENAME_NOREPLACE
-    if (::syscall(SYS_renameat2, AT_FDCWD, source.c_str(), AT_FDCWD, target.c_str(), kNoReplace) ==
-        0)
-        return true;
-    if (errno != EINVAL && errno != ENOSYS)
-        return failWith(errno);
-#endif
-    if (::link(source.c_str(), target.c_str()) == 0) {
-        ::unlink(source.c_str());
-        return true;
-    }
-    if (errno == EEXIST)
-        return failWith(errno);
-    // Neither way is known to this file system: take the name with an empty file first.
-    if (!NativeFile::createNew(target, false).isOpen())
-        return false;
-    if (renameOver(source, target))
-        return true;
-    ::unlink(target.c_str());
-    return false;
 }
 
 bool removeFile(const std::string &path)

@@ -13,6 +13,7 @@ namespace hq::system {
 namespace {
 
 constexpr DWORD kMissing = INVALID_FILE_ATTRIBUTES;
+constexpr DWORD kDiskQuotaExceeded = 1295; // not in every header
 
 std::string folderFromEnvironment(const wchar_t *name, int folder)
 {
@@ -36,6 +37,8 @@ bool failWith(DWORD code)
     case ERROR_ALREADY_EXISTS:
         return fail(Error::FileExists);
     case ERROR_HANDLE_DISK_FULL:
+    case ERROR_FILE_TOO_LARGE:
+    case kDiskQuotaExceeded:
         return fail(Error::DiskFull);
     case ERROR_REQUEST_ABORTED:
         return fail(Error::Cancelled);
@@ -115,6 +118,11 @@ std::string linkTarget(const std::string &path)
     return target.empty() ? path : narrow(target);
 }
 
+bool isTaken(const std::string &path)
+{
+    return ::GetFileAttributesW(native(path).c_str()) != kMissing;
+}
+
 bool renameOver(const std::string &from, const std::string &to)
 {
     const std::wstring source = native(from);
@@ -123,13 +131,6 @@ bool renameOver(const std::string &from, const std::string &to)
         return ::MoveFileExW(source.c_str(), target.c_str(),
                              MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
     });
-}
-
-bool renameNew(const std::string &from, const std::string &to)
-{
-    const std::wstring source = native(from);
-    const std::wstring target = native(to);
-    return patiently([&] { return ::MoveFileExW(source.c_str(), target.c_str(), 0); });
 }
 
 bool removeFile(const std::string &path)
@@ -147,10 +148,12 @@ bool listFolder(const std::string &path, std::vector<FolderEntry> *entries,
     if (pattern.empty() || !isSeparator(pattern.back()))
         pattern += separator();
     WIN32_FIND_DATAW found{};
-    const HANDLE search =
-        ::FindFirstFileExW(native(pattern + '*').c_str(), FindExInfoBasic, &found,
-                           FindExSearchNameMatch, nullptr, FIND_FIRST_EX_LARGE_FETCH);
-    if (search == INVALID_HANDLE_VALUE) // an empty drive has no entry at all
+    const std::wstring names = native(pattern + '*');
+    HANDLE search = ::FindFirstFileExW(names.c_str(), FindExInfoBasic, &found,
+                                       FindExSearchNameMatch, nullptr, FIND_FIRST_EX_LARGE_FETCH);
+    if (search == INVALID_HANDLE_VALUE && ::GetLastError() != ERROR_FILE_NOT_FOUND)
+        search = ::FindFirstFileW(names.c_str(), &found); // not every drive knows the faster way
+    if (search == INVALID_HANDLE_VALUE)                   // an empty drive has no entry at all
         return ::GetLastError() == ERROR_FILE_NOT_FOUND || failNow();
     struct Closer
     {

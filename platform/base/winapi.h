@@ -34,6 +34,27 @@ inline HANDLE native(std::intptr_t handle)
     return reinterpret_cast<HANDLE>(handle);
 }
 
+// The file; a handle that is not one sets the last error.
+NativeFile take(HANDLE handle);
+
+// The rights of a file for this process's user and, for the sake of backups, the system, whatever
+// its folder would hand down.
+class OwnerOnly
+{
+public:
+    OwnerOnly() = default;
+    OwnerOnly(const OwnerOnly &) = delete;
+    OwnerOnly &operator=(const OwnerOnly &) = delete;
+    ~OwnerOnly() { ::LocalFree(m_attributes.lpSecurityDescriptor); }
+
+    // False sets the system's error.
+    bool prepare();
+    SECURITY_ATTRIBUTES *attributes() { return &m_attributes; }
+
+private:
+    SECURITY_ATTRIBUTES m_attributes{sizeof(SECURITY_ATTRIBUTES), nullptr, FALSE};
+};
+
 // Virus scanners and indexers hold new files open for a moment.
 template <typename Call>
 bool patiently(Call call)

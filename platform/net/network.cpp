@@ -143,7 +143,7 @@ bool copy(const std::string &address, const std::string &destination, bool keepE
 {
     if (keepExisting && hqOSFileExists(destination.c_str()))
         return fail(Error::FileExists);
-    const auto target = TargetFile::create(destination, TargetFile::Access::Default);
+    const auto target = TargetFile::create(destination, system::kUsualRights, keepExisting);
     if (!target)
         return false;
     HttpAnswer answer;
@@ -159,7 +159,7 @@ bool copy(const std::string &address, const std::string &destination, bool keepE
     }
     if (!copied && !isLogged)
         logFailure("copy", address, answer);
-    return copied && target->commit(keepExisting);
+    return copied && target->commit();
 }
 
 } // namespace hq::network
