@@ -58,8 +58,7 @@ bool renameByHandle(HANDLE file, const std::wstring &to, bool keepExisting)
     info->FileNameLength = static_cast<DWORD>(size);
     std::memcpy(info->FileName, to.c_str(), size + sizeof(wchar_t));
     return ::SetFileInformationByHandle(
-        file, FileRenameInfo, info,
-        static_cast<DWORD>(buffer.size() * sizeof(FILE_RENAME_INFO)));
+        file, FileRenameInfo, info, static_cast<DWORD>(buffer.size() * sizeof(FILE_RENAME_INFO)));
 }
 
 bool hasNoSuchCall(DWORD error)
@@ -118,10 +117,10 @@ NativeFile NativeFile::createLocked(const std::string &path, Rights rights)
         failNow();
         return {};
     }
-    NativeFile file = take(::CreateFileW(native(path).c_str(),
-                                         GENERIC_READ | GENERIC_WRITE | DELETE, 0,
-                                         rights == kOwnerOnly ? owner.attributes() : nullptr,
-                                         CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+    NativeFile file =
+        take(::CreateFileW(native(path).c_str(), GENERIC_READ | GENERIC_WRITE | DELETE, 0,
+                           rights == kOwnerOnly ? owner.attributes() : nullptr, CREATE_NEW,
+                           FILE_ATTRIBUTE_NORMAL, nullptr));
     // Where this is refused, remove() does it by name.
     if (file.isOpen())
         markForRemoval(native(file.m_handle), true);
