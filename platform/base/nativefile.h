@@ -19,6 +19,13 @@ constexpr Rights kUsualRights = 0666;
 // Bytes there so far and in all; false, with the last error, ends a copy. Called every MiB or so.
 using CopyStep = std::function<bool(std::int64_t done, std::int64_t total)>;
 
+// Who can read what is written to a file that is meant for its owner only.
+enum class Exposure {
+    None,
+    ToOpeners, // who had it open before
+    ToOthers,
+};
+
 // An open file, closed on destruction; child processes do not inherit it. Paths are UTF-8. Every
 // false and every file that is not open sets the thread's last error.
 class NativeFile
@@ -35,6 +42,11 @@ public:
     static NativeFile openForReading(const std::string &path);
     // Makes a missing file readable by its owner only.
     static NativeFile openForAppending(const std::string &path);
+    // Opens for writing, emptied; a missing file is made. A pipe that nobody reads does not open.
+    // With `ownerOnly` a regular file is for its owner only from its first moment: one that others
+    // can read is replaced, or narrowed where its folder forbids that. `*exposure` tells how far.
+    static NativeFile openForOverwriting(const std::string &path, bool ownerOnly,
+                                         Exposure *exposure);
     // A new file in a folder ("" is the current one) that gets a name from link() only and goes
     // with the process before that. Not open where the system has no such files.
     static NativeFile createNameless(const std::string &folder, Rights rights);
@@ -46,6 +58,9 @@ public:
     std::intptr_t handle() const { return m_handle; }
     // The handle, now the caller's.
     std::intptr_t release() { return std::exchange(m_handle, kClosed); }
+    // A descriptor of the C library in place of the handle, now the caller's; -1 when there is
+    // none.
+    int releaseDescriptor();
     // Fewer than `count` bytes only at the end.
     bool readAt(std::int64_t offset, void *buffer, std::size_t count, std::size_t *read) const;
     bool writeAt(std::int64_t offset, const char *data, std::size_t size) const;

@@ -3,6 +3,7 @@
 #include "base/lasterror.h"
 #include "base/posix.h"
 #include "base/system.h"
+#include "base/temporaryfile.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -32,6 +33,11 @@ bool readable(mode_t mode)
 bool isLackOfSpace(int code)
 {
     return code == ENOSPC || code == EDQUOT || code == EFBIG;
+}
+
+bool isExposed(const struct stat &info)
+{
+    return info.st_uid != ::geteuid() || (info.st_mode & 077) != 0;
 }
 
 } // namespace
@@ -79,6 +85,47 @@ NativeFile NativeFile::openForAppending(const std::string &path)
     if (!file.isOpen())
         failForPath(errno, name);
     return file;
+}
+
+NativeFile NativeFile::openForOverwriting(const std::string &path, bool ownerOnly,
+                                          Exposure *exposure)
+{
+    *exposure = Exposure::None;
+    const std::string name = slashed(path);
+    const int flags = O_WRONLY | O_CREAT | O_NONBLOCK | (ownerOnly ? 0 : O_TRUNC);
+    NativeFile file(openFile(name, flags, ownerOnly ? kOwnerOnly : kUsualRights));
+    if (!file.isOpen()) {
+        failForPath(errno, name);
+        return file;
+    }
+    const auto descriptor = [&file] { return static_cast<int>(file.m_handle); };
+    ::fcntl(descriptor(), F_SETFL, ::fcntl(descriptor(), F_GETFL) & ~O_NONBLOCK);
+    struct stat info;
+    if (!ownerOnly || ::fstat(descriptor(), &info) != 0 || !S_ISREG(info.st_mode))
+        return file;
+    NativeFile replacement;
+    if (isExposed(info)) {
+        if (replaceByPrivate(name, &replacement))
+            file = std::move(replacement);
+        else
+            *exposure = Exposure::ToOpeners;
+    }
+    // Looked at again, because some file systems know no modes.
+    const auto isStillExposed = [&] {
+        return ::fstat(descriptor(), &info) != 0 || isExposed(info);
+    };
+    if (isStillExposed() && (::fchmod(descriptor(), kOwnerOnly) != 0 || isStillExposed()))
+        *exposure = Exposure::ToOthers;
+    if (uninterrupted([&] { return ::ftruncate(descriptor(), 0); }) != 0) {
+        failWith(errno);
+        return {};
+    }
+    return file;
+}
+
+int NativeFile::releaseDescriptor()
+{
+    return static_cast<int>(release());
 }
 
 bool NativeFile::readAt(std::int64_t offset, void *buffer, std::size_t count,

@@ -1,9 +1,11 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
 #include "base/lasterror.h"
+#include "base/temporaryfile.h"
 #include "base/winapi.h"
 
-#include <sddl.h>
+#include <fcntl.h>
+#include <io.h>
 
 #include <algorithm>
 #include <utility>
@@ -58,6 +60,47 @@ NativeFile NativeFile::openForAppending(const std::string &path)
 {
     return take(::CreateFileW(native(path).c_str(), FILE_APPEND_DATA, kShareAll, nullptr,
                               OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+NativeFile NativeFile::openForOverwriting(const std::string &path, bool ownerOnly,
+                                          Exposure *exposure)
+{
+    *exposure = Exposure::None;
+    const std::wstring name = native(path);
+    const auto open = [&name](DWORD access, DWORD disposition, SECURITY_ATTRIBUTES *security) {
+        return take(::CreateFileW(name.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                  security, disposition, FILE_ATTRIBUTE_NORMAL, nullptr));
+    };
+    if (!ownerOnly)
+        return open(GENERIC_WRITE, CREATE_ALWAYS, nullptr);
+    OwnerOnly owner;
+    if (!owner.prepare()) {
+        failNow();
+        return {};
+    }
+    NativeFile file = open(GENERIC_WRITE, CREATE_NEW, owner.attributes());
+    if (file.isOpen() || lastError() != static_cast<std::uint32_t>(Error::FileExists))
+        return file;
+    file = open(GENERIC_WRITE, OPEN_EXISTING, nullptr);
+    if (!file.isOpen() || ::GetFileType(native(file.m_handle)) != FILE_TYPE_DISK)
+        return file;
+    file = {};
+    if (replaceByPrivate(path, &file)) {
+        file = {};
+        return open(GENERIC_WRITE, TRUNCATE_EXISTING, nullptr);
+    }
+    file = open(GENERIC_WRITE | WRITE_DAC, TRUNCATE_EXISTING, nullptr);
+    const bool isNarrowed = file.isOpen() && owner.narrow(native(file.m_handle));
+    *exposure = isNarrowed ? Exposure::ToOpeners : Exposure::ToOthers;
+    return file.isOpen() ? std::move(file) : open(GENERIC_WRITE, TRUNCATE_EXISTING, nullptr);
+}
+
+int NativeFile::releaseDescriptor()
+{
+    const int descriptor = ::_open_osfhandle(m_handle, _O_BINARY);
+    if (descriptor >= 0)
+        release();
+    return descriptor;
 }
 
 bool NativeFile::readAt(std::int64_t offset, void *buffer, std::size_t count,

@@ -61,7 +61,9 @@ EndSignals::EndSignals(std::function<void()> stop) : m_state(std::make_unique<St
         }
     });
     g_handlerEnd = state.pipe[1];
-    struct sigaction action{};
+    struct sigaction action
+    {
+    };
     action.sa_handler = handleSignal;
     action.sa_flags = SA_RESTART | static_cast<int>(SA_RESETHAND);
     ::sigemptyset(&action.sa_mask);

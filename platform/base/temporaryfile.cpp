@@ -103,4 +103,20 @@ std::string makeTemporary(const std::string &target,
     return {};
 }
 
+bool replaceByPrivate(const std::string &path, system::NativeFile *file)
+{
+    const std::string target = system::linkTarget(path);
+    const std::string name = makeTemporary(target, [file](const std::string &temporary) {
+        *file = system::NativeFile::createLocked(temporary, system::kOwnerOnly);
+        return file->isOpen();
+    });
+    if (name.empty() || file->rename(name, target, false))
+        return !name.empty();
+    const LastErrorKeeper keeper;
+    if (file->isOpen())
+        file->remove(name);
+    *file = {};
+    return false;
+}
+
 } // namespace hq

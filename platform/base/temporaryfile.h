@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "base/nativefile.h"
+
 #include <functional>
 #include <string>
 #include <string_view>
@@ -21,6 +23,10 @@ std::string folderOf(const std::string &path);
 // other failure gives the empty text.
 std::string makeTemporary(const std::string &target,
                           const std::function<bool(const std::string &name)> &create);
+
+// Puts a new empty file that only its owner can read in the place of an existing one, links
+// followed. It may be open as `*file` then. False, with the last error, when the folder forbids it.
+bool replaceByPrivate(const std::string &path, system::NativeFile *file);
 
 // Whether makeTemporary() could have made this name, given without its folder.
 bool isTemporaryName(std::string_view name);

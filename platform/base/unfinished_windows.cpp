@@ -104,6 +104,20 @@ bool OwnerOnly::prepare()
         rights.c_str(), SDDL_REVISION_1, &m_attributes.lpSecurityDescriptor, nullptr);
 }
 
+bool OwnerOnly::narrow(HANDLE file) const
+{
+    constexpr SECURITY_INFORMATION kWhat =
+        DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION;
+    BOOL isPresent = FALSE;
+    BOOL isDefaulted = FALSE;
+    PACL list = nullptr;
+    return ::GetSecurityDescriptorDacl(m_attributes.lpSecurityDescriptor, &isPresent, &list,
+                                       &isDefaulted) &&
+           isPresent &&
+           ::SetSecurityInfo(file, SE_FILE_OBJECT, kWhat, nullptr, nullptr, list, nullptr) ==
+               ERROR_SUCCESS;
+}
+
 NativeFile NativeFile::createNameless(const std::string &, Rights)
 {
     fail(Error::NotSupported);

@@ -50,6 +50,8 @@ public:
     // False sets the system's error.
     bool prepare();
     SECURITY_ATTRIBUTES *attributes() { return &m_attributes; }
+    // Gives an open file these rights in place of its own.
+    bool narrow(HANDLE file) const;
 
 private:
     SECURITY_ATTRIBUTES m_attributes{sizeof(SECURITY_ATTRIBUTES), nullptr, FALSE};
