@@ -6,6 +6,8 @@
 #include "streamcontent.h"
 #include "testmain.h"
 
+#include <csignal>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace {
@@ -94,9 +96,29 @@ void ConfigurationTest::store()
     QCOMPARE(mode(file), 0600);
     QCOMPARE(hq::configurationValue(section, "oauth2server").value(), QString("short"));
     QCOMPARE(hq::configurationValue("Other", "key").value(), QString("1"));
+
+    // Saved or failed, never both; what failed is saved by the next call.
+    rlimit limit;
+    QCOMPARE(::getrlimit(RLIMIT_FSIZE, &limit), 0);
+    std::signal(SIGXFSZ, SIG_IGN);
+    const QByteArray good = contentOf(file), bad = "no value\n" + good;
+    QVERIFY(set(section, QByteArray(5000, 'x')));
+    for (const auto &[old, size, error] :
+         {std::tuple(bad, limit.rlim_cur, 1392u), {good, rlim_t(4096), 112u}}) {
+        QVERIFY(other.open(QIODevice::WriteOnly) && other.write(old) == old.size());
+        other.close();
+        const rlimit small{size, limit.rlim_max};
+        QCOMPARE(::setrlimit(RLIMIT_FSIZE, &small), 0);
+        const uint saved = errorOf(hqCFGSave(-1, 0, 0));
+        QCOMPARE(::setrlimit(RLIMIT_FSIZE, &limit), 0);
+        QCOMPARE(saved, error);
+        QCOMPARE(contentOf(file), old);
+    }
+    QVERIFY(
+        contentOf(logPath("")).contains("ERROR: Unable to save the configuration store, error"));
+    QVERIFY(hqCFGSave(-1, 0, 0) && contentOf(file).size() > 5000);
     QCOMPARE(QDir(at("config/Corvane/Pellory")).entryList(QDir::Files | QDir::Hidden),
              QStringList("hqutil.ini"));
-
     QVERIFY(QFile::remove(file) && QDir().mkpath(file));
     QCOMPARE(errorOf(hqCFGSave(-1, 0, 0)), 5u);
 }
