@@ -137,7 +137,9 @@ bool TargetFile::commit()
 {
     if (!m_file.isOpen())
         return fail(Error::InvalidHandle);
-    if (!goOn() || !m_file.writeBack() || !goOn() || !m_file.sync() || !goOn() || !place())
+    const bool isLong = m_unwritten >= system::smallestWriteBack();
+    if (!goOn() || (isLong && !m_file.writeBack()) || !goOn() || !m_file.sync() || !goOn() ||
+        !place())
         return false;
     m_isPlaced = true;
     // Whoever sees the copy finished may delete the source.
