@@ -92,9 +92,13 @@ std::wstring native(const std::string &path)
 
 Kind kindOf(const std::string &path)
 {
+    constexpr std::size_t kLongestName = 255;
     const DWORD attributes = ::GetFileAttributesW(native(path).c_str());
     if (attributes == kMissing) {
         failNow();
+        const std::size_t end = path.find_last_of("/\\") + 1;
+        if (wide(path.substr(end)).size() > kLongestName) // which not every drive tells
+            fail(Error::InvalidName);
         return Kind::Missing;
     }
     if (attributes & FILE_ATTRIBUTE_DIRECTORY)

@@ -75,10 +75,12 @@ bool isOwn(HANDLE file)
     if (::GetSecurityInfo(file, SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION, &owner, nullptr,
                           nullptr, nullptr, &descriptor) != ERROR_SUCCESS)
         return false;
-    Account account(TokenOwner);
-    const PSID own = account.sid();
-    const bool result =
-        owner && ((own && ::EqualSid(owner, own)) || ::IsWellKnownSid(owner, WinWorldSid));
+    bool result = owner && ::IsWellKnownSid(owner, WinWorldSid);
+    // An administrator's files may belong to the group.
+    for (const auto kind : {TokenUser, TokenOwner}) {
+        Account account(kind);
+        result = result || (owner && account.sid() && ::EqualSid(owner, account.sid()));
+    }
     ::LocalFree(descriptor);
     return result;
 }
