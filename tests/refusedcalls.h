@@ -13,8 +13,9 @@
 #include <sys/syscall.h>
 #include <vector>
 
-// From now on this process lives with a system that refuses, by what `plan` holds: "t" files without
-// a name, "l" locks, "o" the other calls that a file system need not know; "s" makes fdatasync fail.
+// From now on this process lives with a system that refuses, by what `plan` holds: "t" files
+// without a name, "l" locks, "o" the other calls that a file system need not know; "s" makes
+// fdatasync fail.
 inline void refuseCalls(const QByteArray &plan)
 {
     const auto result = [](int error) {
@@ -23,7 +24,8 @@ inline void refuseCalls(const QByteArray &plan)
     const auto skipUnless = [](unsigned how, unsigned value, unsigned char count) {
         return sock_filter{static_cast<unsigned short>(BPF_JMP | BPF_K | how), 0, count, value};
     };
-    std::vector<sock_filter> program{BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr))};
+    std::vector<sock_filter> program{
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr))};
     const auto refuse = [&](unsigned call, int error) {
         program.push_back(skipUnless(BPF_JEQ, call, 1));
         program.push_back(result(error));
@@ -33,7 +35,8 @@ inline void refuseCalls(const QByteArray &plan)
     if (plan.contains('s'))
         refuse(SYS_fdatasync, EIO);
     if (plan.contains('o')) {
-        for (const unsigned call : {SYS_renameat2, SYS_fallocate, SYS_copy_file_range, SYS_sync_file_range})
+        for (const unsigned call :
+             {SYS_renameat2, SYS_fallocate, SYS_copy_file_range, SYS_sync_file_range})
             refuse(call, EOPNOTSUPP);
     }
     if (plan.contains('t')) {

@@ -116,17 +116,23 @@ void ConfigurationTest::store()
     rewrite(bad);
     QVERIFY(failsWith(1392, bad));
     rewrite(good);
+    QVERIFY(hqCFGSave(-1, 0, 0) && contentOf(file).size() > 5000);
 #ifndef Q_OS_WIN
     rlimit limit;
     QCOMPARE(::getrlimit(RLIMIT_FSIZE, &limit), 0);
-    const rlimit small{4096, limit.rlim_max};
     std::signal(SIGXFSZ, SIG_IGN);
-    QCOMPARE(::setrlimit(RLIMIT_FSIZE, &small), 0);
-    const bool isFull = failsWith(112, good);
-    QVERIFY(::setrlimit(RLIMIT_FSIZE, &limit) == 0 && isFull);
+    const int lastLine = contentOf(file).lastIndexOf('\n', -2) + 1;
+    for (const int room : {lastLine, lastLine + 5}) {
+        rewrite(good);
+        QVERIFY(set(section, QByteArray(5000, 'x')));
+        const rlimit small{rlim_t(room), limit.rlim_max};
+        QCOMPARE(::setrlimit(RLIMIT_FSIZE, &small), 0);
+        const bool isRefused = failsWith(112, good);
+        QVERIFY(::setrlimit(RLIMIT_FSIZE, &limit) == 0 && isRefused);
+    }
+    QVERIFY(hqCFGSave(-1, 0, 0) && contentOf(file).size() > 5000);
 #endif
     QVERIFY(contentOf(logPath("")).contains("Unable to save the configuration store, error 1392"));
-    QVERIFY(hqCFGSave(-1, 0, 0) && contentOf(file).size() > 5000);
     QCOMPARE(QDir(at("config/Corvane/Pellory")).entryList(QDir::Files | QDir::Hidden),
              QStringList("hqutil.ini"));
     QVERIFY(QFile::remove(file) && QDir().mkpath(file));
