@@ -32,6 +32,8 @@ inline void refuseCalls(const QByteArray &plan)
     };
     if (plan.contains('l'))
         refuse(SYS_flock, ENOLCK);
+    if (plan.contains('f'))
+        refuse(SYS_fstatfs, EIO);
     if (plan.contains('s'))
         refuse(SYS_fdatasync, EIO);
     if (plan.contains('o')) {

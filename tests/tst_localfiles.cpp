@@ -383,7 +383,20 @@ void LocalFilesTest::removesAbandoned()
     expected << ".link.abc123.part"
              << ".pipe.abc123.part";
 #endif
-    QVERIFY(hqOSCopyFile(at(".a.mxf.abc12.part"), at("copy"), 1));
+#ifdef __linux__
+    // Where another machine may be at work, what looks new and is not of this one stays.
+    const timespec past[2]{};
+    QVERIFY(fill(at(".old.abc123.part"), "") &&
+            ::utimensat(AT_FDCWD, at(".old.abc123.part"), past, 0) == 0);
+    Copier killed("wtf", at("copy"), at("killed"));
+    QVERIFY(killed.isWriting());
+    killed.kill();
+    QVERIFY(killed.waitForFinished());
+    QCOMPARE(Copier("f", at(".a.mxf.abc12.part"), at("copy")).error(), 0u);
+    QCOMPARE(names().filter(".old.") + names().filter(".killed."), QStringList());
+    QVERIFY(names().contains(".a.mxf.abc123.part"));
+#endif
+    QVERIFY(hqOSCopyFile(at(".a.mxf.abc12.part"), at("copy"), 0));
     QStringList found = names();
     found.sort();
     expected.sort();

@@ -28,12 +28,11 @@ bool isTaken(const std::string &path);
 bool renameOver(const std::string &from, const std::string &to);
 bool removeFile(const std::string &path);
 
-// Removes the files in a folder ("" is the current one) that `isOurs` knows by name, that belong to
-// this user and that nobody has locked. Where a lock may be unknown to other machines they must
-// also have been untouched for an hour when `newFile` was made, in the same folder. Failures are
-// passed over; `goOn` false ends it. The last error stays.
+// Removes the files in a folder ("" is the current one) that have temporary names, belong to this
+// user and are not locked. Where locks may be unknown to other machines, those that this one did
+// not make must also have been untouched for an hour when `newFile` was made, in the same folder.
+// Failures are passed over; `goOn` false ends it. The last error stays.
 void removeAbandoned(const std::string &folder, const NativeFile &newFile,
-                     const std::function<bool(const std::string &name)> &isOurs,
                      const std::function<bool()> &goOn);
 
 struct FolderEntry
@@ -54,5 +53,7 @@ std::string stateRoot();
 char separator();
 bool isSeparator(char c);
 std::uint64_t threadId();
+// Another one each time that the machine is started; empty where that cannot be told.
+std::string bootId();
 
 } // namespace hq::system

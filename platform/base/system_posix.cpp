@@ -237,4 +237,13 @@ std::uint64_t threadId()
 #endif
 }
 
+std::string bootId()
+{
+    const NativeFile file(openFile("/proc/sys/kernel/random/boot_id", O_RDONLY));
+    char text[64];
+    std::size_t size = 0;
+    const bool isRead = file.isOpen() && file.readAt(0, text, sizeof text, &size);
+    return isRead ? std::string(text, size) : std::string();
+}
+
 } // namespace hq::system

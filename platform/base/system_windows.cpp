@@ -211,4 +211,9 @@ std::uint64_t threadId()
     return ::GetCurrentThreadId();
 }
 
+std::string bootId()
+{
+    return {}; // every drive knows who has a file open
+}
+
 } // namespace hq::system

@@ -61,8 +61,7 @@ std::unique_ptr<TargetFile> TargetFile::create(const std::string &destination,
     std::unique_ptr<TargetFile> file(new TargetFile(std::move(target), keepExisting));
     if (!file->open(rights))
         return nullptr;
-    system::removeAbandoned(folderOf(file->m_target), file->m_file, isTemporaryName,
-                            [] { return !isStopped(); });
+    system::removeAbandoned(folderOf(file->m_target), file->m_file, [] { return !isStopped(); });
     return file;
 }
 

@@ -13,20 +13,35 @@ namespace hq {
 
 namespace {
 
-// A temporary name is ".", the name, ".", a random mark, ".part". File systems end names at 255
-// bytes or characters.
+// A temporary name is ".", the name, ".", a mark, ".part". The mark is random but for its end,
+// which stands for this run of the machine. File systems end names at 255 bytes or characters.
 constexpr std::size_t kLongestName = 200;
 constexpr std::size_t kMarkSize = 6;
+constexpr std::size_t kBootMarkSize = 3;
 constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyz0123456789";
 constexpr std::string_view kEnd = ".part";
 
-std::string randomMark()
+// Empty when the system does not tell its runs apart.
+const std::string &bootMark()
+{
+    static const std::string mark = [] {
+        const std::string boot = system::bootId();
+        std::size_t rest = std::hash<std::string>()(boot);
+        std::string letters;
+        for (; !boot.empty() && letters.size() < kBootMarkSize; rest /= kLetters.size())
+            letters += kLetters[rest % kLetters.size()];
+        return letters;
+    }();
+    return mark;
+}
+
+std::string newMark()
 {
     thread_local std::mt19937_64 generator{std::random_device{}()};
     std::uniform_int_distribution<std::size_t> letter(0, kLetters.size() - 1);
-    std::string mark(kMarkSize, ' ');
+    std::string mark(kMarkSize - bootMark().size(), ' ');
     std::generate(mark.begin(), mark.end(), [&] { return kLetters[letter(generator)]; });
-    return mark;
+    return mark + bootMark();
 }
 
 std::size_t nameStart(const std::string &path)
@@ -52,6 +67,13 @@ bool isTemporaryName(std::string_view name)
     const std::string_view mark = name.substr(name.size() - kMarkSize);
     return name[name.size() - kMarkSize - 1] == '.' &&
            mark.find_first_not_of(kLetters) == std::string_view::npos;
+}
+
+bool isOfThisBoot(std::string_view name)
+{
+    const std::string end = bootMark() + std::string(kEnd);
+    return isTemporaryName(name) && !bootMark().empty() &&
+           name.substr(name.size() - end.size()) == end;
 }
 
 std::string writableTarget(const std::string &destination, bool keepExisting)
@@ -93,7 +115,7 @@ std::string makeTemporary(const std::string &target,
         name.resize(end);
     }
     for (int attempt = 0; attempt < 100; ++attempt) {
-        std::string path = target.substr(0, start) + '.' + name + '.' + randomMark();
+        std::string path = target.substr(0, start) + '.' + name + '.' + newMark();
         path += kEnd;
         if (create(path))
             return path;

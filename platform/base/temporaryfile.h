@@ -30,5 +30,7 @@ bool replaceByPrivate(const std::string &path, system::NativeFile *file);
 
 // Whether makeTemporary() could have made this name, given without its folder.
 bool isTemporaryName(std::string_view name);
+// The same, and on this machine since it was started.
+bool isOfThisBoot(std::string_view name);
 
 } // namespace hq

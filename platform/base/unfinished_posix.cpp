@@ -5,6 +5,7 @@
 #include "base/lasterror.h"
 #include "base/posix.h"
 #include "base/system.h"
+#include "base/temporaryfile.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -47,7 +48,7 @@ Lock lock(int file)
 }
 
 // Whether the file system is one of this machine alone. Others may keep locks to the machine that
-// took them, and do not tell.
+// took them, and do not say so.
 bool isOfThisMachine(int file)
 {
 #ifdef __linux__
@@ -187,7 +188,6 @@ void NativeFile::syncName(const std::string &name) const
 }
 
 void removeAbandoned(const std::string &folder, const NativeFile &newFile,
-                     const std::function<bool(const std::string &name)> &isOurs,
                      const std::function<bool()> &goOn)
 {
     const LastErrorKeeper keeper;
@@ -201,8 +201,10 @@ void removeAbandoned(const std::string &folder, const NativeFile &newFile,
     while (const dirent *entry = ::readdir(listing.get())) {
         if (!goOn())
             return;
-        if (isOurs(entry->d_name))
-            removeIfAbandoned(::dirfd(listing.get()), entry->d_name, locksCount, created.st_mtime);
+        const std::string_view name = entry->d_name;
+        if (isTemporaryName(name))
+            removeIfAbandoned(::dirfd(listing.get()), entry->d_name,
+                              locksCount || isOfThisBoot(name), created.st_mtime);
     }
 }
 

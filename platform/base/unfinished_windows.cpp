@@ -3,6 +3,7 @@
 
 // Files on their way to their names.
 #include "base/lasterror.h"
+#include "base/temporaryfile.h"
 #include "base/winapi.h"
 
 #include <aclapi.h>
@@ -184,7 +185,6 @@ void NativeFile::syncName(const std::string &) const
 }
 
 void removeAbandoned(const std::string &folder, const NativeFile &,
-                     const std::function<bool(const std::string &name)> &isOurs,
                      const std::function<bool()> &goOn)
 {
     const LastErrorKeeper keeper;
@@ -197,7 +197,7 @@ void removeAbandoned(const std::string &folder, const NativeFile &,
     do {
         constexpr DWORD kOther = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
         const std::string name = narrow(found.cFileName);
-        if ((found.dwFileAttributes & kOther) != 0 || !isOurs(name))
+        if ((found.dwFileAttributes & kOther) != 0 || !isTemporaryName(name))
             continue;
         // Opens only when nobody else has it open.
         NativeFile file(reinterpret_cast<std::intptr_t>(
