@@ -5,11 +5,13 @@
 #include <QByteArray>
 
 #include <cerrno>
+#include <csignal>
 #include <cstddef>
 #include <fcntl.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <vector>
 
@@ -53,3 +55,20 @@ inline void refuseCalls(const QByteArray &plan)
         ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) != 0)
         qFatal("no filter of system calls");
 }
+
+// As long as it lives, no file gets larger than `size` bytes: as if the disk were full.
+class FullDisk
+{
+public:
+    explicit FullDisk(rlim_t size)
+    {
+        ::signal(SIGXFSZ, SIG_IGN);
+        ::getrlimit(RLIMIT_FSIZE, &m_before);
+        const rlimit small{size, m_before.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &small);
+    }
+    ~FullDisk() { ::setrlimit(RLIMIT_FSIZE, &m_before); }
+
+private:
+    rlimit m_before{};
+};

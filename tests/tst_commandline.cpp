@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
+#include "access.h"
 #include "commandline.h"
 #include "displayneed.h"
 #include "streamcontent.h"
@@ -46,13 +47,6 @@ QString usage()
            "attempt to create a stream file named after the source file.\n";
 }
 
-void writeFile(const QString &path, const QByteArray &content)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(content);
-}
-
 // The program, where no display can be had unless `variables` say otherwise.
 class Program : public QProcess
 {
@@ -61,7 +55,7 @@ public:
     {
         const QStringList none{"DISPLAY=", "WAYLAND_DISPLAY=", "QT_QPA_PLATFORM=xcb",
                                "QT_QPA_PLATFORMTHEME=gtk3"};
-        if (QSysInfo::kernelType() != "winnt") // which has a display at any time
+        if (!isWindows) // which has a display at any time
             setEnvironment(systemEnvironment() + none + variables);
         start(PELLORY_PROGRAM, arguments);
     }
@@ -126,7 +120,7 @@ void CommandLineTest::run()
 {
     const QString path = m_directory.filePath("out.stream");
     const QString source = m_directory.path() + "\\a.mxf";
-    writeFile(m_directory.filePath("a.mxf"), "media");
+    QVERIFY(fill(m_directory.filePath("a.mxf"), "media"));
     for (const auto &[words, status, printed] :
          {std::tuple("?", -1, usage() + usage()),
           {"?x -u %\\a.mxf -t %\\out", 1, usage()},
@@ -142,7 +136,7 @@ void CommandLineTest::run()
         if (status == 1)
             expected = source.toUtf8();
         for (const bool asProgram : {false, true}) {
-            writeFile(path, "kept");
+            QVERIFY(fill(path, "kept"));
             QString output;
             QTextStream out(&output);
             if (asProgram) {
@@ -209,6 +203,7 @@ void CommandLineTest::endsInOrder()
         std::signal(SIGHUP, signal == SIGTERM ? SIG_IGN : SIG_DFL);
         Program program(waiting);
         QVERIFY(server.waitForReadyRead() && !server.readAll().isEmpty());
+        QTRY_VERIFY_WITH_TIMEOUT(program.catches(signal), 30000);
         QVERIFY(program.catches(SIGHUP) == (signal != SIGTERM)); // nohup stays what it is
         ::kill(pid_t(program.processId()), signal);
         QCOMPARE(program.outcome(), "-1|" + kNoSource);

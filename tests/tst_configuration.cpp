@@ -8,26 +8,8 @@
 #include "testmain.h"
 
 #ifndef Q_OS_WIN
-#include <csignal>
-#include <sys/resource.h>
-#include <sys/stat.h>
+#include "refusedcalls.h"
 #endif
-
-namespace {
-
-#ifdef Q_OS_WIN
-constexpr bool isWindows = true; // where files have the rights of the user's profile
-#else
-constexpr bool isWindows = false;
-#endif
-
-// 0 for success.
-uint errorOf(int32_t done)
-{
-    return done ? 0 : hqOSGetLastError();
-}
-
-} // namespace
 
 class ConfigurationTest : public QObject
 {
@@ -108,27 +90,15 @@ void ConfigurationTest::store()
         const uint saved = errorOf(hqCFGSave(-1, 0, 0));
         return saved == error && contentOf(file) == old;
     };
-    const auto rewrite = [&](const QByteArray &text) {
-        QVERIFY(other.open(QIODevice::WriteOnly) && other.write(text) == text.size());
-        other.close();
-    };
     QVERIFY(set(section, QByteArray(5000, 'x')));
-    rewrite(bad);
-    QVERIFY(failsWith(1392, bad));
-    rewrite(good);
+    QVERIFY(fill(file, bad) && failsWith(1392, bad) && fill(file, good));
     QVERIFY(hqCFGSave(-1, 0, 0) && contentOf(file).size() > 5000);
 #ifndef Q_OS_WIN
-    rlimit limit;
-    QCOMPARE(::getrlimit(RLIMIT_FSIZE, &limit), 0);
-    std::signal(SIGXFSZ, SIG_IGN);
     const int lastLine = contentOf(file).lastIndexOf('\n', -2) + 1;
     for (const int room : {lastLine, lastLine + 5}) {
-        rewrite(good);
-        QVERIFY(set(section, QByteArray(5000, 'x')));
-        const rlimit small{rlim_t(room), limit.rlim_max};
-        QCOMPARE(::setrlimit(RLIMIT_FSIZE, &small), 0);
-        const bool isRefused = failsWith(112, good);
-        QVERIFY(::setrlimit(RLIMIT_FSIZE, &limit) == 0 && isRefused);
+        QVERIFY(fill(file, good) && set(section, QByteArray(5000, 'x')));
+        const FullDisk full(room);
+        QVERIFY(failsWith(112, good));
     }
     QVERIFY(hqCFGSave(-1, 0, 0) && contentOf(file).size() > 5000);
 #endif

@@ -19,7 +19,6 @@
 
 #include <csignal>
 #include <sys/file.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #endif
 
@@ -55,12 +54,6 @@ private:
 
 namespace {
 
-#ifdef Q_OS_WIN
-constexpr bool isWindows = true;
-#else
-constexpr bool isWindows = false;
-#endif
-
 HQHANDLE toRead(const QByteArray &path)
 {
     return hqOSCreateFile(path, HQ_ACCESS_READ, 1, nullptr, HQ_OPEN_EXISTING, 0, nullptr);
@@ -69,18 +62,6 @@ HQHANDLE toRead(const QByteArray &path)
 HQHANDLE toWrite(const QByteArray &path)
 {
     return hqOSCreateFile(path, HQ_ACCESS_WRITE, 1, nullptr, HQ_CREATE_ALWAYS, 0, nullptr);
-}
-
-bool fill(const QByteArray &path, const QByteArray &data)
-{
-    QFile file(QString::fromUtf8(path));
-    return file.open(QIODevice::WriteOnly) && file.write(data) == data.size();
-}
-
-// 0 for success.
-uint errorOf(bool done)
-{
-    return done ? 0 : hqOSGetLastError();
 }
 
 // This program as another process: copies, or with "w" in `plan` writes, says so and waits for its
@@ -292,13 +273,7 @@ void LocalFilesTest::fullDisk()
 {
 #ifndef Q_OS_WIN
     QVERIFY(fill(at("old"), "old") && fill(at("source"), QByteArray(8 << 20, 'x')));
-    rlimit before;
-    QCOMPARE(::getrlimit(RLIMIT_FSIZE, &before), 0);
-    const auto restore = qScopeGuard([&] { ::setrlimit(RLIMIT_FSIZE, &before); });
-    std::signal(SIGXFSZ, SIG_IGN);
-    const rlimit small{4096, before.rlim_max};
-    QCOMPARE(::setrlimit(RLIMIT_FSIZE, &small), 0);
-
+    const FullDisk full(4096);
     const HQHANDLE file = toWrite(at("old"));
     QCOMPARE(errorOf(hqOSfprintf(file, "%5000s", "x") != -1), 112u);
     QCOMPARE(hqOSfprintf(file, "%s", "fits"), -1);

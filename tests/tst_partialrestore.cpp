@@ -39,20 +39,17 @@ private slots:
     void placement();
     void commandLine();
     void outcome();
-    void acceptDuringCopy();
-    void dialogPerUse();
+    void duringACopy();
     void destroyedDuringCopy();
 
 private:
-    void write(const QString &suffix, const QByteArray &content, QFile::Permissions more = {})
+    void write(const QString &suffix, const QByteArray &content = {}, QFile::Permissions more = {})
     {
         QFile file(m_tool + suffix);
         QVERIFY(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
         file.setPermissions(file.permissions() | more);
     }
     void installTool() { write("", kTool, QFile::ExeOwner); }
-    void hold() { write(".hold", ""); }
-    void release() { QFile::remove(m_tool + ".hold"); }
     // One line for each run of the tool, in its parts.
     QList<QByteArrayList> runs() const
     {
@@ -158,12 +155,9 @@ void PartialRestoreTest::outcome()
     for (const auto &[logged, reported] :
          {std::pair("", kFinished), {"Permission denied", ""}, {"it is missing", ""}}) {
         QFile::remove(log);
-        if (!*logged)
-            installTool();
-        else
-            cleanup();
-        if (*logged == 'P')
-            write("", kTool);
+        cleanup();
+        if (*logged != 'i')
+            write("", kTool, *logged ? QFile::Permissions() : QFile::ExeOwner);
         MainWindowProbe probe;
         PartialRestoreDialog *dialog = openDialog(probe);
         fillDialog(dialog, {"1", "2", "n"}, "Accept");
@@ -172,49 +166,39 @@ void PartialRestoreTest::outcome()
         QTRY_COMPARE(status(probe), reported);
         emit probe.window.updateStatus("Adding: x");
         QTRY_COMPARE(status(probe), QString("Count: 1 | Adding: x"));
-        QVERIFY2(contentOf(log).contains("/clipforge.exe>") == (*logged != 0) &&
-                     contentOf(log).contains(logged),
-                 logged);
+        const QByteArray written = contentOf(log);
+        QVERIFY2(written.contains("/clipforge.exe>") == (*logged != 0) && written.contains(logged),
+                 written);
     }
 }
 
-void PartialRestoreTest::acceptDuringCopy()
+// One copy at a time for each dialog, a new dialog for each use.
+void PartialRestoreTest::duringACopy()
 {
     installTool();
-    hold();
-    MainWindowProbe probe;
-    PartialRestoreDialog *dialog = openDialog(probe);
-    fillDialog(dialog, {"1", "2", "first"}, "Accept");
-    QTRY_COMPARE(runs().size(), 1);
-    dialog->show();
-    fillDialog(dialog, {"3", "4", "second"}, "Accept");
-    QVERIFY(!dialog->isVisible());
-    release();
-    QTRY_COMPARE(status(probe), kFinished);
-    QTRY_VERIFY(!dialog->isCopying());
-    QCOMPARE(runs().size(), 1);
-    fillDialog(dialog, {}, "Accept");
-    QTRY_COMPARE(runs().size(), 2);
-    QVERIFY(runs()[1].contains("/out\\second"));
-}
-
-void PartialRestoreTest::dialogPerUse()
-{
-    installTool();
-    hold();
+    write(".hold");
     MainWindowProbe probe;
     const auto count = [&] { return probe.window.findChildren<PartialRestoreDialog *>().size(); };
     PartialRestoreDialog *copying = openDialog(probe);
-    fillDialog(copying, {}, "Accept");
+    fillDialog(copying, {"1", "2", "first"}, "Accept");
     QTRY_COMPARE(runs().size(), 1);
+    copying->show();
+    fillDialog(copying, {"3", "4", "second"}, "Accept");
+    QVERIFY(!copying->isVisible());
+
     PartialRestoreDialog *second = openDialog(probe);
     QVERIFY(second != copying && second->isVisible() && !second->isModal());
     QCOMPARE(count(), 2);
     openDialog(probe);
     QVERIFY(!second->isVisible());
     QTRY_COMPARE(count(), 2); // the second one was not copying
-    release();
+    QVERIFY(QFile::remove(m_tool + ".hold"));
     QTRY_COMPARE(status(probe), kFinished);
+    QTRY_VERIFY(!copying->isCopying());
+    QCOMPARE(runs().size(), 1);
+    fillDialog(copying, {}, "Accept");
+    QTRY_COMPARE(runs().size(), 2);
+    QVERIFY(runs()[1].contains("/out\\second"));
     QTRY_VERIFY(!copying->isCopying());
     openDialog(probe);
     QTRY_COMPARE(count(), 1);
@@ -224,19 +208,18 @@ void PartialRestoreTest::dialogPerUse()
 void PartialRestoreTest::destroyedDuringCopy()
 {
     installTool();
+    write(".hold");
     for (const char *manners : {".hold", ".deaf"}) {
-        hold();
-        write(manners, "");
+        write(manners);
         QFile::remove(m_tool + ".log");
         QStringList processes;
         {
             MainWindowProbe probe;
             fillDialog(openDialog(probe), {}, "Accept");
             QTRY_COMPARE(runs().size(), 1);
-            for (int i = 0; i < 2; ++i) {
-                processes << "/proc/" + runs()[0][i] + "/exe";
-                QVERIFY(QFileInfo(processes[i]).isSymLink());
-            }
+            for (const QByteArray &id : runs()[0].mid(0, 2))
+                processes << "/proc/" + id + "/exe";
+            QVERIFY(QFileInfo(processes[0]).isSymLink() && QFileInfo(processes[1]).isSymLink());
         }
         for (const QString &process : processes)
             QTRY_VERIFY2(QFile::symLinkTarget(process).isEmpty(), manners); // no more than a zombie
