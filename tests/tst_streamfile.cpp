@@ -120,7 +120,6 @@ void StreamFileTest::replacesFiles()
 void StreamFileTest::privateFromTheStart()
 {
 #ifndef Q_OS_WIN
-    const mode_t mask = ::umask(0);
     const QByteArray path = at("watched.stream").toUtf8();
     std::atomic<bool> ended{false};
     std::atomic<int> seen{0};
@@ -140,7 +139,6 @@ void StreamFileTest::privateFromTheStart()
     }
     ended = true;
     watcher.join();
-    ::umask(mask);
     QVERIFY(seen >= 300);
     QCOMPARE(modes.load(), 0600u);
 #endif
