@@ -72,8 +72,9 @@ void ErrOut(const char *format, ...) HQ_PRINTF(1, 2);
 HQHANDLE hqOSCreateFile(const char *path, uint32_t access, uint32_t share, void *security,
                         uint32_t disposition, uint32_t attributes, HQHANDLE templateFile);
 
-/* Closes a handle; a written file takes its place now. 0 on failure: a written file that could
- * not be completed leaves the old one as it was. The handle is gone in either case. */
+/* Closes a handle; a written file takes its place now, when it is on the disk. 0 on failure: a
+ * written file that could not be completed leaves the old one as it was. The handle is gone in
+ * either case. */
 int hqOSCloseFile(HQHANDLE file);
 
 /* Reads up to `count` bytes from the current position; fewer only at the end of the source.
@@ -109,9 +110,9 @@ int hqOSFileExists(const char *path);
 /* Deletes a local file. 0 on failure. */
 int hqOSDeleteFile(const char *path);
 
-/* Copies a source to a local file, which appears under its name only when it is complete. With
- * `keepExisting` 1 an existing destination is kept as it is and the call fails with 80.
- * 0 on failure, then nothing is left behind. */
+/* Copies a source to a local file, which appears under its name only when it is complete and on the
+ * disk. With `keepExisting` 1 an existing destination, also a link that leads nowhere, is kept as
+ * it is and the call fails with 80. 0 on failure, then nothing is left behind. */
 int hqOSCopyFile(const char *source, const char *destination, int keepExisting);
 
 /* Nonzero when `address` is a network source, judged by its text alone. */
@@ -159,7 +160,8 @@ void hqXCFree(void *output);
 int hqCFGValueString(intptr_t store, const char *section, const char *key, const char *value,
                      int32_t *length, int write);
 
-/* Writes what was set to the store's file, readable by its owner only. 0 on failure. */
+/* Writes what was set to the store's file, readable by its owner only. 0 on failure, which is
+ * logged; the file is as it was then, and the next call tries again. */
 int hqCFGSave(intptr_t store, int reserved1, int reserved2);
 
 #ifdef __cplusplus

@@ -4,7 +4,6 @@
 
 #include "base/system.h"
 #include "base/targetfile.h"
-#include "base/temporaryfile.h"
 #include "hqutil.h"
 
 #include <algorithm>
@@ -69,7 +68,7 @@ public:
     bool close() override
     {
         if (m_error == 0)
-            return m_target->commit(false);
+            return m_target->commit();
         setLastSystemError(m_error);
         return false;
     }
@@ -90,7 +89,7 @@ std::unique_ptr<File> openForReading(const std::string &path)
 
 std::unique_ptr<File> openForWriting(const std::string &path)
 {
-    auto target = TargetFile::create(path, TargetFile::Access::OwnerOnly);
+    auto target = TargetFile::create(path, system::kOwnerOnly, false);
     return target ? std::make_unique<WriteFile>(std::move(target)) : nullptr;
 }
 
@@ -116,27 +115,11 @@ bool walk(const std::string &folder, const Entry &entry)
 bool copy(const std::string &source, const std::string &destination, bool keepExisting,
           const CopyProgress &progress)
 {
-    // Destinations that cannot be taken show before the work is done.
-    const std::string target = writableTarget(destination);
-    if (target.empty())
+    const auto from = system::NativeFile::openForReading(source);
+    if (!from.isOpen())
         return false;
-    if (keepExisting && system::kindOf(target) != system::Kind::Missing)
-        return fail(Error::FileExists);
-    const auto step = [&progress](std::int64_t done, std::int64_t total) {
-        if (progress)
-            progress(done, total);
-        return !isStopped();
-    };
-    const auto attempt = [&](const std::string &name) {
-        return system::copyToNew(source, name, step);
-    };
-    const std::string temporary = makeTemporary(target, attempt);
-    if (temporary.empty())
-        return false;
-    if (keepExisting ? system::renameNew(temporary, target) : system::renameOver(temporary, target))
-        return true;
-    discard(temporary);
-    return false;
+    const auto target = TargetFile::create(destination, from.rights(), keepExisting);
+    return target && target->copyFrom(from, progress) && target->commit();
 }
 
 } // namespace hq::local

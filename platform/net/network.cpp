@@ -113,9 +113,7 @@ bool walk(const std::string &address, const Entry &entry)
 bool copy(const std::string &address, const std::string &destination, bool keepExisting,
           const CopyProgress &progress)
 {
-    if (keepExisting && hqOSFileExists(destination.c_str()))
-        return fail(Error::FileExists);
-    const auto target = TargetFile::create(destination, TargetFile::Access::Default);
+    const auto target = TargetFile::create(destination, system::kUsualRights, keepExisting);
     if (!target)
         return false;
     bool copied = false;
@@ -127,7 +125,7 @@ bool copy(const std::string &address, const std::string &destination, bool keepE
     } else {
         setLastError(Error::InvalidName);
     }
-    return copied && target->commit(keepExisting);
+    return copied && target->commit();
 }
 
 } // namespace hq::network
