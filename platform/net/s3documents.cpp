@@ -100,6 +100,8 @@ S3ErrorDocument parseS3Error(const std::string &text)
     while (xml.readNextStartElement()) {
         if (xml.name() == QLatin1String("Code"))
             error.code = elementText(xml);
+        else if (xml.name() == QLatin1String("Message"))
+            error.message = elementText(xml);
         else if (xml.name() == QLatin1String("Region"))
             error.region = elementText(xml);
         else if (xml.name() == QLatin1String("Endpoint"))

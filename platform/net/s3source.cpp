@@ -27,15 +27,16 @@ NameValues listQuery(const std::string &prefix, const char *mostKeys)
 // A HEAD is cheap, but its refusal has no document that names the reason, and some servers refuse
 // HEAD alone: then the GET, the smallest that proves the same, has the last word.
 bool headOrGet(S3Resource &headed, S3Resource &got, const RequestOptions &get, HttpAnswer *answer,
-               const AnswerCheck &check = {})
+               const Patience &patience, const AnswerCheck &check = {})
 {
     RequestOptions head;
     head.method = "HEAD";
-    if (perform(headed, head, answer))
+    if (perform(headed, head, answer, {}, patience))
         return true;
-    if (answer->result != CURLE_OK || answer->status < 300 || answer->status >= 500)
+    if (answer->result != CURLE_OK || answer->status < 300 || answer->status >= 500 ||
+        answer->isFromProxy)
         return false;
-    return perform(got, get, answer, check);
+    return perform(got, get, answer, check, patience);
 }
 
 // Success alone does not make a listing: errors can come with a 200.
@@ -44,19 +45,20 @@ bool isListing(const HttpAnswer &answer)
     return parseS3Listing(answer.body).has_value();
 }
 
-bool findKey(const S3Address &address, const std::string &key, S3Object *object, HttpAnswer *answer)
+bool findKey(const S3Address &address, const std::string &key, S3Object *object, HttpAnswer *answer,
+             const Patience &patience)
 {
     auto resource = std::make_unique<S3Resource>(address, key);
     RequestOptions firstByte;
     firstByte.range = "bytes=0-0";
-    const bool found = headOrGet(*resource, *resource, firstByte, answer);
+    const bool found = headOrGet(*resource, *resource, firstByte, answer, patience);
     const ContentRange range = contentRange(*answer);
     // No first byte to be had: an empty object.
     const bool empty = !found && answer->status == 416 && range.total == 0;
     if (!found && !empty)
         return false;
     object->size = answer->status == 200 ? answer->contentLength() : range.total;
-    object->etag = answer->strongEtag();
+    object->validator = Validator(*answer);
     object->latencyMicroseconds = answer->latencyMicroseconds;
     object->resource = std::move(resource);
     return true;
@@ -161,7 +163,8 @@ private:
         }
     }
 
-    HttpClient &m_client = HttpClient::ofThread();
+    const HttpClient::Lease m_lease = HttpClient::lease();
+    HttpClient &m_client = *m_lease;
     S3Resource m_resource;
     NameValues m_query;
     CircleGuard m_guard;
@@ -214,12 +217,13 @@ bool walkPrefix(const S3Address &address, const std::string &prefix, const std::
 
 } // namespace
 
-S3Object findObject(const S3Address &address, HttpAnswer *answer)
+S3Object findObject(const S3Address &address, HttpAnswer *answer, const Patience &patience)
 {
     S3Object object;
     const std::string key = address.key();
-    if (!findKey(address, key, &object, answer) && answer->status == 404 && key != address.rawKey)
-        findKey(address, address.rawKey, &object, answer);
+    if (!findKey(address, key, &object, answer, patience) && answer->status == 404 &&
+        key != address.rawKey)
+        findKey(address, address.rawKey, &object, answer, patience);
     return object;
 }
 
@@ -231,7 +235,7 @@ bool proveBucket(const S3Address &address, HttpAnswer *answer)
     }
     S3Resource bucket(address, {});
     S3Resource listing(address, {}, listQuery({}, "1"));
-    return headOrGet(bucket, listing, {}, answer, isListing);
+    return headOrGet(bucket, listing, {}, answer, Patience::ofPerson(), isListing);
 }
 
 bool walkS3(const S3Address &address, const std::string &written, const network::Entry &entry)
