@@ -105,6 +105,7 @@ constexpr Case kCases[] = {
     {"endless head", WebRead, kSmall,
      "[{'raw':'HTTP/1.1 200 OK\\r\\n','endless':'X-Y: z\\r\\n'," EVER "}]", 12152},
     {"endless refusal", WebRead, kSmall, "[{" REFUSAL ",'endless':'<a/>'}]", 5, "Tired", 0, 1},
+    {"endless, S3", S3Read, kSmall, "[{" REFUSAL ",'endless':'<a/>'," EVER "}]", 5, "Tired"},
     {"redirects", WebRead, kSmall, "[{'status':302,'headers':{'Location':'?'}," EVER "}]", 12152},
     {"not HTTP", WebRead, kSmall, "[{'raw':'220 mail.example.org ESMTP\\r\\n'," EVER "}]", 12152},
 

@@ -24,9 +24,13 @@ constexpr int kFirstBackoffMilliseconds = 100;
 constexpr int kLongestBackoffMilliseconds = 1000; // so that a server that is back is noticed
 constexpr long long kLongestToldSeconds = 5;
 
-bool isConnectionError(CURLcode code)
+bool isConnectionError(const HttpAnswer &answer)
 {
-    switch (code) {
+    switch (answer.result) {
+    case CURLE_UNSUPPORTED_PROTOCOL:
+    case CURLE_WRITE_ERROR:
+        // Not HTTP: the rest of an answer that was longer than it said.
+        return answer.status == 0 && answer.isAfterOther;
     case CURLE_COULDNT_RESOLVE_PROXY:
     case CURLE_COULDNT_RESOLVE_HOST:
     case CURLE_COULDNT_CONNECT:
@@ -41,6 +45,11 @@ bool isConnectionError(CURLcode code)
     default:
         return false;
     }
+}
+
+bool isBusyStatus(long status)
+{
+    return status == 408 || status == 429 || status == 500 || (status >= 502 && status <= 504);
 }
 
 } // namespace
@@ -101,19 +110,12 @@ bool isTransient(const HttpAnswer &answer)
 {
     if (answer.malformed)
         return true;
+    const bool isBusy = isBusyStatus(answer.status);
+    // Most refusals are plain without the document that explains them.
     if (answer.result != CURLE_OK)
-        return isConnectionError(answer.result);
-    switch (answer.status) {
-    case 408:
-    case 429:
-    case 500:
-    case 502:
-    case 503:
-    case 504:
+        return isConnectionError(answer) && (answer.status <= 400 || isBusy);
+    if (isBusy)
         return true;
-    default:
-        break;
-    }
     const std::string code = parseS3Error(answer.body).code;
     return code == "SlowDown" || code == "RequestTimeout" || code == "InternalError";
 }

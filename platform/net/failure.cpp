@@ -40,10 +40,10 @@ Error errorOfResult(CURLcode result)
         return Error::SecureFailure;
     case CURLE_URL_MALFORMAT:
         return Error::InvalidName;
-    case CURLE_UNSUPPORTED_PROTOCOL: // what a server sends that does not speak HTTP, or redirects to
+    case CURLE_UNSUPPORTED_PROTOCOL: // what a server sends that does not speak HTTP, or redirects
+                                     // to
     case CURLE_TOO_MANY_REDIRECTS:
     case CURLE_WRITE_ERROR:
-    case CURLE_OUT_OF_MEMORY: // a line of a head that does not end
         return Error::InvalidServerResponse;
     default:
         return Error::ConnectionLost;

@@ -44,6 +44,15 @@ struct CertificateSettings
     }
 };
 
+bool isEndlessLine(CURLcode result)
+{
+#if LIBCURL_VERSION_NUM >= 0x080600
+    if (result == CURLE_TOO_LARGE)
+        return true;
+#endif
+    return result == CURLE_OUT_OF_MEMORY;
+}
+
 std::string trimmed(std::string_view text)
 {
     const auto first = text.find_first_not_of(" \t\r\n");
@@ -158,6 +167,8 @@ void Transfer::finish(CURLcode result)
         // curl takes a connection that is closed inside a head for the end of the answer.
         if (result == CURLE_OK)
             result = CURLE_RECV_ERROR;
+        if (isEndlessLine(result))
+            result = CURLE_WRITE_ERROR;                      // as for a head without an end
         if (m_head == Head::Open || m_answer.status < 200) { // a redirect has come whole
             m_answer.status = 0;
             m_answer.headers.clear();
@@ -168,9 +179,12 @@ void Transfer::finish(CURLcode result)
         curl_off_t sent = 0;
         curl_off_t answered = 0;
         long proxyStatus = 0;
+        long connects = 0;
         curl_easy_getinfo(m_easy, CURLINFO_PRETRANSFER_TIME_T, &sent);
         curl_easy_getinfo(m_easy, CURLINFO_STARTTRANSFER_TIME_T, &answered);
         curl_easy_getinfo(m_easy, CURLINFO_HTTP_CONNECTCODE, &proxyStatus);
+        curl_easy_getinfo(m_easy, CURLINFO_NUM_CONNECTS, &connects);
+        m_answer.isAfterOther = connects == 0;
         m_answer.latencyMicroseconds = static_cast<int>(std::max<curl_off_t>(answered - sent, 0));
         m_answer.isFromProxy = m_answer.status == 407;
         if (result != CURLE_OK && m_answer.status == 0 && proxyStatus >= 300) {

@@ -41,6 +41,7 @@ struct HttpAnswer
     std::string body;                           // of an error, or of a success that has no sink
     bool malformed = false;                     // set by who read the body and found it broken
     bool isFromProxy = false;                   // which did not let the request through
+    bool isAfterOther = false;                  // came over a connection that had been used before
     int latencyMicroseconds = 0;                // from the request's end to the answer's first byte
     bool isConditional = false;                 // of the request
     std::string signedRegion;                   // of the request
