@@ -137,7 +137,7 @@ std::chrono::milliseconds backoff(int failures, const HttpAnswer &answer)
     for (int i = 1; i < failures && ceiling < kLongestBackoffMilliseconds; ++i)
         ceiling *= 2;
     ceiling = std::min(ceiling, kLongestBackoffMilliseconds);
-    return std::chrono::milliseconds(QRandomGenerator::global()->bounded(ceiling + 1));
+    return std::chrono::milliseconds(QRandomGenerator::global()->bounded(ceiling / 2, ceiling + 1));
 }
 
 } // namespace hq

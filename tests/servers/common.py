@@ -131,7 +131,7 @@ class Listener:
             self.open.discard(sock)
 
     def away(self, ms):
-        """Breaks every connection and refuses new ones until `ms` are over."""
+        """Breaks every connection and refuses new ones until `ms` are over. Not twice at once."""
         for sock in [self.socket, *self.open]:
             with contextlib.suppress(OSError):
                 sock.shutdown(socket.SHUT_RDWR)
