@@ -23,8 +23,10 @@
  *            call.
  * Threads    Every function may be called from any thread. One handle used by two threads at
  *            once is served one call after the other.
- * Waiting    Network calls are bounded: 10 s to connect, 30 s without a byte, a few retries.
- *            A stop token set for the thread (transfer.h) ends them within 250 ms. */
+ * Waiting    On the network an open, or a read, fails after 45 s without a byte of what was asked
+ *            for, tokens and retries included, a copy after 60 s. Of that a connection takes 10 s
+ *            at most, the first byte of an answer 35 s, the next bytes of it 30 s each time. A stop
+ *            token set for the thread (transfer.h) ends every call within 250 ms. */
 #ifndef HQUTIL_H
 #define HQUTIL_H
 
@@ -78,7 +80,8 @@ HQHANDLE hqOSCreateFile(const char *path, uint32_t access, uint32_t share, void 
 int hqOSCloseFile(HQHANDLE file);
 
 /* Reads up to `count` bytes from the current position; fewer only at the end of the source.
- * `*read` receives the number. 0 on failure, then `*read` is 0 and the position is unchanged. */
+ * `*read` receives the number. 0 on failure, then `*read` is 0 and the position is unchanged. More
+ * than 256 MiB at once from a network source fail with 87. */
 int hqOSReadFile(HQHANDLE file, void *buffer, uint32_t count, uint32_t *read, void *overlapped);
 
 /* Puts the size in bytes into `*size`, -1 when it cannot be known without reading a source of
@@ -111,8 +114,9 @@ int hqOSFileExists(const char *path);
 int hqOSDeleteFile(const char *path);
 
 /* Copies a source to a local file, which appears under its name only when it is complete and on the
- * disk. With `keepExisting` 1 an existing destination, also a link that leads nowhere, is kept as
- * it is and the call fails with 80. 0 on failure, then nothing is left behind. */
+ * disk, with the bytes of one version of the source. With `keepExisting` 1 an existing destination,
+ * also a link that leads nowhere, is kept as it is and the call fails with 80. 0 on failure, then
+ * nothing is left behind. */
 int hqOSCopyFile(const char *source, const char *destination, int keepExisting);
 
 /* Nonzero when `address` is a network source, judged by its text alone. */

@@ -199,7 +199,7 @@ void TamsTest::failures_data()
     QTest::newRow("missing") << QJsonObject{{"status", 404}} << "Unable to open"
                              << "error 2 0x00000002";
     QTest::newRow("token endpoint down") << QJsonObject{{"tokenStatus", 403}} << "Unable to open"
-                                         << "HTTP status 403, out of order";
+                                         << "out of order";
     QTest::newRow("nine bytes") << QJsonObject{{"flows", "[       ]"}} << "Flow too small"
                                 << "error";
     QTest::newRow("cut") << QJsonObject{{"flows", QString(100'000, ' ')}, {"cut", 5}}

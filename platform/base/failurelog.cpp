@@ -52,13 +52,9 @@ std::string wrongForm(std::string_view address)
     return {};
 }
 
-// What the server's answer means for the person.
-std::string meaningOf(const FailureDetails &details, std::string_view address)
+// What the code means for this address.
+std::string meaningOf(std::string_view address)
 {
-    if (details.serverWord == "SignatureDoesNotMatch")
-        return "the secret does not belong to the key";
-    if (details.serverWord == "InvalidAccessKeyId")
-        return "the server does not know the key";
     const auto parts = S3Address::parse(address);
     const bool isPlain = parts ? parts->site.find("://") != std::string::npos : false;
     if (isLastError(Error::SecureChannelError) && !isPlain)
@@ -74,7 +70,7 @@ void write(const std::string &what, std::string_view address, std::string advice
     if (advice.empty())
         advice = wrongForm(address);
     if (advice.empty())
-        advice = meaningOf(details, address);
+        advice = meaningOf(address);
     std::string line = "ERROR: " + what + ", " + errorText(lastError());
     if (details.httpStatus != 0)
         line += ", HTTP status " + std::to_string(details.httpStatus);

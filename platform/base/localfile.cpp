@@ -7,6 +7,7 @@
 #include "hqutil.h"
 
 #include <algorithm>
+#include <limits>
 #include <vector>
 
 namespace hq::local {
@@ -21,6 +22,8 @@ public:
     bool read(void *buffer, std::uint32_t count, std::uint32_t *read) override
     {
         std::size_t done = 0;
+        const std::int64_t room = std::numeric_limits<std::int64_t>::max() - m_position;
+        count = static_cast<std::uint32_t>(std::min<std::int64_t>(count, room));
         if (!m_file.readAt(m_position, buffer, count, &done))
             return false;
         m_position += static_cast<std::int64_t>(done);

@@ -67,6 +67,8 @@ public:
     // One write behind everything that is there; `*end` is the position behind it.
     bool append(const char *data, std::size_t size, std::int64_t *end) const;
     bool size(std::int64_t *size) const;
+    // Empties the file and gives back its space.
+    bool clear() const;
     // What a copy of this file may have, so that nobody reads it who could not read this one.
     Rights rights() const;
     // Takes disk space for `size` bytes, where the file system can; a lack of space fails. `goOn`

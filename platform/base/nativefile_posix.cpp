@@ -116,11 +116,7 @@ NativeFile NativeFile::openForOverwriting(const std::string &path, bool ownerOnl
     };
     if (isStillExposed() && (::fchmod(descriptor(), kOwnerOnly) != 0 || isStillExposed()))
         *exposure = Exposure::ToOthers;
-    if (uninterrupted([&] { return ::ftruncate(descriptor(), 0); }) != 0) {
-        failWith(errno);
-        return {};
-    }
-    return file;
+    return file.clear() ? std::move(file) : NativeFile();
 }
 
 int NativeFile::releaseDescriptor()
@@ -188,6 +184,12 @@ Rights NativeFile::rights() const
     if (::fstat(static_cast<int>(m_handle), &info) != 0)
         return kOwnerOnly;
     return (info.st_mode & 0777) | S_IWUSR;
+}
+
+bool NativeFile::clear() const
+{
+    const int file = static_cast<int>(m_handle);
+    return uninterrupted([&] { return ::ftruncate(file, 0); }) == 0 || failWith(errno);
 }
 
 bool NativeFile::reserve(std::int64_t size, const std::function<bool()> &goOn) const

@@ -161,6 +161,13 @@ Rights NativeFile::rights() const
     return kUsualRights;
 }
 
+bool NativeFile::clear() const
+{
+    FILE_END_OF_FILE_INFO end{};
+    return ::SetFileInformationByHandle(native(m_handle), FileEndOfFileInfo, &end, sizeof end) ||
+           failNow();
+}
+
 bool NativeFile::reserve(std::int64_t size, const std::function<bool()> &) const
 {
     FILE_ALLOCATION_INFO space{};

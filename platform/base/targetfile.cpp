@@ -87,6 +87,11 @@ bool TargetFile::writeAt(std::int64_t offset, const char *data, std::size_t size
     return m_file.writeAt(offset, data, size) && pace(static_cast<std::int64_t>(size));
 }
 
+bool TargetFile::clear()
+{
+    return m_file.clear();
+}
+
 bool TargetFile::copyFrom(const system::NativeFile &source, const CopyProgress &progress)
 {
     std::int64_t total = 0;

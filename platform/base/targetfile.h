@@ -34,6 +34,8 @@ public:
     // Calls for ranges that do not overlap may come from several threads. Now and then one waits
     // for the disk, so that little is left to wait for in the end.
     bool writeAt(std::int64_t offset, const char *data, std::size_t size);
+    // Empties the file, so that it can be filled from the start again.
+    bool clear();
     // Fills the empty file; an empty `progress` is allowed.
     bool copyFrom(const system::NativeFile &source, const CopyProgress &progress);
     // Waits for the disk and gives the file its name. An existing file is replaced, or stays and

@@ -33,20 +33,22 @@ std::unique_ptr<File> openS3(const S3Address &address)
     S3Object object = findObject(address, &answer);
     if (!object.resource)
         return nullptr;
-    return std::make_unique<NetworkFile>(std::move(object.resource), object.size, object.etag);
+    return std::make_unique<NetworkFile>(std::move(object.resource), object.size, object.validator,
+                                         Patience::ofPerson());
 }
 
-std::unique_ptr<NetworkFile> openWeb(const std::string &address)
+std::unique_ptr<NetworkFile> openWeb(const std::string &address, const Patience &patience)
 {
     auto resource = std::make_unique<WebResource>(address);
-    if (!resource->authorize())
+    if (!resource->authorize(patience))
         return nullptr;
-    auto file = std::make_unique<NetworkFile>(std::move(resource), -1, "");
-    return file->start() ? std::move(file) : nullptr;
+    auto file = std::make_unique<NetworkFile>(std::move(resource), -1, Validator(), patience);
+    if (!file->start())
+        file.reset();
+    return file;
 }
 
-// One request after the other, for what is small or cannot be had in parts.
-bool copyStream(NetworkFile &file, TargetFile &target, const CopyProgress &progress)
+bool copyOnce(NetworkFile &file, TargetFile &target, const CopyProgress &progress)
 {
     std::int64_t size = -1;
     if (!file.size(&size) || (size > 0 && !target.reserve(size)))
@@ -62,18 +64,28 @@ bool copyStream(NetworkFile &file, TargetFile &target, const CopyProgress &progr
         if (progress)
             progress(done, size);
     } while (read == buffer.size());
-    return (size < 0 || done == size) || fail(Error::ConnectionLost);
+    return true;
+}
+
+// One request after the other, for what is small or cannot be had in parts.
+bool copyStream(NetworkFile &file, TargetFile &target, const CopyProgress &progress)
+{
+    while (!copyOnce(file, target, progress)) {
+        if (!file.beginAgain() || !target.clear())
+            return false;
+    }
+    return true;
 }
 
 bool copyS3(const S3Address &address, TargetFile &target, const CopyProgress &progress)
 {
     HttpAnswer answer;
-    S3Object object = findObject(address, &answer);
+    S3Object object = findObject(address, &answer, Patience::ofCopy());
     if (!object.resource)
         return false;
-    if (object.size > kLargestSinglePart)
+    if (object.size > kLargestSinglePart && object.validator.exists())
         return target.reserve(object.size) && copyInParts(object, target, progress);
-    NetworkFile file(std::move(object.resource), object.size, object.etag);
+    NetworkFile file(std::move(object.resource), object.size, object.validator, Patience::ofCopy());
     return copyStream(file, target, progress);
 }
 
@@ -88,7 +100,7 @@ bool isNetworkSource(const std::string &address)
 std::unique_ptr<File> open(const std::string &address)
 {
     if (!isS3Address(address))
-        return openWeb(address);
+        return openWeb(address, Patience::ofPerson());
     if (const auto parts = S3Address::parse(address))
         return openS3(*parts);
     setLastError(Error::InvalidName);
@@ -118,7 +130,7 @@ bool copy(const std::string &address, const std::string &destination, bool keepE
         return false;
     bool copied = false;
     if (!isS3Address(address)) {
-        const auto file = openWeb(address);
+        const auto file = openWeb(address, Patience::ofCopy());
         copied = file && copyStream(*file, *target, progress);
     } else if (const auto parts = S3Address::parse(address)) {
         copied = copyS3(*parts, *target, progress);

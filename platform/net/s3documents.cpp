@@ -143,6 +143,8 @@ S3ErrorDocument parseS3Error(const std::string &text)
     while (xml.nextChild()) {
         if (xml.name() == QLatin1String("Code"))
             error.code = xml.text();
+        else if (xml.name() == QLatin1String("Message"))
+            error.message = xml.text();
         else if (xml.name() == QLatin1String("Region"))
             error.region = xml.text();
         else if (xml.name() == QLatin1String("Endpoint"))

@@ -14,6 +14,7 @@ namespace hq {
 struct S3ErrorDocument
 {
     std::string code;
+    std::string message;
     std::string region;   // named by AuthorizationHeaderMalformed or PermanentRedirect
     std::string endpoint; // named by a redirect
 };

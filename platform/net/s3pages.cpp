@@ -27,9 +27,9 @@ bool S3Pages::poll()
     if (m_page || m_error != 0)
         return true;
     if (isStopped())
-        breakOff(static_cast<std::uint32_t>(Error::Cancelled));
+        breakOff(Error::Cancelled);
     else if (m_cursor.state() == S3Cursor::State::Stuck)
-        breakOff(static_cast<std::uint32_t>(Error::InvalidServerResponse),
+        breakOff(Error::InvalidServerResponse,
                  "the server says that there is more and gives the same again");
     else if (!m_transfer && m_attempts.due() <= Attempts::Clock::now())
         send();
@@ -60,6 +60,7 @@ std::optional<S3Listing> S3Pages::take()
         setLastSystemError(m_error);
         setFailureDetails(m_details);
     }
+    m_attempts.reset();
     return std::exchange(m_page, std::nullopt);
 }
 
@@ -81,22 +82,26 @@ void S3Pages::settle()
         m_page = parseS3Listing(m_answer.body);
         if (m_page) {
             m_answer.body = std::string();
-            m_attempts = {};
             m_cursor.take(*m_page);
             return;
         }
         m_answer.malformed = true;
     }
-    if (isStopped())
-        breakOff(static_cast<std::uint32_t>(Error::Cancelled));
-    else if (!m_attempts.again(m_resource, m_answer))
-        breakOff(lastError());
+    if (!m_attempts.again(m_resource, m_answer))
+        keepFailure();
 }
 
-void S3Pages::breakOff(std::uint32_t error, const char *advice)
+void S3Pages::breakOff(Error error, const char *advice)
 {
-    m_error = error;
-    m_details = {m_answer.status, parseS3Error(m_answer.body).code, advice};
+    setLastError(error);
+    setFailureDetails({m_answer.status, {}, advice});
+    keepFailure();
+}
+
+void S3Pages::keepFailure()
+{
+    m_error = lastError();
+    m_details = failureDetails();
 }
 
 } // namespace hq

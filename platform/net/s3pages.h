@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "base/lasterror.h"
 #include "net/s3cursor.h"
 #include "net/s3resource.h"
 
@@ -36,7 +37,8 @@ public:
 private:
     void send();
     void settle();
-    void breakOff(std::uint32_t error, const char *advice = "");
+    void breakOff(Error error, const char *advice = "");
+    void keepFailure();
 
     HttpClient &m_client;
     const bool m_isAccount;

@@ -83,13 +83,6 @@ bool isLabel(std::string_view text)
            std::all_of(text.begin(), text.end(), isLabelCharacter);
 }
 
-bool isLoopback(const std::string &host)
-{
-    return host == "localhost" || host == "[::1]" ||
-           (host.compare(0, 4, "127.") == 0 &&
-            host.find_first_not_of("0123456789.") == std::string::npos);
-}
-
 // The value of the region line of the bucket's entry file.
 std::string regionOfEntryFile(const std::string &bucket)
 {
@@ -215,8 +208,7 @@ HttpRequest S3Resource::request(const RequestOptions &options)
         endpoint.scheme + "://" + endpoint.host + path + (query.empty() ? "" : "?") + query;
     if (!options.range.empty())
         request.headers.push_back("Range: " + options.range);
-    if (!options.ifMatch.empty())
-        request.headers.push_back("If-Match: " + options.ifMatch);
+    addCondition(options, &request);
     if (!m_address.isSigned())
         return request;
 
@@ -238,9 +230,9 @@ HttpRequest S3Resource::request(const RequestOptions &options)
     return request;
 }
 
-bool S3Resource::learn(const HttpAnswer &answer)
+Lesson S3Resource::learn(const HttpAnswer &answer, const Patience &)
 {
-    return learnRegion(answer) || learnClock(answer);
+    return learnRegion(answer) || learnClock(answer) ? Lesson::Learned : Lesson::None;
 }
 
 bool S3Resource::learnRegion(const HttpAnswer &answer)

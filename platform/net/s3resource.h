@@ -44,7 +44,7 @@ public:
 
     void setQuery(NameValues query) { m_query = std::move(query); }
     HttpRequest request(const RequestOptions &options) override;
-    bool learn(const HttpAnswer &answer) override;
+    Lesson learn(const HttpAnswer &answer, const Patience &patience) override;
 
 private:
     bool learnRegion(const HttpAnswer &answer);

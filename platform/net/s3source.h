@@ -6,6 +6,7 @@
 
 #include "net/resource.h"
 #include "net/s3address.h"
+#include "net/validator.h"
 
 #include <memory>
 #include <string>
@@ -17,13 +18,14 @@ struct S3Object
 {
     std::unique_ptr<Resource> resource;
     std::int64_t size = 0; // -1 when the server does not tell
-    std::string etag;
+    Validator validator;
     int latencyMicroseconds = 0; // from a request to its answer
 };
 
 // Asks for the object, by its key and, where "\" was taken as "/" and nothing is found, once more
 // as written. Null resource on failure; `answer` is the last one either way.
-S3Object findObject(const S3Address &address, HttpAnswer *answer);
+S3Object findObject(const S3Address &address, HttpAnswer *answer,
+                    const Patience &patience = Patience::ofPerson());
 
 // Proves that the bucket (or the account, when the bucket is empty) answers.
 bool proveBucket(const S3Address &address, HttpAnswer *answer);

@@ -34,11 +34,11 @@ std::vector<std::string> folderPrefixes(const S3Address &address)
 bool walkPrefix(const S3Address &address, const std::string &prefix, const std::string &base,
                 const network::Entry &entry, std::uint64_t *reported)
 {
-    HttpClient &client = HttpClient::ofThread();
-    S3Pages pages(client, address, prefix);
+    const auto client = HttpClient::lease();
+    S3Pages pages(*client, address, prefix);
     // The next page comes while the entries of this one are reported.
     const auto goOn = [&client, &pages] {
-        client.step(0);
+        client->step(0);
         if (!pages.isAtEnd())
             pages.poll();
     };
@@ -70,7 +70,8 @@ bool walkPrefix(const S3Address &address, const std::string &prefix, const std::
 
 bool hasEntries(const S3Address &address, const std::string &prefix)
 {
-    S3Pages pages(HttpClient::ofThread(), address, prefix, 1);
+    const auto client = HttpClient::lease();
+    S3Pages pages(*client, address, prefix, 1);
     while (!pages.isAtEnd()) {
         pages.wait();
         const std::optional<S3Listing> page = pages.take();

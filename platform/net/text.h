@@ -46,6 +46,14 @@ inline bool isS3Scheme(std::string_view name)
     return name.size() >= 2 && equalsNoCase(name.substr(name.size() - 2), "s3");
 }
 
+// Whether a host without port, in lower case, can only be this machine.
+inline bool isLoopback(std::string_view host)
+{
+    return host == "localhost" || host == "[::1]" ||
+           (host.substr(0, 4) == "127." &&
+            host.find_first_not_of("0123456789.") == std::string_view::npos);
+}
+
 // What separates the parts of an address, on every system.
 inline bool isAddressSeparator(char c)
 {
