@@ -74,7 +74,7 @@ constexpr Case kCases[] = {
     {"sixth attempt", S3Read, kSmall, "[{'status':503,'times':5}]"},
     {"given up after six", S3Read, kSmall, "[{'status':503,'times':6}]", 12152},
     {"never without reason", S3Read, kSmall, "[{'status':400,'code':'InvalidRequest'," EVER "}]",
-     12152, "InvalidRequest: As told", 0, 2},
+     12152, "InvalidRequest (As told)", 0, 2},
     {"lies about the size", S3Read, kSmall, "[{'method':'GET','lengthDelta':5," EVER "}]", 12152},
     {"silent", S3Read, kSmall, "[{'delay':60000," EVER "}]", 12002, "", 0, 2, true},
     {"drips", WebRead, kSmall, "[{'rate':1," EVER "}]", 12002, "", 0, 0, true},
@@ -131,7 +131,7 @@ constexpr Case kCases[] = {
     // Copies.
     {"parts, chaos", S3Copy, kLarge, "[" CHAOS "]"},
     {"access lost", S3Copy, kLarge, "[{'method':'GET','skip':2,'status':403}]", 5,
-     "AccessDenied: As told"},
+     "AccessDenied (As told)"},
     {"other place", S3Copy, kLarge, "[{'method':'GET','skip':1,'wrongRange':true}]", 12152},
     {"always cut", S3Copy, kLarge, "[{'method':'GET','cut':0," EVER "}]", 12030, "", 0, 0, true},
     {"always busy", S3Copy, kSmall, "[{'status':503," EVER "}]", 12152, "", 0, 0, true},

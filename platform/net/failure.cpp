@@ -163,8 +163,9 @@ Error errorOf(const HttpAnswer &answer)
 std::string serverWord(const HttpAnswer &answer)
 {
     const S3ErrorDocument document = parseS3Error(answer.body);
+    // Not "Code: message", which reads like a credential where the code ends in "Key".
     QString word = QString::fromStdString(
-        document.code + (document.message.empty() ? "" : ": " + document.message));
+        document.code + (document.message.empty() ? "" : " (" + document.message + ")"));
     if (word.isEmpty())
         word = jsonWord(QJsonDocument::fromJson(QByteArray::fromStdString(answer.body)).object());
     if (word.isEmpty())

@@ -14,7 +14,7 @@ namespace hq {
 // Code of a failed answer.
 Error errorOf(const HttpAnswer &answer);
 
-// What the answer says about itself: code and message of an S3 error, a JSON error, or a line of
+// What the answer says about itself: "Code (message)" of an S3 error, a JSON error, or a line of
 // plain text; one line, at most 200 characters, empty when it says nothing.
 std::string serverWord(const HttpAnswer &answer);
 

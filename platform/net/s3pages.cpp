@@ -68,8 +68,9 @@ void S3Pages::send()
 {
     if (!m_isAccount)
         m_resource.setQuery(m_cursor.query());
-    m_transfer =
-        std::make_unique<Transfer>(m_resource.request({}), Transfer::Sink(), kMostPageBytes);
+    HttpRequest request = m_resource.request({});
+    request.deadline = m_attempts.patience().end();
+    m_transfer = std::make_unique<Transfer>(std::move(request), Transfer::Sink(), kMostPageBytes);
     m_client.start(*m_transfer);
     m_client.step(0);
 }
