@@ -147,8 +147,10 @@ int hq::copyFile(const char *source, const char *destination, int keepExisting,
     const int copied = guardedBool([&] {
         if (!source || !destination)
             return fail(Error::InvalidParameter);
-        if (network::isNetworkSource(destination))
-            return fail(Error::NotSupported);
+        if (network::isNetworkSource(destination)) {
+            setLastError(Error::NotSupported);
+            return blameTarget();
+        }
         Throttle throttle(progress);
         const auto report = [&throttle](qint64 done, qint64 total) {
             throttle.report(done, total);

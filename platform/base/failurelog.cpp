@@ -65,7 +65,7 @@ std::string meaningOf(std::string_view address)
 void write(const std::string &what, std::string_view address, std::string advice)
 {
     const FailureDetails &details = failureDetails();
-    if (advice.empty())
+    if (!details.advice.empty())
         advice = details.advice;
     if (advice.empty())
         advice = wrongForm(address);
@@ -96,19 +96,16 @@ void unlessCancelled(Call call) noexcept
     }
 }
 
-// The code alone does not tell which of its two paths a copy failed at.
+// Which of a copy's two paths is wrong, and how.
 std::string wrongSide(std::string_view source, std::string_view destination)
 {
-    const std::uint32_t code = lastError();
-    const bool isAnswered = failureDetails().httpStatus != 0;
-    const LastErrorKeeper keeper;
-    const std::string from(source);
-    const bool isNetwork = network::isNetworkSource(from);
-    if (isNetwork ? isAnswered || !wrongForm(source).empty() : !local::openForReading(from))
-        return static_cast<Error>(code) == Error::AccessDenied && !isNetwork
+    if (!failureDetails().isOfTarget)
+        return isLastError(Error::AccessDenied) && !network::isNetworkSource(std::string(source))
                    ? "the source cannot be read"
                    : "";
-    switch (static_cast<Error>(code)) {
+    const auto code = static_cast<Error>(lastError());
+    const LastErrorKeeper keeper;
+    switch (code) {
     case Error::NotSupported:
         return network::isNetworkSource(std::string(destination)) ? "copies go to local files only"
                                                                   : "the destination is no file";

@@ -57,7 +57,8 @@ class Server:
                 status, body = 401, {"type": "Unauthorized", "summary": "token not valid"}
             else:
                 status, cut = settings["status"], settings["cut"]
-                body = settings["flows"] if status == 200 else {"summary": "as told"}
+                body = settings["flows"] if status == 200 else {
+                    "summary": "as told to " + request.headers.get("authorization", "")}
         data = (body if isinstance(body, str) else json.dumps(body)).encode()
         if not settings["unsized"]:
             promise = settings["promise"] if request.path != "/token" else 0
