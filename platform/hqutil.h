@@ -19,12 +19,12 @@
  * Errors     Each function names its failure value; hqOSGetLastError tells why, per thread,
  *            in the numbers listed there. Nothing is thrown.
  * Log        Each failed open, walk and copy leaves one line in the error log: what, where
- *            without credentials, why. One that was cancelled leaves none, nor does any other
- *            call.
+ *            without credentials, why. One that was cancelled leaves none. Settings and entry
+ *            files that cannot be read or saved leave a line of their own, other calls none.
  * Threads    Every function may be called from any thread. One handle used by two threads at
  *            once is served one call after the other.
- * Waiting    On the network an open, or a read, fails after 45 s without a byte of what was asked
- *            for, tokens and retries included, a copy after 60 s. Of that a connection takes 10 s
+ * Waiting    On the network an open, a read and a page of a walk fail after 45 s without a byte of
+ *            what was asked for, tokens and retries included, a copy after 60 s. Of that a connection takes 10 s
  *            at most, the first byte of an answer 35 s, the next bytes of it 30 s each time. A stop
  *            token set for the thread (transfer.h) ends every call within 250 ms. */
 #ifndef HQUTIL_H
