@@ -24,9 +24,9 @@
  * Threads    Every function may be called from any thread. One handle used by two threads at
  *            once is served one call after the other.
  * Waiting    On the network an open, a read and a page of a walk fail after 45 s without a byte of
- *            what was asked for, tokens and retries included, a copy after 60 s. Of that a connection takes 10 s
- *            at most, the first byte of an answer 35 s, the next bytes of it 30 s each time. A stop
- *            token set for the thread (transfer.h) ends every call within 250 ms. */
+ *            what was asked for, tokens and retries included, a copy after 60 s. Of that a
+ * connection takes 10 s at most, the first byte of an answer 35 s, the next bytes of it 30 s each
+ * time. A stop token set for the thread (transfer.h) ends every call within 250 ms. */
 #ifndef HQUTIL_H
 #define HQUTIL_H
 

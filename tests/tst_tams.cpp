@@ -197,7 +197,7 @@ void TamsTest::failures_data()
     QTest::newRow("no entry file") << QJsonObject() << "Unable to open TAMS config file"
                                    << "";
     QTest::newRow("missing") << QJsonObject{{"status", 404}} << "Unable to open"
-                             << "as told to Bearer ***";
+                             << "as told to ***";
     QTest::newRow("token endpoint down") << QJsonObject{{"tokenStatus", 403}} << "Unable to open"
                                          << "out of order";
     QTest::newRow("nine bytes") << QJsonObject{{"flows", "[       ]"}} << "Flow too small"

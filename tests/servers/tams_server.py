@@ -58,7 +58,7 @@ class Server:
             else:
                 status, cut = settings["status"], settings["cut"]
                 body = settings["flows"] if status == 200 else {
-                    "summary": "as told to " + request.headers.get("authorization", "")}
+                    "summary": "as told to " + request.headers.get("authorization", "").split()[-1]}
         data = (body if isinstance(body, str) else json.dumps(body)).encode()
         if not settings["unsized"]:
             promise = settings["promise"] if request.path != "/token" else 0
