@@ -43,11 +43,15 @@ void BrowseTree::startTams(const QString &text, const QString &site)
 // To delete a hundred thousand items takes as long as a listing's gap may be.
 void BrowseTree::discardTree()
 {
-    while (m_model->rowCount() > 0) {
-        for (QStandardItem *item : m_model->takeRow(0)) {
-            if (item) // a Root fills its first column only
-                m_discarded.emplace_back(item);
-        }
+    while (m_model->rowCount() > 0)
+        discard(m_model->takeRow(0));
+}
+
+void BrowseTree::discard(const QList<QStandardItem *> &row)
+{
+    for (QStandardItem *item : row) {
+        if (item) // most fill their first column only
+            m_discarded.emplace_back(item);
     }
     m_deletion.start(0);
 }
@@ -143,4 +147,27 @@ void BrowseTree::append(const TamsNodeData &flow)
     const QList<QStandardItem *> row = makeFlowRow(flow, m_icons);
     m_rootItems->append(row.first());
     m_rootItems->first()->appendRow(row);
+}
+
+QStandardItem *BrowseTree::renew(QStandardItem *folder)
+{
+    const NodeData node = nodeData(folder);
+    QStandardItem *fresh =
+        makeEntryItem(node.path, false, m_icons, node.pathParts.mid(0, node.pathParts.size() - 1));
+    int kept = 0;
+    for (int i = 0; i < m_rootItems->size(); ++i) {
+        QStandardItem *item = m_rootItems->at(i);
+        if (item != folder && isWithin(item, folder))
+            continue;
+        (*m_rootItems)[kept] = item == folder ? fresh : item;
+        m_pathHashes[std::size_t(kept++)] = m_pathHashes[std::size_t(i)];
+    }
+    m_rootItems->erase(m_rootItems->begin() + kept, m_rootItems->end());
+    m_pathHashes.resize(std::size_t(kept));
+
+    QStandardItem *parent = folder->parent();
+    const int row = folder->row();
+    discard(parent->takeRow(row));
+    parent->insertRow(row, fresh);
+    return fresh;
 }

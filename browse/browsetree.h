@@ -31,8 +31,13 @@ public:
     void append(const std::vector<EntryArrival> &entries);
     void append(const TamsNodeData &flow);
 
+    // Puts a fresh item, not listed yet, into the row of an S3 folder and into its place in
+    // `rootItems`, which nothing below the old one stays in.
+    QStandardItem *renew(QStandardItem *folder);
+
 private:
     void discardTree();
+    void discard(const QList<QStandardItem *> &row);
     void deleteSome();
     static QStandardItem *parentAmongLastRows(const QStandardItem *item);
     void setRoot(QStandardItem *root);

@@ -8,11 +8,15 @@
 #include <QList>
 #include <QMainWindow>
 #include <QModelIndex>
+#include <functional>
 #include <memory>
 
 class AddDialog;
+class BrowseActions;
 class BrowseTree;
+class ListingWarnings;
 class Listings;
+class LogAccess;
 class ParamDialog;
 class PartialRestoreDialog;
 class QFileSystemModel;
@@ -79,6 +83,9 @@ private:
     // Connecting and listing
     void makeListings();
     void leaveSource();
+    void connectS3(const QString &url);
+    void listAgain();
+    void showComputer();
     void connectTams(const QString &text);
     void showSource(const QString &url);
     void listSource(const QString &address);
@@ -88,6 +95,7 @@ private:
 
     // Browsing
     void setBrowsing(bool local, bool tams);
+    void showDrives();
     void showLocalFolder(const QModelIndex &folder);
     void showFolderFiles(const QStandardItem *folder);
     QStandardItem *itemOf(const TreeSortFilterProxyModel *proxy, const QModelIndex &index) const;
@@ -125,4 +133,8 @@ private:
     std::unique_ptr<BrowseTree> m_tree;
     std::unique_ptr<Listings> m_listings;
     std::unique_ptr<StatusLine> m_statusLine;
+    BrowseActions *m_browseActions = nullptr;
+    ListingWarnings *m_listingWarnings = nullptr;
+    LogAccess *m_logAccess = nullptr;
+    std::function<void()> m_connectAgain; // to the source connected to last; empty without one
 };

@@ -21,6 +21,15 @@ void MainWindow::setBrowsing(bool local, bool tams)
     ui->treeView->setExpandsOnDoubleClick(local);
 }
 
+void MainWindow::showDrives()
+{
+    // The computer's own text names this root too, but on Windows only to index(): setRootPath()
+    // takes it for a folder that is missing and stays where the program was started.
+    driveModel->setRootPath(QString());
+    showModel(ui->treeView, driveModel);
+    ui->treeView->setRootIndex(driveModel->index(driveModel->rootPath()));
+}
+
 void MainWindow::on_treeView_clicked(QModelIndex index)
 {
     if (!index.isValid())
