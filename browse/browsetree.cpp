@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "browsetree.h"
 
+#include <QSignalBlocker>
 #include <QStandardItemModel>
 #include <algorithm>
 
@@ -22,6 +23,13 @@ void BrowseTree::forget()
 {
     m_rootItems->clear();
     m_pathHashes.clear();
+    m_fileCounts.clear();
+}
+
+int BrowseTree::fileCount(const QStandardItem *item) const
+{
+    const auto found = m_fileCounts.find(item);
+    return found == m_fileCounts.end() ? 0 : found->second;
 }
 
 void BrowseTree::startS3(const QString &url)
@@ -101,6 +109,7 @@ void BrowseTree::append(const std::vector<EntryArrival> &entries)
         QStringList parentParts;
         int parentsKnown;
         QList<QStandardItem *> items;
+        int files;
     };
     std::vector<Rows> all;
     auto rows = all.end();
@@ -111,7 +120,7 @@ void BrowseTree::append(const std::vector<EntryArrival> &entries)
                                 [&](const Rows &known) { return path == known.parentPath; });
         }
         if (rows == all.end())
-            rows = all.insert(all.end(), {path.toString(), nullptr, {}, 0, {}});
+            rows = all.insert(all.end(), {path.toString(), nullptr, {}, 0, {}, 0});
         if (!rows->parent && rows->parentsKnown < m_rootItems->size()) {
             rows->parent = findParent(rows->parentPath);
             rows->parentParts = nodeData(rows->parent).pathParts;
@@ -121,14 +130,19 @@ void BrowseTree::append(const std::vector<EntryArrival> &entries)
             continue;
         QStandardItem *item = makeEntryItem(entry.path, entry.isFile, m_icons, rows->parentParts);
         rows->items.append(item);
-        if (!entry.isFile) {
+        if (entry.isFile) {
+            ++rows->files;
+        } else {
             m_rootItems->append(item);
             m_pathHashes.push_back(qHash(entry.path));
         }
     }
     for (const Rows &finished : all) {
-        if (finished.parent)
-            finished.parent->appendRows(finished.items);
+        if (!finished.parent)
+            continue;
+        // Before the rows: the proxies ask when they come.
+        m_fileCounts[finished.parent] += finished.files;
+        finished.parent->appendRows(finished.items);
     }
 }
 
@@ -142,11 +156,34 @@ QStandardItem *BrowseTree::findParent(const QString &path) const
     return nullptr;
 }
 
-void BrowseTree::append(const TamsNodeData &flow)
+// The model takes several rows at once by their first column alone. The others are filled in
+// silence and told of together: one by one, each would have the proxies map all rows anew.
+void BrowseTree::append(const std::vector<TamsNodeData> &flows)
 {
-    const QList<QStandardItem *> row = makeFlowRow(flow, m_icons);
-    m_rootItems->append(row.first());
-    m_rootItems->first()->appendRow(row);
+    if (flows.empty())
+        return;
+    QStandardItem *root = m_rootItems->first();
+    const int begin = root->rowCount();
+    std::vector<QList<QStandardItem *>> rows;
+    QList<QStandardItem *> labels;
+    for (const TamsNodeData &flow : flows) {
+        rows.push_back(makeFlowRow(flow, m_icons));
+        labels.append(rows.back().first());
+    }
+    if (root->columnCount() < rows.front().size())
+        root->setColumnCount(rows.front().size());
+    m_rootItems->append(labels);
+    m_fileCounts[root] += labels.size();
+    root->appendRows(labels);
+    {
+        const QSignalBlocker blocker(m_model);
+        for (std::size_t i = 0; i < rows.size(); ++i) {
+            for (int column = 1; column < rows[i].size(); ++column)
+                root->setChild(begin + int(i), column, rows[i][column]);
+        }
+    }
+    emit m_model->dataChanged(root->child(begin, 1)->index(),
+                              root->child(root->rowCount() - 1, root->columnCount() - 1)->index());
 }
 
 QStandardItem *BrowseTree::renew(QStandardItem *folder)
@@ -157,7 +194,10 @@ QStandardItem *BrowseTree::renew(QStandardItem *folder)
     int kept = 0;
     for (int i = 0; i < m_rootItems->size(); ++i) {
         QStandardItem *item = m_rootItems->at(i);
-        if (item != folder && isWithin(item, folder))
+        const bool isWithinFolder = isWithin(item, folder);
+        if (isWithinFolder)
+            m_fileCounts.erase(item);
+        if (isWithinFolder && item != folder)
             continue;
         (*m_rootItems)[kept] = item == folder ? fresh : item;
         m_pathHashes[std::size_t(kept++)] = m_pathHashes[std::size_t(i)];

@@ -225,10 +225,12 @@ void Listings::listTamsFlows(const QString &site)
         for (std::size_t begin = 0; begin < flows->size(); begin += flowsPerBatch) {
             const std::size_t end = std::min(begin + flowsPerBatch, flows->size());
             outlet.send([this, flows, begin, end] {
-                for (std::size_t i = begin; i < end; ++i) {
-                    m_tree->append((*flows)[i].flow);
+                std::vector<TamsNodeData> rows;
+                for (std::size_t i = begin; i < end; ++i)
+                    rows.push_back((*flows)[i].flow);
+                m_tree->append(rows);
+                for (std::size_t i = begin; i < end; ++i)
                     emit status((*flows)[i].line);
-                }
             });
         }
         outlet.send([this] {

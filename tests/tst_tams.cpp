@@ -181,8 +181,10 @@ void TamsTest::answers()
     for (const auto &[settings, flows] : rows) {
         reset(settings);
         BrowseSession session;
+        QSignalSpy inserted(session.probe.treeModel, &QAbstractItemModel::rowsInserted);
         session.connectTo(addRepository(session));
         QTRY_COMPARE(session.status(), QString("Count: %1 | Finished").arg(flows));
+        QCOMPARE(inserted.size(), flows > 0 ? 2 : 1); // the Root, and all flows at once
         QTRY_VERIFY(session.probe.ui.treeView->model());
         QCOMPARE(session.root()->rowCount(), flows);
         QCOMPARE(session.probe.rootItems.size(), flows + 1);

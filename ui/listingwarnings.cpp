@@ -10,8 +10,8 @@ ListingWarnings::ListingWarnings(QWidget *window) : QObject(window), m_window(wi
 
 void ListingWarnings::add(const QString &folder, quint64 entries, const QString &reason)
 {
-    const QString count = entries == 1 ? QStringLiteral("1 entry")
-                                       : QStringLiteral("%1 entries").arg(entries);
+    const QString count =
+        entries == 1 ? QStringLiteral("1 entry") : QStringLiteral("%1 entries").arg(entries);
     m_texts.append(QStringLiteral("The listing of <%1> broke off after %2:\n%3.\n\n"
                                   "\"List Again\" (F5) lists the folder once more.")
                        .arg(folder, count, reason));

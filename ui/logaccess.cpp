@@ -51,7 +51,8 @@ void LogAccess::refresh()
     if (line.startsWith(error))
         line.remove(0, error.size());
     // The first line keeps what stands in "<" and ">" from being taken for markup.
-    m_box->setToolTip(line.isEmpty() ? QString() : tr("Last line of the error log:\n") + wrapped(line));
+    m_box->setToolTip(line.isEmpty() ? QString()
+                                     : tr("Last line of the error log:\n") + wrapped(line));
 }
 
 bool LogAccess::eventFilter(QObject *watched, QEvent *event)

@@ -70,8 +70,7 @@ void MainWindow::showLocalFolder(const QModelIndex &folder)
 
 void MainWindow::showFolderFiles(const QStandardItem *folder)
 {
-    fileProxy->setSourceModel(treeModel);
-    fileProxy->setFilterFixedString(folder->text());
+    fileProxy->showFolder(folder);
     const QModelIndex root = fileProxy->mapFromSource(folder->index());
     showModel(ui->fileView, root.isValid() ? fileProxy : nullptr);
     ui->fileView->setRootIndex(root);

@@ -27,6 +27,7 @@ void MainWindow::makeListings()
     const ItemIcons icons{style->standardIcon(QStyle::SP_DirIcon),
                           style->standardIcon(QStyle::SP_FileIcon)};
     m_tree = std::make_unique<BrowseTree>(treeModel, &rootItems, icons);
+    fileProxy->setFileCount([this](const QStandardItem *item) { return m_tree->fileCount(item); });
     m_listings = std::make_unique<Listings>(&m_work, m_tree.get(), this);
     m_statusLine = std::make_unique<StatusLine>(ui->textbox_Status);
     const Listings *listings = m_listings.get();
