@@ -8,6 +8,7 @@
 #include "hqutil.h"
 #include "testmain.h"
 #include "testserver.h"
+#include "url.h"
 
 #include <QAction>
 #include <QDesktopServices>
@@ -59,6 +60,7 @@ private slots:
     void thisComputer();
     void hostilePages();
     void anotherConnect();
+    void editedRegion();
     void outOfBounds();
     void statusIsPaced();
     void queueIsBounded();
@@ -444,6 +446,27 @@ void ListingTest::anotherConnect()
     QCOMPARE(session.events, (QStringList{"Connecting", "Connecting", "Finished", "end"}).mid(1));
     QCOMPARE(treeText(session.root()), QString("Root empty"));
     QCOMPARE(session.probe.treeModel->rowCount(), 1);
+}
+
+void ListingTest::editedRegion()
+{
+    for (const QString region : {"eu-west-2", "eu-west-3"}) {
+        init();
+        m_faulty.command("bucket", {{"bucket", "far"}, {"region", region}});
+        BrowseSession session;
+        session.addS3("AK", "SK", m_faulty.port(), "far");
+        QMetaObject::invokeMethod(&session.probe.window, "onUpdateUrl", Q_ARG(QString, "AK"),
+                                  Q_ARG(QString, "SK"), Q_ARG(QString, region),
+                                  Q_ARG(QString, "far"), Q_ARG(URL *, session.probe.sources[0]),
+                                  Q_ARG(int, 0));
+        m_faulty.command("requests");
+        session.connectTo("far");
+        QTRY_COMPARE(session.status(), QString("Count: 0 | Finished"));
+        const QJsonArray requests = m_faulty.command("requests")["requests"].toArray();
+        QCOMPARE(requests.size(), 2);
+        for (const QJsonValue &request : requests)
+            QVERIFY(request["authorization"].toString().contains("/" + region + "/s3/"));
+    }
 }
 
 void ListingTest::outOfBounds()

@@ -76,7 +76,7 @@ private:
     // Sources: item i of the "URL:" box shows sources[i], the computer's entry comes last.
     void loadSources();
     void appendComputer();
-    QString entryBucket(const URL *source) const;
+    QString entryPath(const URL *source) const;
     void deleteEntryFile(const QString &path);
     void saveTargets();
 
@@ -125,8 +125,9 @@ private:
     bool localBrowsing = true;
     bool tamsBrowsing = false;
     QString tamsEndpoint;
-    // Buckets whose entry file an edited record came from; the others have their own.
-    QHash<const URL *, QString> m_entryBuckets;
+    // Of the entry files that are not named as a new one of the record would be: the record was
+    // edited, or the file was copied there by hand as "X.CSV".
+    QHash<const URL *, QString> m_entryPaths;
     enum class Selection { None, File, Flow } m_selection = Selection::None; // of the last click
     QString m_flowAddressStart; // of the selected flow: repository and endpoint
     BackgroundWork m_work;
