@@ -172,13 +172,25 @@ void TamsTest::answers()
     for (int i = 0; large.size() < 3 * 1024 * 1024 / 2; ++i)
         large += QString("{\"id\":\"%1\",\"note\":\"%2\"},").arg(i).arg("", 15000, 'x');
     large.back() = ']';
-    const std::pair<QJsonObject, int> rows[] = {
-        {{}, 0}, // ten bytes
-        {{{"flows", QString(json("{'id':'abc'}"))}}, 0},
-        {{{"flows", large}}, large.count('{')},
-        {{{"flows", large}, {"unsized", true}}, large.count('{')},
+    const QString one(json("[{'id':'1','label':'one'}]"));
+    const auto next = [](const char *name, const char *value) {
+        return QJsonObject{{name, value}};
     };
-    for (const auto &[settings, flows] : rows) {
+    // Settings, flows, what is logged.
+    const std::tuple<QJsonObject, int, const char *> rows[] = {
+        {{}, 0, ""}, // ten bytes
+        {{{"flows", QString(json("{'id':'abc'}"))}}, 0, "No list of flows"},
+        {{{"flows", "<html><body>sorry"}}, 0, "No list of flows"},
+        {{{"flows", large}}, large.count('{'), ""},
+        {{{"flows", large}, {"unsized", true}}, large.count('{'), ""},
+        {{{"flows", one}, {"next", next("X-Paging-NextKey", "k")}}, 1, "Not all flows"},
+        {{{"flows", one}, {"next", next("Link", "<https://a/b?c=1>; rel=\"next\"")}},
+         1,
+         "Not all flows"},
+        {{{"flows", one}, {"next", next("Link", "<https://a/next>; rel=\"first\"")}}, 1, ""},
+    };
+    for (const auto &[settings, flows, logged] : rows) {
+        init();
         reset(settings);
         BrowseSession session;
         QSignalSpy inserted(session.probe.treeModel, &QAbstractItemModel::rowsInserted);
@@ -188,6 +200,8 @@ void TamsTest::answers()
         QTRY_VERIFY(session.probe.ui.treeView->model());
         QCOMPARE(session.root()->rowCount(), flows);
         QCOMPARE(session.probe.rootItems.size(), flows + 1);
+        const QByteArray log = takeLog();
+        QVERIFY2(log.contains("ERROR") == (*logged != 0) && log.contains(logged), log);
     }
 }
 

@@ -25,6 +25,7 @@ public:
     bool read(void *buffer, std::uint32_t count, std::uint32_t *read) override;
     bool size(std::int64_t *size) override;
     bool seek(std::int64_t position) override;
+    bool hasNextPage() const override;
 
 private:
     bool startAt(std::int64_t position, Attempts &attempts);
