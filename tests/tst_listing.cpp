@@ -194,14 +194,33 @@ void ListingTest::emptyBucket()
     QCOMPARE(treeText(session.root()), QString("Root empty"));
 }
 
-// The address of an account ends in "/", so no entry finds its parent.
+// Its address ends in "/", so below it there are two; what is made of an object has one.
 void ListingTest::accountRoot()
 {
     BrowseSession session;
     addSwift(session, "");
     session.connectTo(" - ");
     QTRY_COMPARE(session.status(), QString("Count: 2 | Finished"));
-    QCOMPARE(treeText(session.root()), QString("Root "));
+    QCOMPARE(session.events.mid(1, 2), (QStringList{"Adding: empty//", "Adding: tree//"}));
+    QCOMPARE(treeText(session.root()), QString("Root (Folder empty,Folder tree)"));
+    session.click(session.child(session.root(), "tree"));
+    QTRY_COMPARE(session.files().size(), 2);
+    QStandardItem *clip = session.child(session.child(session.root(), "tree"), "clip");
+    QCOMPARE(nodeData(clip).path, address("/tree/clip"));
+    session.click(clip);
+    QTRY_COMPARE(session.files(), QStringList("a.mxf"));
+    const QTreeView *view = session.probe.ui.fileView;
+    emit session.probe.ui.fileView->clicked(view->model()->index(0, 0, view->rootIndex()));
+    QCOMPARE(session.probe.selectedPath, address("/tree/clip/a.mxf"));
+    QTemporaryDir target;
+    session.probe.ui.combo_TargetDir->setEditText(target.path());
+    session.probe.ui.button_MakeStream->click();
+    QFile made(target.filePath("a.stream"));
+    QVERIFY(made.open(QIODevice::ReadOnly));
+    QCOMPARE(QString::fromUtf8(made.readAll()), address("tree/clip/a.mxf"));
+    session.probe.ui.button_LocalizeFile->click();
+    QTRY_VERIFY(QFile::exists(target.filePath("a.mxf")));
+    QVERIFY(!takeLog().contains("ERROR"));
 }
 
 void ListingTest::unreachable()
