@@ -171,13 +171,16 @@ void Listings::reportFailure(const QString &address, const WalkEnd &walk)
 
 void Listings::listAgain(QStandardItem *folder)
 {
-    const auto isCovered = [folder](const QStandardItem *item) { return isWithin(item, folder); };
-    m_waiting.erase(std::remove_if(m_waiting.begin(), m_waiting.end(), isCovered), m_waiting.end());
-    m_waiting.push_back(folder);
     for (const Piece &piece : m_pieces) {
         if (piece.folder && isWithin(piece.folder, folder))
             piece.call.stop();
     }
+    // What waits below goes with this one, as this one goes with what waits above.
+    const auto isBelow = [folder](const QStandardItem *item) { return isWithin(item, folder); };
+    const auto isAbove = [folder](const QStandardItem *item) { return isWithin(folder, item); };
+    m_waiting.erase(std::remove_if(m_waiting.begin(), m_waiting.end(), isBelow), m_waiting.end());
+    if (std::none_of(m_waiting.begin(), m_waiting.end(), isAbove))
+        m_waiting.push_back(folder);
     listWaiting();
 }
 

@@ -55,7 +55,7 @@ signals:
     void brokeOff(QString folder, quint64 entries, QString reason);
     // Whether something is being opened or listed.
     void busyChanged(bool isBusy);
-    // Around the exchange of a folder's item. The old one must not be used any more.
+    // Before and after the exchange of a folder's item.
     void renewing(QStandardItem *folder);
     void renewed(QStandardItem *folder);
 

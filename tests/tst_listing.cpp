@@ -321,6 +321,8 @@ void ListingTest::listAgain()
     for (int round = 0; round < 2; ++round) {
         QVERIFY(isAsked("prefix"));
         again(folder("a"));
+        if (round == 0)
+            again(session.child(folder("a"), "deep")); // goes with the folder above
     }
     again(folder("b"));
     QTRY_COMPARE(treeText(session.root()),
