@@ -579,8 +579,13 @@ void ListingTest::randomRounds()
             for (const int most = random.bounded(60); timer.elapsed() < most;) {
                 QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
                 const QStandardItem *root = session->root();
-                if (root && root->rowCount() > 0 && session->probe.ui.treeView->model())
-                    session->click(root->child(random.bounded(root->rowCount())));
+                QTreeView *view = session->probe.ui.treeView;
+                if (!root || root->rowCount() == 0 || !view->model())
+                    continue;
+                const QStandardItem *row = root->child(random.bounded(root->rowCount()));
+                session->click(row);
+                view->setCurrentIndex(session->probe.folderProxy->mapFromSource(row->index()));
+                view->actions().at(random.bounded(20) ? 0 : random.bounded(3))->trigger();
             }
         }
         QElapsedTimer closing;
