@@ -10,6 +10,7 @@
 #include "base/localfile.h"
 #include "base/network.h"
 #include "base/system.h"
+#include "paging.h"
 
 #include <chrono>
 #include <cstdarg>
@@ -165,6 +166,14 @@ int hq::copyFile(const char *source, const char *destination, int keepExisting,
     if (!copied)
         logFailedCopy(source ? source : "", destination ? destination : "");
     return copied;
+}
+
+bool hq::hasNextPage(HQHANDLE file)
+{
+    return guardedBool([file] {
+        return HandleTable::instance().with(
+            file, [](const File &opened) { return opened.hasNextPage(); });
+    });
 }
 
 void ErrLogSetFileName(const char *name)

@@ -10,7 +10,8 @@
  * Sources    "s3://", "https://" and "http://" in any letter case are network sources, every
  *            other text is a local path.
  *            S3 form: "s3://" key ":" secret "@" site "/" bucket ["/" object key], nothing
- *            escaped; empty key and secret make unsigned requests.
+ *            escaped; empty key and secret make unsigned requests. Without a bucket it is the
+ *            account. Two "/" in front of the bucket count as one.
  * Ownership  Arguments stay the caller's and are not kept. Handles are closed with
  *            hqOSCloseFile, encoder outputs released with hqXCFree.
  * Handles    Pointer-sized; all bits set is the invalid handle. A handle that is invalid,
@@ -132,9 +133,11 @@ int hqOSGetConfigDir(char *buffer, int flags);
  * the walk. */
 typedef int (*HqWalkCallback)(void *user, const char *address, unsigned int attributes);
 
-/* Walks the entries directly inside a folder, bucket or prefix, in the order of their names, on
- * the calling thread. `flags` is HQ_WALK_ONE_LEVEL. Returns 1 after a complete walk or one that
- * the callback ended, 0 when it broke off. */
+/* Walks the entries directly inside a folder, bucket, prefix or account, in the order of their
+ * names, on the calling thread. Each address is the folder's as given, "/" unless that ends it
+ * already, and the rest; an account's buckets have the "/" in either case. `flags` is
+ * HQ_WALK_ONE_LEVEL. Returns 1 after a complete walk or one that the callback ended, 0 when it
+ * broke off. */
 int hqOSRecurseDirectory(void *user, const char *folder, HqWalkCallback callback, uint32_t flags);
 
 /* Takes an entry's address apart, cutting a part that does not fit at a character boundary. The

@@ -8,6 +8,7 @@
 #include "base/network.h"
 #include "base/system.h"
 #include "credentials.h"
+#include "failures.h"
 #include "net/s3address.h"
 #include "transfer.h"
 
@@ -62,7 +63,8 @@ std::string meaningOf(std::string_view address)
     return {};
 }
 
-void write(const std::string &what, std::string_view address, std::string advice)
+// "error 5 (denied), HTTP status 403, server: AccessDenied, what follows for the person".
+std::string reason(std::string_view address, std::string advice)
 {
     const FailureDetails &details = failureDetails();
     if (!details.advice.empty())
@@ -71,17 +73,22 @@ void write(const std::string &what, std::string_view address, std::string advice
         advice = wrongForm(address);
     if (advice.empty())
         advice = meaningOf(address);
-    std::string line = "ERROR: " + what + ", " + errorText(lastError());
+    std::string text = errorText(lastError());
     if (details.httpStatus != 0)
-        line += ", HTTP status " + std::to_string(details.httpStatus);
+        text += ", HTTP status " + std::to_string(details.httpStatus);
     constexpr std::size_t kLongestWord = 300;
     if (!details.serverWord.empty())
-        line +=
+        text +=
             ", server: " +
             harmlessReport(std::string_view(details.serverWord).substr(0, kLongestWord), address);
     if (!advice.empty())
-        line += ", " + advice;
-    writeHarmlessLine(line);
+        text += ", " + advice;
+    return text;
+}
+
+void write(const std::string &what, std::string_view address, const std::string &advice)
+{
+    writeHarmlessLine("ERROR: " + what + ", " + reason(address, advice));
 }
 
 template <typename Call>
@@ -124,6 +131,11 @@ std::string wrongSide(std::string_view source, std::string_view destination)
 }
 
 } // namespace
+
+std::string failureReason(std::string_view address)
+{
+    return reason(address, {});
+}
 
 void logFailedOpen(std::string_view address) noexcept
 {

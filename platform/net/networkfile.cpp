@@ -3,6 +3,7 @@
 #include "net/networkfile.h"
 
 #include "net/failure.h"
+#include "net/text.h"
 #include "transfer.h"
 
 #include <algorithm>
@@ -337,6 +338,21 @@ bool NetworkFile::seek(std::int64_t position)
     }
     m_position = position;
     return true;
+}
+
+bool NetworkFile::hasNextPage() const
+{
+    if (!m_answer.header("x-paging-nextkey").empty())
+        return true;
+    // <address>; rel="next", <address>; rel="last"
+    const std::string links = lowerCase(m_answer.header("link"));
+    for (std::size_t at = links.find("rel="); at != std::string::npos;
+         at = links.find("rel=", at + 1)) {
+        const std::size_t end = links.find_first_of(";,", at);
+        if (links.substr(at, end - at).find("next") != std::string::npos)
+            return true;
+    }
+    return false;
 }
 
 } // namespace hq

@@ -28,6 +28,7 @@ public:
     bool read(void *buffer, std::uint32_t count, std::uint32_t *read) override;
     bool size(std::int64_t *size) override;
     bool seek(std::int64_t position) override;
+    bool hasNextPage() const override;
 
     // After a failed read: whether it failed only because it could not go on behind what it had
     // handed out. Then it waits, and the source is as it was when it was opened.
