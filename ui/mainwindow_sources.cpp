@@ -4,6 +4,7 @@
 // The window's sources and target directories.
 #include "adddialog.h"
 #include "configdirectory.h"
+#include "dialogplacement.h"
 #include "hqutil.h"
 #include "mainwindow.h"
 #include "paramdialog.h"
@@ -153,7 +154,7 @@ void MainWindow::on_button_Params_clicked()
     paramDialog = new ParamDialog(this, index, sources[index]);
     connect(paramDialog, SIGNAL(updateUrl(QString, QString, QString, QString, URL *, int)), this,
             SLOT(onUpdateUrl(QString, QString, QString, QString, URL *, int)));
-    paramDialog->show();
+    showInFront(paramDialog);
 }
 
 void MainWindow::on_button_Add_clicked()
@@ -163,7 +164,7 @@ void MainWindow::on_button_Add_clicked()
         connect(addDialog, SIGNAL(addUrl(QString, QString, QString, QString, QString)), this,
                 SLOT(onAddUrl(QString, QString, QString, QString, QString)));
     }
-    addDialog->show();
+    showInFront(addDialog);
 }
 
 void MainWindow::on_button_tams_clicked()
@@ -173,7 +174,7 @@ void MainWindow::on_button_tams_clicked()
         connect(tamsDialog, SIGNAL(addTams(QString, QString, QString, QString, QString)), this,
                 SLOT(onAddTams(QString, QString, QString, QString, QString)));
     }
-    tamsDialog->show();
+    showInFront(tamsDialog);
 }
 
 void MainWindow::fillTargetDirectories()
