@@ -5,6 +5,7 @@
 #include "browsetree.h"
 #include "listings.h"
 #include "paramdialog.h"
+#include "reach.h"
 #include "statusline.h"
 #include "treeitems.h"
 #include "treesortfilterproxymodel.h"
@@ -71,6 +72,7 @@ MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(new Ui_MainWin
     ui->textbox_Status->setLineWrapMode(QTextEdit::NoWrap);
     ui->textbox_Status->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     ui->textbox_Status->document()->setDocumentMargin(1);
+    makeReachable(this, *ui);
 }
 
 MainWindow::~MainWindow()

@@ -1,0 +1,267 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+
+// What a person reaches without a mouse, with a screen reader and on other screens.
+#include "windowprobe.h"
+
+#include "copyprogressdialog.h"
+#include "streamcontent.h"
+#include "testmain.h"
+#include "testserver.h"
+#include "treesortfilterproxymodel.h"
+
+#include <QDir>
+#include <QFileSystemModel>
+#include <QJsonObject>
+#include <QTreeView>
+
+namespace {
+
+const QString kSecret = "ab/c+d@e:f";
+
+QWidget *keyTarget()
+{
+    QWidget *popup = QApplication::activePopupWidget();
+    return popup ? popup : QApplication::focusWidget();
+}
+
+void press(Qt::Key key, Qt::KeyboardModifiers modifiers = {})
+{
+    QTest::keyClick(keyTarget(), key, modifiers);
+}
+
+void type(const QString &text)
+{
+    for (const QChar letter : text)
+        QTest::keyClick(keyTarget(), letter.toLatin1());
+}
+
+// Goes to a name in a view by its letters, a blank among them too, as fast as a person types.
+void typeAhead(const QString &name)
+{
+    QApplication::setKeyboardInputInterval(0);
+    QTest::qSleep(2);
+    type(name.left(1));
+    QApplication::setKeyboardInputInterval(30'000);
+    type(name.mid(1));
+}
+
+void pressSpaceLater()
+{
+    QApplication::setKeyboardInputInterval(0);
+    QTest::qSleep(2);
+    press(Qt::Key_Space);
+}
+
+bool tabTo(const QWidget *widget)
+{
+    for (int i = 0; i < 40 && QApplication::focusWidget() != widget; ++i)
+        press(Qt::Key_Tab);
+    return QApplication::focusWidget() == widget;
+}
+
+// As a window manager does after a dialog.
+bool activate(QWidget *window)
+{
+    window->activateWindow();
+    return QTest::qWaitFor([&] { return QApplication::activeWindow() == window; });
+}
+
+QString current(const QTreeView *view)
+{
+    return view->currentIndex().data().toString();
+}
+
+int rows(const QTreeView *view, const QModelIndex &parent)
+{
+    return view->model() ? view->model()->rowCount(parent) : 0;
+}
+
+} // namespace
+
+class ReachTest : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase();
+    void byKeysAlone();
+    void dialogsStart();
+    void copiesTakeNoKeys();
+
+private:
+    TestServer m_swift{"swift_server.py", {"--secret", kSecret, "--location", "eu-west-1"}};
+    TestServer m_tams{"tams_server.py"};
+    std::unique_ptr<TestServer> m_front;
+    QTemporaryDir m_target;
+};
+
+void ReachTest::initTestCase()
+{
+    for (TestServer *server : {&m_swift, &m_tams})
+        QVERIFY2(server->start(), server->error());
+    m_front = std::make_unique<TestServer>("tls_front.py",
+                                           QStringList{"--port", QString::number(m_tams.port())});
+    QVERIFY2(m_front->start(), m_front->error());
+    qputenv("CURL_CA_BUNDLE", m_front->ready()["caFile"].toString().toUtf8());
+    qputenv("https_proxy",
+            "http://127.0.0.1:" + QByteArray::number(m_front->ready()["proxyPort"].toInt()));
+    m_swift.command("bucket", {{"bucket", "rushes"}});
+    m_swift.command("put", {{"bucket", "rushes"},
+                            {"objects", QJsonObject{{"day 1/clip 01.mxf", ""},
+                                                    {"day 1/clip 02.mxf", ""}}}});
+    m_tams.command("reset", {{"flows", R"([{"id": "f1", "label": "clip 01"},
+                                           {"id": "f2", "label": "clip 02"}])"}});
+    QVERIFY2((m_swift.error() + m_tams.error()).isEmpty(), m_swift.error() + m_tams.error());
+}
+
+// From the start to a stream file of each kind of source.
+void ReachTest::byKeysAlone()
+{
+    QTemporaryDir folder;
+    for (const char *name : {"clip 01.mxf", "clip 02.mxf"})
+        QVERIFY(QFile(folder.filePath(name)).open(QIODevice::WriteOnly));
+    MainWindowProbe probe;
+    const Ui_MainWindow &ui = probe.ui;
+    probe.window.show();
+    QVERIFY(activate(&probe.window));
+    QVERIFY(tabTo(ui.combo_TargetDir));
+    press(Qt::Key_A, Qt::ControlModifier);
+    type(m_target.path());
+    press(Qt::Key_Return);
+    const auto makesStreamFile = [&](const QString &address) {
+        const bool reached = tabTo(ui.button_MakeStream);
+        press(Qt::Key_Space);
+        const QByteArray content = contentOf(m_target.filePath("clip 02.stream"));
+        QFile::remove(m_target.filePath("clip 02.stream"));
+        return reached && content == address.toUtf8();
+    };
+
+    QVERIFY(tabTo(ui.treeView));
+    for (const QString &part : folder.path().split('/')) {
+        if (!part.isEmpty())
+            typeAhead(part);
+        press(Qt::Key_Right);
+        QTRY_VERIFY2(rows(ui.treeView, ui.treeView->currentIndex()) > 0 || part == folder.path().section('/', -1), qPrintable(part));
+    }
+    QCOMPARE(probe.driveModel->filePath(ui.treeView->currentIndex()), folder.path());
+    press(Qt::Key_Return);
+    QTRY_COMPARE(rows(ui.fileView, ui.fileView->rootIndex()), 2);
+    QVERIFY(tabTo(ui.fileView));
+    typeAhead("clip 02");
+    QCOMPARE(probe.selectedName, QString());
+    press(Qt::Key_Return);
+    QVERIFY(makesStreamFile(folder.filePath("clip 02.mxf")));
+
+    const QString site = QString("127.0.0.1:%1").arg(m_swift.port());
+    const QString flow = "tamss://tams.amazonaws.com";
+    // Button of the dialog, what is typed into its fields in their order, the way to the files
+    // and the address.
+    const std::tuple<QPushButton *, QStringList, QStringList, QString> sources[] = {
+        {ui.button_Add,
+         {"TESTER", "eu-west-1", kSecret, "rushes", site},
+         {"rushes", "day 1"},
+         "s3://TESTER:" + kSecret + '@' + site + "/rushes/day 1/clip 02.mxf"},
+        {ui.button_Tams,
+         {"https://tams.amazonaws.com", "", "login.amazonaws.com/token", "word", "client"},
+         {flow},
+         flow + "/Prod/flows/f2"}};
+    for (const auto &[button, fields, way, address] : sources) {
+        QVERIFY(tabTo(button));
+        press(Qt::Key_Space);
+        QVERIFY(activate(probe.window.findChildren<QDialog *>().last()));
+        for (const QString &field : fields) {
+            type(field);
+            press(Qt::Key_Tab);
+        }
+        press(Qt::Key_Space); // "Accept" comes after the last field
+        QVERIFY(activate(&probe.window));
+        QVERIFY(tabTo(ui.combo_URL));
+        typeAhead(button == ui.button_Add ? "127.0" : "tamss");
+        QVERIFY(tabTo(ui.button_Connect));
+        press(Qt::Key_Space);
+        QTRY_COMPARE(ui.treeView->model(), static_cast<QAbstractItemModel *>(probe.folderProxy));
+        QVERIFY(tabTo(ui.treeView));
+        for (const QString &name : way) {
+            QTRY_COMPARE(current(ui.treeView), name);
+            press(Qt::Key_Right);
+            if (name != way.last())
+                press(Qt::Key_Down);
+        }
+        pressSpaceLater();
+        QTRY_COMPARE(rows(ui.fileView, ui.fileView->rootIndex()), 2);
+        QVERIFY(tabTo(ui.fileView));
+        typeAhead("clip 02");
+        QCOMPARE(current(ui.fileView).left(7), QString("clip 02"));
+        QVERIFY(!probe.selectedPath.contains(address.section('/', -2)));
+        pressSpaceLater();
+        QVERIFY(makesStreamFile(address));
+    }
+}
+
+// The cursor stands in the first field at each opening, and a dialog that is open comes to the front
+// as it is.
+void ReachTest::dialogsStart()
+{
+    MainWindowProbe probe;
+    QMetaObject::invokeMethod(&probe.window, "onAddUrl", Q_ARG(QString, "K"), Q_ARG(QString, "S"),
+                              Q_ARG(QString, ""), Q_ARG(QString, "b"), Q_ARG(QString, ""));
+    probe.ui.button_PartialFile->show();
+    probe.window.show();
+    for (QPushButton *button : {probe.ui.button_Add, probe.ui.button_Params, probe.ui.button_Tams,
+                                probe.ui.button_PartialFile}) {
+        const QByteArray name = button->text().toUtf8();
+        for (const bool again : {false, true}) {
+            button->click();
+            auto *dialog = probe.window.findChildren<QDialog *>().last();
+            QVERIFY2(activate(dialog), name);
+            auto *field = dialog->findChild<QLineEdit *>();
+            QVERIFY2(field->hasFocus(), name);
+            type(again ? " a" : " ");
+            QVERIFY2(dialog->isVisible() && field->text().endsWith(again ? " a" : " "), name);
+            press(Qt::Key_Tab);
+            const QWidget *next = QApplication::focusWidget();
+            dialog->showMinimized();
+            if (button != probe.ui.button_Params && button != probe.ui.button_PartialFile)
+                button->click();
+            else
+                dialog->showNormal();
+            QVERIFY2(activate(dialog) && !dialog->isMinimized(), name);
+            QVERIFY2(QApplication::focusWidget() == next && next != field, name);
+            press(Qt::Key_Escape);
+            QVERIFY2(!dialog->isVisible() && activate(&probe.window), name);
+        }
+    }
+}
+
+void ReachTest::copiesTakeNoKeys()
+{
+    MainWindowProbe probe;
+    probe.window.show();
+    QVERIFY(activate(&probe.window));
+    QPointer<CopyProgressDialog> copies[2];
+    hq::StopToken tokens[2];
+    for (int i = 0; i < 2; ++i) {
+        copies[i] = new CopyProgressDialog("clip.mxf", &probe.window);
+        copies[i]->stopOnCancel(tokens[i]);
+    }
+    QVERIFY(tabTo(probe.ui.combo_TargetDir));
+    QTRY_VERIFY(copies[0]->isVisible() && copies[1]->isVisible());
+    QVERIFY(copies[0]->testAttribute(Qt::WA_ShowWithoutActivating));
+    for (QWidget *window : {static_cast<QWidget *>(&probe.window), static_cast<QWidget *>(copies[1])}) {
+        QVERIFY(activate(window));
+        for (const Qt::Key key : {Qt::Key_Space, Qt::Key_Return, Qt::Key_Enter})
+            QTest::keyClick(window->focusWidget(), key);
+    }
+    QVERIFY(!tokens[0].isStopped() && !tokens[1].isStopped());
+    QVERIFY(activate(&probe.window));
+    for (int i = 2; --i >= 0;) {
+        press(Qt::Key_Escape, Qt::ShiftModifier);
+        QVERIFY(tokens[i].isStopped() && tokens[0].isStopped() == (i == 0));
+        QTRY_VERIFY(!copies[i]);
+    }
+    press(Qt::Key_Escape, Qt::ShiftModifier);
+    QVERIFY(probe.window.isVisible());
+}
+
+PELLORY_TEST_MAIN(ReachTest, QApplication)
+#include "tst_reach.moc"

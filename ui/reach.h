@@ -1,0 +1,11 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+class QMainWindow;
+class Ui_MainWindow;
+
+// Gives the window what its form cannot: keys in the views, a key that cancels
+// the newest copy. Called once, when the form and its
+// models are there; what it makes belongs to the window.
+void makeReachable(QMainWindow *window, const Ui_MainWindow &ui);
