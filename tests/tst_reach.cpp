@@ -106,9 +106,9 @@ void ReachTest::initTestCase()
     qputenv("https_proxy",
             "http://127.0.0.1:" + QByteArray::number(m_front->ready()["proxyPort"].toInt()));
     m_swift.command("bucket", {{"bucket", "rushes"}});
-    m_swift.command("put", {{"bucket", "rushes"},
-                            {"objects", QJsonObject{{"day 1/clip 01.mxf", ""},
-                                                    {"day 1/clip 02.mxf", ""}}}});
+    m_swift.command(
+        "put", {{"bucket", "rushes"},
+                {"objects", QJsonObject{{"day 1/clip 01.mxf", ""}, {"day 1/clip 02.mxf", ""}}}});
     m_tams.command("reset", {{"flows", R"([{"id": "f1", "label": "clip 01"},
                                            {"id": "f2", "label": "clip 02"}])"}});
     QVERIFY2((m_swift.error() + m_tams.error()).isEmpty(), m_swift.error() + m_tams.error());
@@ -141,7 +141,9 @@ void ReachTest::byKeysAlone()
         if (!part.isEmpty())
             typeAhead(part);
         press(Qt::Key_Right);
-        QTRY_VERIFY2(rows(ui.treeView, ui.treeView->currentIndex()) > 0 || part == folder.path().section('/', -1), qPrintable(part));
+        QTRY_VERIFY2(rows(ui.treeView, ui.treeView->currentIndex()) > 0 ||
+                         part == folder.path().section('/', -1),
+                     qPrintable(part));
     }
     QCOMPARE(probe.driveModel->filePath(ui.treeView->currentIndex()), folder.path());
     press(Qt::Key_Return);
@@ -198,8 +200,8 @@ void ReachTest::byKeysAlone()
     }
 }
 
-// The cursor stands in the first field at each opening, and a dialog that is open comes to the front
-// as it is.
+// The cursor stands in the first field at each opening, and a dialog that is open comes to the
+// front as it is.
 void ReachTest::dialogsStart()
 {
     MainWindowProbe probe;
@@ -247,7 +249,8 @@ void ReachTest::copiesTakeNoKeys()
     QVERIFY(tabTo(probe.ui.combo_TargetDir));
     QTRY_VERIFY(copies[0]->isVisible() && copies[1]->isVisible());
     QVERIFY(copies[0]->testAttribute(Qt::WA_ShowWithoutActivating));
-    for (QWidget *window : {static_cast<QWidget *>(&probe.window), static_cast<QWidget *>(copies[1])}) {
+    for (QWidget *window :
+         {static_cast<QWidget *>(&probe.window), static_cast<QWidget *>(copies[1])}) {
         QVERIFY(activate(window));
         for (const Qt::Key key : {Qt::Key_Space, Qt::Key_Return, Qt::Key_Enter})
             QTest::keyClick(window->focusWidget(), key);

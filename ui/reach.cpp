@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "reach.h"
 
+#include "boxes.h"
 #include "copyprogressdialog.h"
 #include "ui_mainwindow.h"
 #include "viewkeys.h"
@@ -24,6 +25,7 @@ void addCancelKey(QMainWindow *window)
 void makeReachable(QMainWindow *window, const Ui_MainWindow &ui)
 {
     addCancelKey(window);
+    completeInList(ui.combo_TargetDir);
     for (QTreeView *view : {ui.treeView, ui.fileView})
         new ViewKeys(view);
 }

@@ -40,9 +40,9 @@ bool ViewKeys::isClick(const QKeyEvent *key)
         return false;
     if (key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter)
         return !(key->modifiers() & Qt::ShiftModifier);
-    const bool goesOn = m_sinceTypeAhead.isValid() &&
-                        m_sinceTypeAhead.elapsed() <=
-                            QGuiApplication::styleHints()->keyboardInputInterval();
+    const bool goesOn =
+        m_sinceTypeAhead.isValid() &&
+        m_sinceTypeAhead.elapsed() <= QGuiApplication::styleHints()->keyboardInputInterval();
     const bool isSpace = key->key() == Qt::Key_Space;
     if (isSpace && !goesOn)
         return !(key->modifiers() & Qt::ShiftModifier);

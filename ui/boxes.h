@@ -1,0 +1,12 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+
+// How the window's combo boxes treat long texts and typing.
+#pragma once
+
+class QComboBox;
+
+// Lets an editable box offer the entries that begin with the typed text, whatever their letter case,
+// in a list below it. Nothing changes what was typed until one of them is chosen; Return takes the
+// text as it stands.
+void completeInList(QComboBox *box);
