@@ -5,6 +5,14 @@
 #include <QAbstractItemView>
 #include <QComboBox>
 #include <QCompleter>
+#include <QLineEdit>
+
+void nameParts(QComboBox *box)
+{
+    box->view()->setAccessibleName(box->accessibleName());
+    if (box->lineEdit())
+        box->lineEdit()->setAccessibleName(box->accessibleName());
+}
 
 void completeInList(QComboBox *box)
 {
@@ -12,6 +20,10 @@ void completeInList(QComboBox *box)
     completer->setCaseSensitivity(Qt::CaseInsensitive); // the box finds doubles by the same rule
     completer->setCompletionMode(QCompleter::PopupCompletion);
     // The list is a window of its own, without the style of the window that opens it.
-    completer->popup()->setStyleSheet(box->window()->styleSheet());
+    // A view's space at its top would take the last row's place.
+    completer->popup()->setStyleSheet(
+        box->window()->styleSheet() +
+        QStringLiteral("QListView { padding-top: 0; outline: none; }"));
+    completer->popup()->setAccessibleName(box->accessibleName());
     box->setCompleter(completer);
 }

@@ -6,7 +6,10 @@
 
 class QComboBox;
 
-// Lets an editable box offer the entries that begin with the typed text, whatever their letter case,
-// in a list below it. Nothing changes what was typed until one of them is chosen; Return takes the
-// text as it stands.
+// Gives the parts of the box the box's own accessible name: its list and its line edit.
+void nameParts(QComboBox *box);
+
+// Lets an editable box offer the entries that begin with the typed text, whatever their letter
+// case, in a list below it. Nothing changes what was typed until one of them is chosen; Return
+// takes the text as it stands.
 void completeInList(QComboBox *box);

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "dialogplacement.h"
 
+#include <QAbstractItemView>
+#include <QComboBox>
 #include <QDialog>
 #include <QEvent>
 #include <QLabel>
@@ -69,7 +71,10 @@ void prepareFields(QDialog *dialog)
         auto *widget = qobject_cast<QWidget *>(child);
         if (widget && label) {
             label->setBuddy(widget);
-            widget->setAccessibleName(label->text().section(QLatin1Char(':'), 0, 0));
+            const QString name = label->text().section(QLatin1Char(':'), 0, 0);
+            widget->setAccessibleName(name);
+            if (auto *box = qobject_cast<QComboBox *>(widget))
+                box->view()->setAccessibleName(name);
         }
         label = qobject_cast<QLabel *>(child);
     }

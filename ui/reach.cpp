@@ -26,6 +26,8 @@ void makeReachable(QMainWindow *window, const Ui_MainWindow &ui)
 {
     addCancelKey(window);
     completeInList(ui.combo_TargetDir);
+    for (QComboBox *box : {ui.combo_URL, ui.combo_TargetDir})
+        nameParts(box);
     for (QTreeView *view : {ui.treeView, ui.fileView})
         new ViewKeys(view);
 }
