@@ -6,6 +6,7 @@
 
 #include "adddialog.h"
 #include "copyprogressdialog.h"
+#include "highdpi.h"
 #include "paramdialog.h"
 #include "partialrestoredialog.h"
 #include "streamcontent.h"
@@ -14,13 +15,18 @@
 #include "testserver.h"
 #include "treesortfilterproxymodel.h"
 #include "url.h"
+#include "warningbox.h"
 
 #include <QAccessible>
 #include <QDir>
 #include <QFileSystemModel>
+#include <QHelpEvent>
 #include <QJsonObject>
 #include <QProgressBar>
+#include <QScreen>
 #include <QSettings>
+#include <QTextDocument>
+#include <QToolTip>
 #include <QTreeView>
 
 namespace {
@@ -108,6 +114,9 @@ private slots:
     void copiesTakeNoKeys();
     void order();
     void names();
+    void scale();
+    void longTexts();
+    void cutNames();
 
 private:
     TestServer m_swift{"swift_server.py", {"--secret", kSecret, "--location", "eu-west-1"}};
@@ -352,6 +361,91 @@ void ReachTest::names()
         names.sort();
         QVERIFY2(names == expected, qPrintable(names.join(", ")));
     }
+}
+
+// Whatever the environment says of the scale is left alone.
+void ReachTest::scale()
+{
+    for (const char *variable : {"QT_SCALE_FACTOR", "QT_SCREEN_SCALE_FACTORS",
+                                 "QT_ENABLE_HIGHDPI_SCALING", "QT_AUTO_SCREEN_SCALE_FACTOR", ""}) {
+        QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling, false);
+        if (*variable)
+            qputenv(variable, "0");
+        scaleWithScreen();
+        if (*variable)
+            qunsetenv(variable);
+        QVERIFY2(QCoreApplication::testAttribute(Qt::AA_EnableHighDpiScaling) == !*variable,
+                 variable);
+    }
+    QCOMPARE(QGuiApplication::highDpiScaleFactorRoundingPolicy(),
+             Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
+}
+
+void ReachTest::longTexts()
+{
+    const QString target = "/<b>" + QString(42, 'm');
+    QSettings("Corvane", "Pellory").setValue("TargetDirectories", QStringList(target));
+    MainWindowProbe probe;
+    for (int i = 0; i < 34; ++i)
+        QMetaObject::invokeMethod(
+            &probe.window, "onAddUrl", Q_ARG(QString, "K"), Q_ARG(QString, "S"), Q_ARG(QString, ""),
+            Q_ARG(QString, QString(25, 'M') + QString::number(i)), Q_ARG(QString, ""));
+    probe.window.show();
+    QCOMPARE(probe.window.size(), QSize(868, 600));
+    for (QComboBox *box : {probe.ui.combo_URL, probe.ui.combo_TargetDir}) {
+        const QByteArray name = box->objectName().toUtf8();
+        QVERIFY2(box->toolTip() == box->currentText() && box->toolTip().size() > 40, name);
+        box->showPopup();
+        QAbstractItemView *list = box->view();
+        QVERIFY2(list->viewport()->height() / list->sizeHintForRow(0) == std::min(12, box->count()),
+                 name);
+        QVERIFY2(list->viewport()->width() >= list->sizeHintForColumn(0), name);
+        QVERIFY2(box->screen()->availableGeometry().contains(list->parentWidget()->geometry()),
+                 name);
+        if (const QLineEdit *edit = box->lineEdit()) {
+            QCOMPARE(edit->palette().color(QPalette::Text), QColor(Qt::black));
+            box->hidePopup();
+            QCOMPARE(edit->palette().color(QPalette::Text), QColor(Qt::white));
+        }
+        box->hidePopup();
+    }
+    const QString text = "Unable to delete file <" + QString(500, 'x') + ">";
+    openWarning(&probe.window, "title", text);
+    auto *box = probe.dialog<QMessageBox>();
+    QCOMPARE(box->text(), text);
+    QVERIFY2(box->width() < 800, QByteArray::number(box->width()));
+}
+
+// A name that its column cuts shows whole, as it is; the widths that a person gave stay.
+void ReachTest::cutNames()
+{
+    QTemporaryDir folder;
+    const QString name = "<b>" + QString(100, 'x');
+    QVERIFY(QFile(folder.filePath(name)).open(QIODevice::WriteOnly));
+    MainWindowProbe probe;
+    probe.window.show();
+    QTreeView *files = probe.ui.fileView;
+    const auto click = [&] {
+        emit probe.ui.treeView->clicked(probe.driveModel->index(folder.path()));
+    };
+    click();
+    QTRY_COMPARE(rows(files, files->rootIndex()), 1);
+    const auto tip = [&] {
+        const QPoint place =
+            files->visualRect(files->model()->index(0, 0, files->rootIndex())).topLeft() +
+            QPoint(30, 3);
+        QHelpEvent event(QEvent::ToolTip, place, files->viewport()->mapToGlobal(place));
+        QApplication::sendEvent(files->viewport(), &event);
+        QTextDocument shown;
+        shown.setHtml(QToolTip::text());
+        return shown.toPlainText().remove(QChar(0x200b));
+    };
+    QCOMPARE(tip(), name);
+    files->setColumnWidth(0, 1500);
+    files->setColumnWidth(1, 77);
+    click();
+    QCOMPARE(files->columnWidth(0), 1500);
+    QCOMPARE(files->columnWidth(1), 77);
 }
 
 PELLORY_TEST_MAIN(ReachTest, QApplication)
