@@ -16,6 +16,7 @@
 #include "treesortfilterproxymodel.h"
 #include "url.h"
 #include "warningbox.h"
+#include "windowplace.h"
 
 #include <QAccessible>
 #include <QDir>
@@ -117,6 +118,7 @@ private slots:
     void scale();
     void longTexts();
     void cutNames();
+    void placeIsKept();
 
 private:
     TestServer m_swift{"swift_server.py", {"--secret", kSecret, "--location", "eu-west-1"}};
@@ -446,6 +448,43 @@ void ReachTest::cutNames()
     click();
     QCOMPARE(files->columnWidth(0), 1500);
     QCOMPARE(files->columnWidth(1), 77);
+}
+
+// A window that is never shown reads and writes nothing; what is stored is made to fit the screen.
+void ReachTest::placeIsKept()
+{
+    const auto keys = [] { return QSettings("Corvane", "Pellory").childGroups(); };
+    const QRect screen(0, 0, 800, 800);
+    QSettings("Corvane", "Pellory").clear();
+    {
+        MainWindowProbe probe;
+        probe.window.resize(300, 300);
+        probe.ui.treeView->setColumnWidth(0, 333);
+    }
+    QCOMPARE(keys(), QStringList());
+    const auto shown = [&](const QRect &change, int width) {
+        MainWindowProbe probe;
+        probe.window.show();
+        const QRect found = probe.window.geometry();
+        if (probe.ui.treeView->columnWidth(0) != (width ? width : 240))
+            return QRect();
+        probe.ui.treeView->setColumnWidth(0, 123);
+        if (change.isValid())
+            probe.window.setGeometry(change);
+        return found;
+    };
+    QCOMPARE(shown({}, 0).size(), QSize(868, 600));
+    QCOMPARE(shown({}, 123).size(), QSize(868, 600)); // nobody changed it
+    const QRect place(5, 60, 790, 500);
+    shown(place, 123);
+    QCOMPARE(shown(QRect(5000, 5000, 900, 2000), 123), place);
+    QVERIFY(QGuiApplication::primaryScreen()->availableGeometry().contains(shown({}, 123)));
+    const std::pair<QRect, QRect> rows[] = {{{10, 50, 700, 500}, {10, 50, 700, 500}},
+                                            {{-90, 0, 700, 500}, {0, 24, 700, 500}},
+                                            {{700, 700, 700, 500}, {100, 300, 700, 500}},
+                                            {{9, 99, 9000, 9000}, {0, 24, 800, 776}}};
+    for (const auto &[stored, expected] : rows)
+        QCOMPARE(clampedTo(screen, 24, stored), expected);
 }
 
 PELLORY_TEST_MAIN(ReachTest, QApplication)

@@ -22,6 +22,7 @@ class StatusLine;
 class TamsDialog;
 class TreeSortFilterProxyModel;
 class URL;
+class WindowPlace;
 class Ui_MainWindow;
 
 // The program's one window. Its slots read widgets, call and show; GUI thread only. The order of
@@ -125,4 +126,5 @@ private:
     std::unique_ptr<BrowseTree> m_tree;
     std::unique_ptr<Listings> m_listings;
     std::unique_ptr<StatusLine> m_statusLine;
+    std::unique_ptr<WindowPlace> m_place;
 };

@@ -38,8 +38,7 @@ void showWholeText(const QPoint &globalPlace, const QString &text, QWidget *widg
 {
     // Only what is marked up wraps.
     const QString shown =
-        text.isEmpty() ? text
-                       : QStringLiteral("<qt>%1</qt>").arg(breakable(text).toHtmlEscaped());
+        text.isEmpty() ? text : QStringLiteral("<qt>%1</qt>").arg(breakable(text).toHtmlEscaped());
     QToolTip::showText(globalPlace, shown, widget);
 }
 
