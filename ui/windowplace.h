@@ -11,8 +11,8 @@ class QWidget;
 
 // Keeps a window's size and place and the widths of its views' columns in the settings store from
 // one run to the next. Reads them when the window is shown for the first time and writes them when
-// it is destroyed itself, which has to be before the window; does neither for a window that is never
-// shown. A window that was given another size before it is shown keeps that.
+// it is destroyed itself, which has to be before the window; does neither for a window that is
+// never shown. A window that was given another size before it is shown keeps that.
 class WindowPlace : public QObject
 {
 public:
