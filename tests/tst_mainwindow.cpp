@@ -206,6 +206,10 @@ void MainWindowTest::doubleClick()
         QCOMPARE(tree->isExpanded(root), expanded);
         QVERIFY(!tree->viewport()->findChild<QLineEdit *>());
     }
+    // Opened by a key, it looks the same.
+    tree->setColumnWidth(0, 500);
+    QTest::keyClick(tree, Qt::Key_Right);
+    QVERIFY(tree->isExpanded(root) && tree->columnWidth(0) < 500);
 }
 
 void MainWindowTest::statusLine()

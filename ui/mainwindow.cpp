@@ -5,12 +5,14 @@
 #include "browsetree.h"
 #include "listings.h"
 #include "paramdialog.h"
+#include "reach.h"
 #include "statusline.h"
 #include "treeitems.h"
 #include "treesortfilterproxymodel.h"
 #include "treeviews.h"
 #include "ui_mainwindow.h"
 #include "url.h"
+#include "windowplace.h"
 
 #include <QFile>
 #include <QFileSystemModel>
@@ -71,10 +73,13 @@ MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(new Ui_MainWin
     ui->textbox_Status->setLineWrapMode(QTextEdit::NoWrap);
     ui->textbox_Status->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     ui->textbox_Status->document()->setDocumentMargin(1);
+    makeReachable(this, *ui);
+    m_place = std::make_unique<WindowPlace>(this, QList<QTreeView *>{ui->treeView, ui->fileView});
 }
 
 MainWindow::~MainWindow()
 {
+    m_place.reset();
     m_work.stop();
     delete paramDialog;
     deletePartialRestores();

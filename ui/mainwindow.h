@@ -26,6 +26,7 @@ class StatusLine;
 class TamsDialog;
 class TreeSortFilterProxyModel;
 class URL;
+class WindowPlace;
 class Ui_MainWindow;
 
 // The program's one window. Its slots read widgets, call and show; GUI thread only. The order of
@@ -138,4 +139,5 @@ private:
     ListingWarnings *m_listingWarnings = nullptr;
     LogAccess *m_logAccess = nullptr;
     std::function<void()> m_connectAgain; // to the source connected to last; empty without one
+    std::unique_ptr<WindowPlace> m_place;
 };

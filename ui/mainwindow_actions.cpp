@@ -4,6 +4,7 @@
 // The actions on the selected file or flow.
 #include "addressforms.h"
 #include "copyprogressdialog.h"
+#include "dialogplacement.h"
 #include "filename.h"
 #include "mainwindow.h"
 #include "partialrestoredialog.h"
@@ -111,7 +112,7 @@ void MainWindow::on_button_PartialFile_clicked()
     partialRestoreDialog =
         new PartialRestoreDialog(selectedPath, ui->combo_TargetDir->currentText(), this);
     partialRestoreDialog->setReport([this](const QString &line) { m_statusLine->show(line); });
-    partialRestoreDialog->show();
+    showInFront(partialRestoreDialog);
 }
 
 void MainWindow::deletePartialRestores()

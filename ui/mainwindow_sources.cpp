@@ -4,6 +4,7 @@
 // The window's sources and target directories.
 #include "adddialog.h"
 #include "configdirectory.h"
+#include "dialogplacement.h"
 #include "hqutil.h"
 #include "mainwindow.h"
 #include "paramdialog.h"
@@ -157,7 +158,7 @@ void MainWindow::on_button_Params_clicked()
     paramDialog = new ParamDialog(this, index, sources[index]);
     connect(paramDialog, SIGNAL(updateUrl(QString, QString, QString, QString, URL *, int)), this,
             SLOT(onUpdateUrl(QString, QString, QString, QString, URL *, int)));
-    paramDialog->show();
+    showInFront(paramDialog);
 }
 
 void MainWindow::on_button_Add_clicked()
@@ -167,7 +168,7 @@ void MainWindow::on_button_Add_clicked()
         connect(addDialog, SIGNAL(addUrl(QString, QString, QString, QString, QString)), this,
                 SLOT(onAddUrl(QString, QString, QString, QString, QString)));
     }
-    addDialog->show();
+    showInFront(addDialog);
 }
 
 void MainWindow::on_button_tams_clicked()
@@ -177,7 +178,7 @@ void MainWindow::on_button_tams_clicked()
         connect(tamsDialog, SIGNAL(addTams(QString, QString, QString, QString, QString)), this,
                 SLOT(onAddTams(QString, QString, QString, QString, QString)));
     }
-    tamsDialog->show();
+    showInFront(tamsDialog);
 }
 
 void MainWindow::fillTargetDirectories()

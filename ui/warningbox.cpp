@@ -2,12 +2,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "warningbox.h"
 
+#include "wholetext.h"
+
 #include <QMessageBox>
 
 void showWarning(QWidget *parent, const QString &title, const QString &text)
 {
     QMessageBox box(QMessageBox::Warning, title, text, QMessageBox::Ok, parent);
     box.setTextFormat(Qt::PlainText);
+    wrapLongWords(&box);
     box.exec();
 }
 
@@ -15,6 +18,7 @@ QMessageBox *openWarning(QWidget *parent, const QString &title, const QString &t
 {
     auto *box = new QMessageBox(QMessageBox::Warning, title, text, QMessageBox::Ok, parent);
     box->setTextFormat(Qt::PlainText);
+    wrapLongWords(box);
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->open();
     return box;
