@@ -4,8 +4,11 @@
 
 #include "base/errorlog.h"
 #include "base/nativefile.h"
+#include "base/system.h"
 
 #include <QFile>
+
+#include <algorithm>
 
 bool hqOpenForWriting(QFile *file, const QString &path, bool ownerOnly)
 {
@@ -26,4 +29,13 @@ bool hqOpenForWriting(QFile *file, const QString &path, bool ownerOnly)
             "ERROR: a stream file with credentials could be narrowed but not replaced: "
             "who had it open can read them");
     return true;
+}
+
+QString hqNativePath(const QString &path)
+{
+    using namespace hq::system;
+    QString result = path;
+    const auto isAny = [](QChar c) { return c.unicode() < 0x80 && isSeparator(c.toLatin1()); };
+    std::replace_if(result.begin(), result.end(), isAny, QChar(QLatin1Char(separator())));
+    return result;
 }

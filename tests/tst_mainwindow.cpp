@@ -186,10 +186,15 @@ void MainWindowTest::remoteClicks()
     click(bucket.root);
     QCOMPARE(shown(), QString("top.mov"));
 
+    click(bucket.deep); // not listed yet
+    QCOMPARE(shown(), QString("no model"));
+    click(bucket.root);
+
     // The end of a folder's listing shows its files, whatever was clicked meanwhile.
     bucket.deep->appendRow(makeEntryItem("s3://AK:SK@localhost/rushes/clip/deep/z", true, {}));
     emit probe.window.finished(bucket.deep, false);
     QTRY_COMPARE(shown(), QString("z"));
+    QCOMPARE(probe.ui.treeView->currentIndex().data().toString(), QString("deep"));
 }
 
 void MainWindowTest::doubleClick()

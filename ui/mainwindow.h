@@ -10,6 +10,7 @@
 #include <QModelIndex>
 #include <memory>
 
+class ActionPreview;
 class AddDialog;
 class BrowseTree;
 class Listings;
@@ -21,8 +22,10 @@ class QStandardItemModel;
 class StatusLine;
 class TamsDialog;
 class TreeSortFilterProxyModel;
+class TargetLook;
 class URL;
 class Ui_MainWindow;
+struct ActionState;
 
 // The program's one window. Its slots read widgets, call and show; GUI thread only. The order of
 // the signals and slots gives their meta-object indices and stays as it is.
@@ -90,13 +93,17 @@ private:
     void setBrowsing(bool local, bool tams);
     void showLocalFolder(const QModelIndex &folder);
     void showFolderFiles(const QStandardItem *folder);
+    bool selectRow(const QModelIndex &name);
     QStandardItem *itemOf(const TreeSortFilterProxyModel *proxy, const QModelIndex &index) const;
 
-    // Actions
-    bool canAct() const;
+    // Actions. A flow is taken as one of the repository that the box shows, or of its own.
+    enum class FlowOf { Box, Itself };
+    void makeActions();
     bool isFlowSelected() const;
-    QString flowAddress() const;
-    void writeSelected(bool encrypt);
+    QString flowAddress(FlowOf repository) const;
+    QString flowRefusal() const;
+    ActionState actionState(FlowOf repository = FlowOf::Box) const;
+    void writeSelected(bool encrypt, FlowOf repository = FlowOf::Box);
     void deletePartialRestores();
 
     Ui_MainWindow *ui;
@@ -120,9 +127,12 @@ private:
     // Buckets whose entry file an edited record came from; the others have their own.
     QHash<const URL *, QString> m_entryBuckets;
     enum class Selection { None, File, Flow } m_selection = Selection::None; // of the last click
-    QString m_flowAddressStart; // of the selected flow: repository and endpoint
+    QString m_flowRepository; // of the selected flow, as both were then
+    QString m_flowEndpoint;
     BackgroundWork m_work;
     std::unique_ptr<BrowseTree> m_tree;
     std::unique_ptr<Listings> m_listings;
     std::unique_ptr<StatusLine> m_statusLine;
+    std::unique_ptr<TargetLook> m_targetLook;
+    ActionPreview *m_preview = nullptr;
 };

@@ -2,37 +2,25 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // The actions on the selected file or flow.
+#include "actionpreview.h"
 #include "addressforms.h"
 #include "copyprogressdialog.h"
-#include "filename.h"
 #include "mainwindow.h"
 #include "partialrestoredialog.h"
+#include "releasedpoolthread.h"
 #include "statusline.h"
 #include "streamfile.h"
 #include "ui_mainwindow.h"
 
-#include <QThreadPool>
-
-namespace {
-
-// Lets the pool start another thread in place of the calling one. A copy takes hours and mostly
-// waits; listings must not wait for it.
-class ReleasedPoolThread
+void MainWindow::makeActions()
 {
-public:
-    ReleasedPoolThread() { QThreadPool::globalInstance()->releaseThread(); }
-    ~ReleasedPoolThread() { QThreadPool::globalInstance()->reserveThread(); }
-    ReleasedPoolThread(const ReleasedPoolThread &) = delete;
-    ReleasedPoolThread &operator=(const ReleasedPoolThread &) = delete;
-};
-
-} // namespace
-
-bool MainWindow::canAct() const
-{
-    const bool selected =
-        m_selection == Selection::Flow || !selectedName.isEmpty() || !selectedPath.isEmpty();
-    return selected && !ui->combo_TargetDir->currentText().isEmpty();
+    m_targetLook = std::make_unique<TargetLook>(&m_work);
+    m_preview = new ActionPreview(
+        {ui->button_MakeStream, ui->button_EncryptStream, ui->button_LocalizeFile},
+        [this] { return actionState(); }, m_targetLook.get(), this);
+    for (const QComboBox *box : {ui->combo_URL, ui->combo_TargetDir})
+        connect(box, &QComboBox::currentTextChanged, m_preview, &ActionPreview::refresh);
+    m_preview->refresh();
 }
 
 // What was clicked counts and not what is browsed by now: an S3 address with its secret must not
@@ -44,24 +32,53 @@ bool MainWindow::isFlowSelected() const
     return m_selection == Selection::Flow;
 }
 
-QString MainWindow::flowAddress() const
+QString MainWindow::flowAddress(FlowOf repository) const
 {
     // The box may show a source of another kind by now.
     const QString shown = ui->combo_URL->currentText();
-    const bool isRepository = shown.contains(QLatin1String("tamss://"));
-    const QString start = isRepository ? shown + tamsEndpoint : m_flowAddressStart;
+    const bool isFromBox = repository == FlowOf::Box && shown.contains(QLatin1String("tamss://"));
+    const QString start = isFromBox ? shown + tamsEndpoint : m_flowRepository + m_flowEndpoint;
     return start + QStringLiteral("flows/") + selectedName;
 }
 
-void MainWindow::writeSelected(bool encrypt)
+// Why the box and the selected flow do not go together; empty when they do.
+QString MainWindow::flowRefusal() const
 {
-    if (!canAct())
-        return;
+    const QString shown = ui->combo_URL->currentText();
+    if (m_selection != Selection::Flow || !shown.contains(QLatin1String("tamss://")))
+        return {};
+    if (shown != m_flowRepository)
+        return tr("The selected flow is one of %1, and the box \"URL:\" shows another repository. "
+                  "Choose %1 there, or use the context menu of the files.")
+            .arg(m_flowRepository);
+    if (tamsEndpoint != m_flowEndpoint)
+        return tr("The repository's endpoint has changed since the flow was selected. Connect to "
+                  "%1 and select the flow again, or use the context menu of the files.")
+            .arg(m_flowRepository);
+    return {};
+}
+
+ActionState MainWindow::actionState(FlowOf repository) const
+{
+    ActionState state;
     const bool isFlow = isFlowSelected();
-    const QString name = isFlow ? selectedPath : selectedName.section(QLatin1Char('.'), 0, 0);
-    const QString directory = ui->combo_TargetDir->currentText();
-    writeStreamFile(streamFilePath(directory, fileNameOnDisk(name)),
-                    isFlow ? flowAddress() : selectedPath, encrypt);
+    state.isSelected =
+        m_selection == Selection::Flow || !selectedName.isEmpty() || !selectedPath.isEmpty();
+    state.stream.isFlow = isFlow;
+    state.stream.name = isFlow ? selectedPath : selectedName;
+    state.stream.address = isFlow ? flowAddress(repository) : selectedPath;
+    state.copySource = isFlow ? QString() : selectedPath;
+    state.target = ui->combo_TargetDir->currentText();
+    state.refusal = repository == FlowOf::Box ? flowRefusal() : QString();
+    return state;
+}
+
+void MainWindow::writeSelected(bool encrypt, FlowOf repository)
+{
+    const ActionState state = actionState(repository);
+    if (state.isSelected && !state.target.isEmpty())
+        writeStreamFile(streamFileOf(state), state.stream.address, encrypt);
+    m_preview->refresh();
 }
 
 void MainWindow::on_button_MakeStream_clicked()
@@ -76,16 +93,13 @@ void MainWindow::on_button_EncryptStream_clicked()
 
 void MainWindow::on_button_LocalizeFile_clicked()
 {
-    if (!canAct() || isFlowSelected())
+    const ActionState state = actionState();
+    if (!state.isSelected || state.target.isEmpty() || state.stream.isFlow)
         return;
-    QString destination = ui->combo_TargetDir->currentText();
-    if (!destination.endsWith(QLatin1Char('\\')))
-        destination.append(QLatin1Char('\\'));
-    destination.append(fileNameOnDisk(selectedName));
-
     auto *dialog = new CopyProgressDialog(selectedName, this);
-    const auto copy = [dialog, amount = dialog->amount(), source = selectedPath.toUtf8(),
-                       target = destination.toUtf8()](const BackgroundWork::Link &link) {
+    connect(dialog, &QObject::destroyed, m_preview, &ActionPreview::refresh);
+    const auto copy = [dialog, amount = dialog->amount(), source = state.copySource.toUtf8(),
+                       target = copyOf(state).toUtf8()](const BackgroundWork::Link &link) {
         const ReleasedPoolThread released;
         hq::copyFile(source.constData(), target.constData(), 1, [&](qint64 done, qint64 total) {
             amount->done = done;

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // "Connect" and the listings that it and the first click on a folder start.
+#include "actionpreview.h"
 #include "browsetree.h"
 #include "hqutil.h"
 #include "listings.h"
@@ -28,8 +29,10 @@ void MainWindow::makeListings()
     connect(listings, SIGNAL(status(QString)), this, SIGNAL(updateStatus(QString)));
     connect(listings, SIGNAL(finished(QStandardItem *, bool)), this,
             SIGNAL(finished(QStandardItem *, bool)));
-    connect(listings, &Listings::endpointRead, this,
-            [this](const QString &endpoint) { tamsEndpoint = endpoint; });
+    connect(listings, &Listings::endpointRead, this, [this](const QString &endpoint) {
+        tamsEndpoint = endpoint;
+        m_preview->refresh();
+    });
     connect(listings, &Listings::failed, this, &MainWindow::showListingFailure);
 }
 
