@@ -91,7 +91,8 @@ void SelectionTest::followsHighlight()
     } ways[] = {
         {"key", [&] { QTest::keyClick(m_files, Qt::Key_Down); }},
         {"type-ahead", [&] { QTest::keyClick(m_files, 'b'); }},
-        {"right button", [&] { press("b.mxf", Qt::RightButton), release("b.mxf", Qt::RightButton); }},
+        {"right button",
+         [&] { press("b.mxf", Qt::RightButton), release("b.mxf", Qt::RightButton); }},
         {"drag",
          [&] {
              press("a.mxf");
@@ -194,7 +195,8 @@ void SelectionTest::flowOfAnotherRepository()
         box->setCurrentIndex(-1);
         box->setCurrentText(row.box);
         const QString refusal(row.refusal);
-        for (QPushButton *button : {m_probe->ui.button_MakeStream, m_probe->ui.button_EncryptStream}) {
+        for (QPushButton *button :
+             {m_probe->ui.button_MakeStream, m_probe->ui.button_EncryptStream}) {
             QVERIFY2(button->isEnabled() == refusal.isEmpty(), row.name);
             QVERIFY2(button->accessibleDescription().contains(refusal), row.name);
             button->click();
@@ -234,10 +236,12 @@ void SelectionTest::previews()
          "Writes " + target + "/clip.stream\nfor s3://nas.local:9000/rushes/day 1/clip.mxf",
          "Copies s3://nas.local:9000/rushes/day 1/clip.mxf\nto " + target + "/clip.mxf"},
         {"taken", "old.mxf", "/m/old.mxf", target,
-         "Writes " + target + "/old.stream\nfor /m/old.mxf\n"
-         "A file of this name is already there and will be replaced.",
-         "Copies /m/old.mxf\nto " + target + "/old.mxf\n"
-         "Nothing will happen: a file of this name is already there and is kept."},
+         "Writes " + target +
+             "/old.stream\nfor /m/old.mxf\n"
+             "A file of this name is already there and will be replaced.",
+         "Copies /m/old.mxf\nto " + target +
+             "/old.mxf\n"
+             "Nothing will happen: a file of this name is already there and is kept."},
     };
     for (const char *name : {"old.stream", "old.mxf"})
         QVERIFY(fill(m_target->filePath(name), "old"));
@@ -251,10 +255,12 @@ void SelectionTest::previews()
         const auto told = [&](const QWidget *button) { return button->accessibleDescription(); };
         QTRY_VERIFY2(!told(ui.button_MakeStream).contains("unknown"), row.name);
         QCOMPARE(told(ui.button_MakeStream), row.make);
-        QCOMPARE(told(ui.button_EncryptStream), QString(row.make).replace("\nfor", ", encrypted,\nfor"));
+        QCOMPARE(told(ui.button_EncryptStream),
+                 QString(row.make).replace("\nfor", ", encrypted,\nfor"));
         QVERIFY2(row.localize.isEmpty() || told(ui.button_LocalizeFile) == row.localize, row.name);
-        QVERIFY2(ui.button_MakeStream->toolTip().contains(
-                     row.make.section('\n', 0, 0).toHtmlEscaped()), row.name);
+        QVERIFY2(
+            ui.button_MakeStream->toolTip().contains(row.make.section('\n', 0, 0).toHtmlEscaped()),
+            row.name);
     }
     ui.button_MakeStream->click(); // the last row's
     QVERIFY(QFile::remove(m_target->filePath("old.stream")));

@@ -4,6 +4,7 @@
 
 #include "actionpreview.h"
 #include "browsetree.h"
+#include "folderactions.h"
 #include "listings.h"
 #include "paramdialog.h"
 #include "rowselection.h"
@@ -80,6 +81,7 @@ MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(new Ui_MainWin
 
 MainWindow::~MainWindow()
 {
+    delete m_folderActions;
     m_work.stop();
     delete m_preview;
     delete paramDialog;

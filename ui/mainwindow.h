@@ -9,10 +9,12 @@
 #include <QMainWindow>
 #include <QModelIndex>
 #include <memory>
+#include <optional>
 
 class ActionPreview;
 class AddDialog;
 class BrowseTree;
+class FolderActions;
 class Listings;
 class ParamDialog;
 class PartialRestoreDialog;
@@ -26,6 +28,7 @@ class TargetLook;
 class URL;
 class Ui_MainWindow;
 struct ActionState;
+struct FolderJob;
 
 // The program's one window. Its slots read widgets, call and show; GUI thread only. The order of
 // the signals and slots gives their meta-object indices and stays as it is.
@@ -104,6 +107,7 @@ private:
     QString flowRefusal() const;
     ActionState actionState(FlowOf repository = FlowOf::Box) const;
     void writeSelected(bool encrypt, FlowOf repository = FlowOf::Box);
+    std::optional<FolderJob> folderJob(const QModelIndex &folder) const;
     void deletePartialRestores();
 
     Ui_MainWindow *ui;
@@ -135,4 +139,5 @@ private:
     std::unique_ptr<StatusLine> m_statusLine;
     std::unique_ptr<TargetLook> m_targetLook;
     ActionPreview *m_preview = nullptr;
+    FolderActions *m_folderActions = nullptr;
 };

@@ -5,12 +5,18 @@
 #include "actionpreview.h"
 #include "addressforms.h"
 #include "copyprogressdialog.h"
+#include "folderactions.h"
 #include "mainwindow.h"
 #include "partialrestoredialog.h"
 #include "releasedpoolthread.h"
 #include "statusline.h"
 #include "streamfile.h"
+#include "treeitems.h"
+#include "treesortfilterproxymodel.h"
 #include "ui_mainwindow.h"
+
+#include <QFileSystemModel>
+#include <QStandardItemModel>
 
 void MainWindow::makeActions()
 {
@@ -21,6 +27,9 @@ void MainWindow::makeActions()
     for (const QComboBox *box : {ui->combo_URL, ui->combo_TargetDir})
         connect(box, &QComboBox::currentTextChanged, m_preview, &ActionPreview::refresh);
     m_preview->refresh();
+    m_folderActions = new FolderActions(ui->treeView, &m_work,
+                                        [this](const QModelIndex &row) { return folderJob(row); });
+    connect(m_folderActions, &FolderActions::ended, m_preview, &ActionPreview::refresh);
 }
 
 // What was clicked counts and not what is browsed by now: an S3 address with its secret must not
@@ -109,6 +118,29 @@ void MainWindow::on_button_LocalizeFile_clicked()
         link.post([dialog] { dialog->end(); });
     };
     dialog->stopOnCancel(m_work.start(copy));
+}
+
+std::optional<FolderJob> MainWindow::folderJob(const QModelIndex &folder) const
+{
+    FolderJob job;
+    job.directory = ui->combo_TargetDir->currentText();
+    if (localBrowsing) {
+        job.folder = driveModel->filePath(folder);
+        return folder.model() == driveModel ? std::optional(job) : std::nullopt;
+    }
+    const QStandardItem *item = itemOf(folderProxy, folder);
+    if (!item)
+        return std::nullopt;
+    job.kind = tamsBrowsing ? FolderJob::Kind::Flows : FolderJob::Kind::S3;
+    job.folder = tamsBrowsing ? item->text() : nodeData(item).path;
+    if (!tamsBrowsing && item->parent() && !job.folder.endsWith(QLatin1Char('/')))
+        job.folder.append(QLatin1Char('/'));
+    for (int row = 0; tamsBrowsing && row < item->rowCount(); ++row) {
+        const TamsNodeData flow = tamsNodeData(item->child(row));
+        job.flows.append(
+            {flow.label, item->text() + tamsEndpoint + QStringLiteral("flows/") + flow.id, true});
+    }
+    return job;
 }
 
 void MainWindow::on_button_PartialFile_clicked()

@@ -11,3 +11,6 @@ void showWarning(QWidget *parent, const QString &title, const QString &text);
 
 // The same, but returns at once. The box goes with its parent when it is not closed before.
 void openWarning(QWidget *parent, const QString &title, const QString &text);
+
+// A box of the same kind that tells of no failure.
+void openInformation(QWidget *parent, const QString &title, const QString &text);
