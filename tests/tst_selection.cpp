@@ -11,7 +11,12 @@
 #include "treesortfilterproxymodel.h"
 #include "treeviews.h"
 
+#include <QAction>
+#include <QClipboard>
+#include <QFileDialog>
 #include <QFileSystemModel>
+#include <QLabel>
+#include <QMenu>
 #include <QSemaphore>
 #include <QStandardItemModel>
 
@@ -26,8 +31,19 @@ private slots:
     void flowOfAnotherRepository();
     void previews();
     void hangingFolder();
+    void contextMenu();
+    void targetBox();
+    void finder();
 
 private:
+    QAction *action(const QString &text) const
+    {
+        for (QAction *candidate : m_files->actions()) {
+            if (candidate->text() == text)
+                return candidate;
+        }
+        return nullptr;
+    }
     QModelIndex row(const QString &name) const
     {
         const QModelIndexList found = m_files->model()->match(
@@ -303,6 +319,97 @@ void SelectionTest::hangingFolder()
     gone.release(1);
     QTRY_COMPARE(answers.last(), QString("here known"));
     QVERIFY(!answers.contains("skipped known"));
+}
+
+void SelectionTest::contextMenu()
+{
+    for (const char *text :
+         {"Make Stream File", "Localize File", "Encrypt Stream File", "Copy Address", "Copy Name"})
+        QVERIFY2(action(text) && !action(text)->isEnabled(), text);
+    QTRY_VERIFY(action("Open Target Folder")->isEnabled());
+    m_probe->ui.combo_TargetDir->setEditText(m_target->filePath("missing"));
+    QVERIFY(!action("Open Target Folder")->isEnabled());
+    m_probe->ui.combo_TargetDir->setEditText(m_target->path());
+
+    const auto copied = [&](const char *text) {
+        action(text)->trigger();
+        return QGuiApplication::clipboard()->text();
+    };
+    showLocal();
+    press("b.mxf", Qt::RightButton), release("b.mxf", Qt::RightButton);
+    QCOMPARE(copied("Copy Address"), m_folder->filePath("b.mxf"));
+    action("Localize File")->trigger();
+    QTRY_COMPARE(contentOf(m_target->filePath("b.mxf")), QByteArray("b.mxf"));
+    showBucket();
+    press("a.mxf"), release("a.mxf");
+    QCOMPARE(copied("Copy Address"), QString("s3://localhost/rushes/a.mxf"));
+    QCOMPARE(copied("Copy Name"), QString("a.mxf"));
+    action("Encrypt Stream File")->trigger();
+    QCOMPARE(decoded(contentOf(m_target->filePath("a.stream"))),
+             QString("s3://AK:SK@localhost/rushes/a.mxf"));
+}
+
+void SelectionTest::targetBox()
+{
+    QLineEdit *edit = m_probe->ui.combo_TargetDir->lineEdit();
+    const auto isMarked = [&] {
+        const QList<QAction *> actions = edit->actions();
+        return actions.first()->isVisible() && !edit->accessibleDescription().isEmpty();
+    };
+    const QStringList stored = m_probe->targets();
+    edit->setText(m_target->filePath("missing"));
+    QTRY_VERIFY(isMarked());
+    edit->setText(m_target->path() + '\\');
+    QTRY_VERIFY(!isMarked() && m_probe->ui.button_MakeStream->isEnabled());
+    edit->setText("s3://AK:SK@localhost/rushes");
+    QTRY_VERIFY(isMarked());
+
+    edit->actions().last()->trigger();
+    auto *dialog = m_probe->dialog<QFileDialog>();
+    QVERIFY(dialog && dialog->fileMode() == QFileDialog::Directory && dialog->isModal());
+    emit dialog->fileSelected(m_folder->path());
+    dialog->close();
+    QCOMPARE(edit->text(), QDir::toNativeSeparators(m_folder->path()));
+    QTRY_VERIFY(!isMarked());
+    QCOMPARE(m_probe->targets(), stored);
+
+    QContextMenuEvent wanted(QContextMenuEvent::Keyboard, {});
+    QApplication::sendEvent(edit, &wanted);
+    auto *menu = m_probe->window.findChild<QMenu *>();
+    QVERIFY(menu && menu->actions().contains(edit->actions().last()));
+    menu->close();
+}
+
+void SelectionTest::finder()
+{
+    showBucket();
+    QStandardItem *root = m_probe->treeModel->item(0);
+    QList<QStandardItem *> items;
+    for (int i = 0; i < 100'000; ++i)
+        items.append(makeEntryItem(QString("s3://AK:SK@localhost/rushes/n%1").arg(i), true, {}));
+    root->appendRows(items);
+    QTest::keyClick(&m_probe->window, Qt::Key_F, Qt::ControlModifier);
+    auto *field = m_files->findChild<QLineEdit *>();
+    QVERIFY(field && field->hasFocus());
+    const auto finds = [&](const QString &name) {
+        return QTest::qWaitFor([&] { return m_probe->selectedName == name; });
+    };
+    QTest::keyClicks(field, "N99999");
+    QVERIFY(finds("n99999"));
+    QTest::keyClick(field, Qt::Key_A, Qt::ControlModifier);
+    QTest::keyClicks(field, "mxf"); // begins again at the top
+    QVERIFY(finds("a.mxf"));
+    for (const char *name : {"b.mxf", "c.mxf", "a.mxf"}) {
+        QTest::keyClick(field, Qt::Key_Return);
+        QVERIFY2(finds(name), name);
+    }
+    QTest::keyClicks(field, "?");
+    QTRY_VERIFY(m_files->findChild<QLabel *>("label_FindResult")->text() == "Not found");
+    QTest::keyClicks(field, "?"); // while it goes on, another folder comes
+    showModel(m_files, nullptr);
+    QTest::keyClick(field, Qt::Key_Escape);
+    QVERIFY(!field->isVisible() && m_files->hasFocus());
+    QCOMPARE(m_probe->selectedName, QString("a.mxf"));
 }
 
 PELLORY_TEST_MAIN(SelectionTest, QApplication)

@@ -101,6 +101,7 @@ void ActionPreview::show(const ActionState &state, const TargetAnswer &answer)
         describe(m_buttons.encrypt, nothing);
         describe(m_buttons.localize, nothing);
     }
+    emit refreshed(answer);
 }
 
 QString ActionPreview::streamText(const ActionState &state, const TargetAnswer &answer,

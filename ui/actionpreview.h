@@ -42,6 +42,10 @@ public:
     // To be called when anything has changed that the state is made of.
     void refresh();
 
+signals:
+    // Told anew, with what is known of the target.
+    void refreshed(TargetAnswer target);
+
 protected:
     // Files come and go without the window: a button that is about to be used looks again.
     bool eventFilter(QObject *watched, QEvent *event) override;

@@ -45,7 +45,8 @@ void FolderActions::start(bool encrypt)
 {
     auto found = m_jobOf(m_folders->currentIndex());
     if (!found || found->directory.isEmpty()) {
-        const QString text = found ? tr("There is no target folder.") : tr("Select a folder first.");
+        const QString text =
+            found ? tr("There is no target folder.") : tr("Select a folder first.");
         openWarning(m_folders->window(), tr("Stream Files"), text);
         return;
     }
@@ -90,10 +91,10 @@ void FolderActions::showProgress(const QString &folder,
     connect(timer, &QTimer::timeout, dialog, [dialog, name, progress] {
         const int total = progress->total, done = progress->done;
         const QLocale locale;
-        dialog->setLabelText(name + QLatin1Char('\n') +
-                             (total < 0 ? tr("Listing")
-                                        : tr("%1 of %2 files")
-                                              .arg(locale.toString(done), locale.toString(total))));
+        dialog->setLabelText(
+            name + QLatin1Char('\n') +
+            (total < 0 ? tr("Listing")
+                       : tr("%1 of %2 files").arg(locale.toString(done), locale.toString(total))));
         if (!dialog->isVisible() || total <= 0) // a value could bring it up before its time
             return;
         dialog->setMaximum(total);

@@ -79,6 +79,7 @@ private:
     void loadSources();
     void appendComputer();
     QString entryBucket(const URL *source) const;
+    void keepSite();
     void deleteEntryFile(const QString &path);
     void saveTargets();
 

@@ -5,16 +5,21 @@
 #include "actionpreview.h"
 #include "addressforms.h"
 #include "copyprogressdialog.h"
+#include "fileactions.h"
 #include "folderactions.h"
 #include "mainwindow.h"
+#include "namefinder.h"
 #include "partialrestoredialog.h"
 #include "releasedpoolthread.h"
 #include "statusline.h"
 #include "streamfile.h"
+#include "targetbox.h"
 #include "treeitems.h"
 #include "treesortfilterproxymodel.h"
 #include "ui_mainwindow.h"
+#include "url.h"
 
+#include <QAction>
 #include <QFileSystemModel>
 #include <QStandardItemModel>
 
@@ -26,6 +31,29 @@ void MainWindow::makeActions()
         [this] { return actionState(); }, m_targetLook.get(), this);
     for (const QComboBox *box : {ui->combo_URL, ui->combo_TargetDir})
         connect(box, &QComboBox::currentTextChanged, m_preview, &ActionPreview::refresh);
+    auto *files = new FileActions(ui->fileView,
+                                  {[this] { return actionState(FlowOf::Itself); },
+                                   [this](bool encrypt) { writeSelected(encrypt, FlowOf::Itself); },
+                                   [this] { on_button_LocalizeFile_clicked(); }});
+    connect(m_preview, &ActionPreview::refreshed, files, &FileActions::update);
+    auto *target = new TargetBox(ui->combo_TargetDir);
+    connect(m_preview, &ActionPreview::refreshed, target, [target](const TargetAnswer &answer) {
+        using Finding = TargetBox::Finding;
+        const Finding found = answer.isFolder ? Finding::Folder : Finding::NoFolder;
+        target->show(answer.isKnown ? found : Finding::Unknown);
+    });
+    new NameFinder(ui->fileView);
+    auto *keep = new QAction(tr("Keep Site"), this);
+    connect(keep, &QAction::triggered, this, &MainWindow::keepSite);
+    ui->combo_URL->setContextMenuPolicy(Qt::ActionsContextMenu);
+    ui->combo_URL->addAction(keep);
+    const auto update = [this, keep] {
+        const URL *source = sources.value(ui->combo_URL->currentIndex());
+        keep->setEnabled(source && !source->isTams && source->getSite() != s3ServiceHost());
+    };
+    // Queued: while an item is removed, box and list are not in step.
+    connect(ui->combo_URL, &QComboBox::currentTextChanged, keep, update, Qt::QueuedConnection);
+    keep->setEnabled(false);
     m_preview->refresh();
     m_folderActions = new FolderActions(ui->treeView, &m_work,
                                         [this](const QModelIndex &row) { return folderJob(row); });
