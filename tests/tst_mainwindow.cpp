@@ -194,7 +194,21 @@ void MainWindowTest::remoteClicks()
     bucket.deep->appendRow(makeEntryItem("s3://AK:SK@localhost/rushes/clip/deep/z", true, {}));
     emit probe.window.finished(bucket.deep, false);
     QTRY_COMPARE(shown(), QString("z"));
-    QCOMPARE(probe.ui.treeView->currentIndex().data().toString(), QString("deep"));
+    QTreeView *tree = probe.ui.treeView;
+    QCOMPARE(tree->currentIndex().data().toString(), QString("deep"));
+
+    // Neither a drag nor a menu leaves it on another folder than the one that is shown.
+    probe.window.show();
+    const QModelIndex other = probe.folderProxy->mapFromSource(bucket.empty->index());
+    const QPoint place = tree->visualRect(other).center();
+    QTest::mousePress(tree->viewport(), Qt::RightButton, {}, place);
+    QCOMPARE(tree->currentIndex(), other);
+    QTest::mouseRelease(tree->viewport(), Qt::RightButton, {}, place);
+    QTRY_COMPARE(tree->currentIndex().data().toString(), QString("deep"));
+    QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, place);
+    QTest::qWait(1);
+    QCOMPARE(tree->currentIndex(), other);
+    QCOMPARE(shown(), QString("no model"));
 }
 
 void MainWindowTest::doubleClick()

@@ -5,6 +5,7 @@
 #include "credentials.h"
 #include "hqutil.h"
 
+#include <QStringList>
 #include <algorithm>
 
 QString addressWithoutCredentials(const QString &address)
@@ -28,7 +29,12 @@ QString addressToShow(const QString &address)
 
 QString plainToolTip(const QString &text)
 {
-    return QStringLiteral("<qt>") +
-           text.toHtmlEscaped().replace(QLatin1Char('\n'), QLatin1String("<br>")) +
-           QStringLiteral("</qt>");
+    // A path that is broken at its blanks and hyphens is hard to read; only a long one has to be.
+    constexpr int longest = 120;
+    const QStringList lines = text.split(QLatin1Char('\n'));
+    const bool isShort = std::all_of(lines.cbegin(), lines.cend(),
+                                     [](const QString &line) { return line.size() <= longest; });
+    const QString start = isShort ? QStringLiteral("<p style='white-space:pre'>")
+                                  : QStringLiteral("<p style='white-space:pre-wrap'>");
+    return start + text.toHtmlEscaped() + QStringLiteral("</p>");
 }

@@ -8,6 +8,7 @@
 #include "listings.h"
 #include "paramdialog.h"
 #include "rowselection.h"
+#include "shownfolder.h"
 #include "statusline.h"
 #include "targetlook.h"
 #include "treeitems.h"
@@ -121,6 +122,7 @@ void MainWindow::makeModels()
     ui->treeView->setEditTriggers(QAbstractItemView::NoEditTriggers);
     ui->fileView->setEditTriggers(QAbstractItemView::NoEditTriggers);
 
+    m_shownFolder = new ShownFolder(ui->treeView);
     // What is highlighted is what is acted on, however it came to be highlighted.
     connect(new RowSelection(ui->fileView), &RowSelection::selected, this,
             &MainWindow::on_fileView_clicked);

@@ -21,6 +21,7 @@ class PartialRestoreDialog;
 class QFileSystemModel;
 class QStandardItem;
 class QStandardItemModel;
+class ShownFolder;
 class StatusLine;
 class TamsDialog;
 class TreeSortFilterProxyModel;
@@ -141,4 +142,5 @@ private:
     std::unique_ptr<TargetLook> m_targetLook;
     ActionPreview *m_preview = nullptr;
     FolderActions *m_folderActions = nullptr;
+    ShownFolder *m_shownFolder = nullptr;
 };

@@ -6,6 +6,7 @@
 
 #include "actionpreview.h"
 #include "rowselection.h"
+#include "shownfolder.h"
 #include "statusline.h"
 #include "treeitems.h"
 #include "treesortfilterproxymodel.h"
@@ -27,6 +28,7 @@ void MainWindow::on_treeView_clicked(QModelIndex index)
 {
     if (!index.isValid())
         return;
+    m_shownFolder->set(index);
     if (localBrowsing) {
         showLocalFolder(index);
         return;
@@ -72,9 +74,7 @@ void MainWindow::showFolderFiles(const QStandardItem *folder)
     showModel(ui->fileView, root.isValid() ? fileProxy : nullptr);
     ui->fileView->setRootIndex(root);
     // A listing that ends switches the files, whatever was clicked since it began.
-    const QModelIndex row = folderProxy->mapFromSource(folder->index());
-    if (row.isValid() && ui->treeView->model() == folderProxy)
-        ui->treeView->setCurrentIndex(row);
+    m_shownFolder->set(folderProxy->mapFromSource(folder->index()));
 }
 
 QStandardItem *MainWindow::itemOf(const TreeSortFilterProxyModel *proxy,
