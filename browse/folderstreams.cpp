@@ -7,11 +7,19 @@
 #include "transfer.h"
 
 #include <QDirIterator>
+#include <algorithm>
+#include <functional>
 #include <optional>
+#include <system_error>
+#include <thread>
+#include <vector>
 
 namespace {
 
 using Sources = QVector<StreamSource>;
+
+constexpr int otherWriters = 7;
+constexpr int filesPerWriter = 100;
 
 int addFile(void *user, const char *address, unsigned int attributes)
 {
@@ -59,6 +67,45 @@ std::optional<Sources> sourcesOf(const FolderJob &job)
     return job.flows;
 }
 
+// By several threads: most of the time goes by while the file system waits, for a file that is
+// replaced most of all.
+void write(const FolderJob &job, const Sources &sources, FolderProgress *progress,
+           FolderReport *report)
+{
+    const QStringList names = distinctStreamNames(sources);
+    std::atomic<int> next{0}, written{0}, replaced{0}, renamed{0}, refused{0};
+    const auto writeSome = [&](const std::function<bool()> &goOn) {
+        for (int i = next++; i < sources.size() && goOn(); i = next++) {
+            const QString path = streamFilePath(job.directory, names[i]);
+            const bool isThere = hqOSFileExists(path.toUtf8().constData()) != 0;
+            if (writeStreamFile(path, sources[i].address, job.encrypt)) {
+                ++written;
+                replaced += isThere ? 1 : 0;
+                renamed += names[i] != streamBaseName(sources[i]) ? 1 : 0;
+            } else {
+                ++refused;
+            }
+            ++progress->done;
+        }
+    };
+    std::atomic<bool> isStopped{false}; // the stop token is this thread's alone
+    std::vector<std::thread> others;
+    try {
+        while (int(others.size()) < std::min(otherWriters, sources.size() / filesPerWriter))
+            others.emplace_back([&] { writeSome([&] { return !isStopped; }); });
+    } catch (const std::system_error &) {
+        // No more threads to be had: those that are there do it.
+    }
+    writeSome([] { return !hq::isStopped(); });
+    isStopped = hq::isStopped();
+    for (std::thread &other : others)
+        other.join();
+    report->written = written;
+    report->replaced = replaced;
+    report->renamed = renamed;
+    report->refused = refused;
+}
+
 } // namespace
 
 FolderReport makeFolderStreams(const FolderJob &job, FolderProgress *progress)
@@ -76,25 +123,10 @@ FolderReport makeFolderStreams(const FolderJob &job, FolderProgress *progress)
         report.end = hq::isStopped() ? FolderReport::End::Stopped : FolderReport::End::NotListed;
         return report;
     }
-    const QStringList names = distinctStreamNames(*sources);
     report.total = sources->size();
     progress->total = report.total;
-    for (int i = 0; i < sources->size(); ++i) {
-        if (hq::isStopped()) {
-            report.end = FolderReport::End::Stopped;
-            break;
-        }
-        const StreamSource &source = sources->at(i);
-        const QString path = streamFilePath(job.directory, names[i]);
-        const bool isThere = hqOSFileExists(path.toUtf8().constData()) != 0;
-        if (writeStreamFile(path, source.address, job.encrypt)) {
-            ++report.written;
-            report.replaced += isThere ? 1 : 0;
-            report.renamed += names[i] != streamBaseName(source) ? 1 : 0;
-        } else {
-            ++report.refused;
-        }
-        progress->done = i + 1;
-    }
+    write(job, *sources, progress, &report);
+    if (report.written + report.refused < report.total)
+        report.end = FolderReport::End::Stopped;
     return report;
 }

@@ -295,7 +295,7 @@ void ActionsTest::wholeFolder()
     init();
     m_server.command("bucket", {{"bucket", "many"},
                                 {"objects", QJsonObject{{"top.mxf", 1}}},
-                                {"count", 10'000},
+                                {"count", 1500},
                                 {"format", "day/{:06}.mxf"}});
     const QString bucket = s3("").section('/', 0, 2) + "/many";
     resetForS3(m_probe->treeModel);
@@ -307,8 +307,8 @@ void ActionsTest::wholeFolder()
     emit m_probe->window.finished(nullptr, true);
     QTRY_VERIFY(m_probe->ui.treeView->model() == m_probe->folderProxy);
     runOnFolder(m_probe->folderProxy->mapFromSource(day->index()), true);
-    QVERIFY(report().startsWith("Stream files written: 10,000\nof these replaced: 0\n"));
-    QCOMPARE(targetFiles().size(), 10'000);
+    QVERIFY(report().startsWith("Stream files written: 1,500\nof these replaced: 0\n"));
+    QCOMPARE(targetFiles().size(), 1500);
     runOnFolder(m_probe->folderProxy->mapFromSource(root->index()), false);
     QVERIFY(report().startsWith("Stream files written: 1\n"));
     QCOMPARE(contentOf(inTarget("top.stream")), (bucket + "/top.mxf").toUtf8());
@@ -330,7 +330,7 @@ void ActionsTest::wholeFolder()
 void ActionsTest::stoppedFolder()
 {
     QTemporaryDir folder;
-    for (int i = 0; i < 5000; ++i)
+    for (int i = 0; i < 3000; ++i)
         QVERIFY(fill(folder.filePath(QString::number(i)), {}));
     const QModelIndex local = m_probe->driveModel->index(folder.path());
     runOnFolder(local, true);
@@ -340,8 +340,8 @@ void ActionsTest::stoppedFolder()
     dialogs().value(0)->findChild<QPushButton *>()->click();
     const QString text = report();
     const int written = targetFiles().size();
-    QVERIFY2(text.contains(QString("\n\nStopped: %1 of 5,000 files were left out.")
-                               .arg(QLocale().toString(5000 - written))),
+    QVERIFY2(text.contains(QString("\n\nStopped: %1 of 3,000 files were left out.")
+                               .arg(QLocale().toString(3000 - written))),
              text.toUtf8());
     QTRY_VERIFY(dialogs().isEmpty());
     runOnFolder(local, false);
