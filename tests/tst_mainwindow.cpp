@@ -186,10 +186,29 @@ void MainWindowTest::remoteClicks()
     click(bucket.root);
     QCOMPARE(shown(), QString("top.mov"));
 
+    click(bucket.deep); // not listed yet
+    QCOMPARE(shown(), QString("no model"));
+    click(bucket.root);
+
     // The end of a folder's listing shows its files, whatever was clicked meanwhile.
     bucket.deep->appendRow(makeEntryItem("s3://AK:SK@localhost/rushes/clip/deep/z", true, {}));
     emit probe.window.finished(bucket.deep, false);
     QTRY_COMPARE(shown(), QString("z"));
+    QTreeView *tree = probe.ui.treeView;
+    QCOMPARE(tree->currentIndex().data().toString(), QString("deep"));
+
+    // Neither a drag nor a menu leaves it on another folder than the one that is shown.
+    probe.window.show();
+    const QModelIndex other = probe.folderProxy->mapFromSource(bucket.empty->index());
+    const QPoint place = tree->visualRect(other).center();
+    QTest::mousePress(tree->viewport(), Qt::RightButton, {}, place);
+    QCOMPARE(tree->currentIndex(), other);
+    QTest::mouseRelease(tree->viewport(), Qt::RightButton, {}, place);
+    QTRY_COMPARE(tree->currentIndex().data().toString(), QString("deep"));
+    QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, place);
+    QTest::qWait(1);
+    QCOMPARE(tree->currentIndex(), other);
+    QCOMPARE(shown(), QString("no model"));
 }
 
 void MainWindowTest::doubleClick()

@@ -10,6 +10,7 @@
 #include "paramdialog.h"
 #include "s3entries.h"
 #include "s3service.h"
+#include "statusline.h"
 #include "tamsdialog.h"
 #include "tamsentries.h"
 #include "targetdirectories.h"
@@ -111,6 +112,23 @@ void MainWindow::on_button_URL_Remove_clicked()
     };
     if (!source->isTams && std::none_of(sources.cbegin(), sources.cend(), sharesFile))
         deleteEntryFile(path);
+}
+
+// Entry files are written without a site, so a source of another one comes back as the provider's,
+// and "Connect" would send its key there.
+void MainWindow::keepSite()
+{
+    const URL *source = sources.value(ui->combo_URL->currentIndex());
+    if (!source || source->isTams)
+        return;
+    const QString path = entryPath(source);
+    if (keepS3Site(path, source->getKey(), source->getSite()))
+        m_statusLine->show(tr("Site kept: %1").arg(source->getSite()));
+    else
+        openWarning(this, tr("Keep Site"),
+                    tr("The site %1 was not added to the entry file <%2>: it cannot be written, or "
+                       "holds another key, or could not be read back with this site.")
+                        .arg(source->getSite(), path));
 }
 
 void MainWindow::deleteEntryFile(const QString &path)

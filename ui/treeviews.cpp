@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "treeviews.h"
 
+#include "rowselection.h"
+
 #include <QFileSystemModel>
 #include <QHeaderView>
 #include <QItemSelectionModel>
@@ -58,7 +60,12 @@ void showModel(QTreeView *view, QAbstractItemModel *model)
     keepWidths(view);
     // A view makes a new selection model for each model and leaves the old one to its user.
     QItemSelectionModel *selection = view->selectionModel();
+    RowSelection *rows = RowSelection::of(view);
+    if (rows)
+        rows->expectModel(model);
     view->setModel(model);
+    if (rows)
+        rows->followModel();
     delete selection;
     applyWidths(view);
 }

@@ -14,12 +14,23 @@ void showWarning(QWidget *parent, const QString &title, const QString &text)
     box.exec();
 }
 
-QMessageBox *openWarning(QWidget *parent, const QString &title, const QString &text)
+static QMessageBox *openBox(QMessageBox::Icon icon, QWidget *parent, const QString &title,
+                            const QString &text)
 {
-    auto *box = new QMessageBox(QMessageBox::Warning, title, text, QMessageBox::Ok, parent);
+    auto *box = new QMessageBox(icon, title, text, QMessageBox::Ok, parent);
     box->setTextFormat(Qt::PlainText);
     wrapLongWords(box);
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->open();
     return box;
+}
+
+QMessageBox *openWarning(QWidget *parent, const QString &title, const QString &text)
+{
+    return openBox(QMessageBox::Warning, parent, title, text);
+}
+
+QMessageBox *openInformation(QWidget *parent, const QString &title, const QString &text)
+{
+    return openBox(QMessageBox::Information, parent, title, text);
 }
