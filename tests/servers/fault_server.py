@@ -9,7 +9,7 @@ Ready:     {"port"}
 Commands:
   {"op": "bucket", "bucket", "count", "format", "objects", "region", "regionStatus",
    "regionHeader", "order", "quirks", "fickle"}: replaces a bucket. It holds `count` objects of 10 bytes,
-    named by `format`, and `objects`, {key: size of generated content or text}. Requests signed for
+    named by `format` of a number and a UUID, and `objects`, {key: size of generated content or text}. Requests signed for
     another region than `region` are answered by 301 or 400, which names it in a header or in the
     body. Its names are in the order of their bytes in `order`, an encoding or "no-case". One of the
     keys `fickle` comes or goes before each page. `quirks` of listings:
@@ -48,12 +48,14 @@ import bisect
 import collections
 import datetime
 import email.utils
+import hashlib
 import os
 import random
 import re
 import threading
 import time
 import urllib.parse
+import uuid
 from xml.sax.saxutils import escape
 
 import common
@@ -67,6 +69,10 @@ CONTENT = memoryview(common.PATTERN * 4)
 CONTENT_FILE = os.memfd_create("content")
 os.write(CONTENT_FILE, CONTENT)
 AFTER = b"\xff\xff\xff"  # behind every rank with the same beginning
+
+
+def uuid_of(number):
+    return uuid.UUID(hashlib.md5(b"%d" % number).hexdigest(), version=4)
 
 
 def size_of(body):
@@ -95,7 +101,7 @@ class Bucket:
                         for key, value in (objects or {}).items()}
         self.order, self.quirks, self.fickle = order, quirks, fickle
         self.lock = threading.Lock()
-        self.sort({format.format(i) for i in range(count)} | set(self.objects))
+        self.sort({format.format(i, uuid_of(i)) for i in range(count)} | set(self.objects))
         self.versions = collections.Counter()
         self.texts = {}  # of entries in pages
 
