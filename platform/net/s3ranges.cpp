@@ -46,7 +46,7 @@ bool S3Ranges::poll()
     dropUseless();
     join();
     ask();
-    return ready() > 0 || m_ranges.front().pages->isBroken() || isAtEnd();
+    return ownNames(0) > 0 || m_ranges.front().pages->isBroken() || isAtEnd();
 }
 
 void S3Ranges::wait()
@@ -72,7 +72,7 @@ bool S3Ranges::isAtEnd() const
 std::optional<S3Ranges::Entries> S3Ranges::take()
 {
     Range &front = m_ranges.front();
-    const std::size_t count = ready();
+    const std::size_t count = ownNames(0);
     if (count == 0 && front.pages->isBroken()) {
         front.pages->take(); // the last error
         return std::nullopt;
@@ -86,13 +86,13 @@ std::optional<S3Ranges::Entries> S3Ranges::take()
     return names;
 }
 
-// How many of the first range's names can be taken: those that are not yet the next range's.
-std::size_t S3Ranges::ready() const
+// How many names of a range are its own: those that are not yet the next range's.
+std::size_t S3Ranges::ownNames(std::size_t at) const
 {
-    const Entries &names = m_ranges.front().names;
-    if (m_ranges.size() == 1)
+    const Entries &names = m_ranges[at].names;
+    if (at + 1 == m_ranges.size())
         return names.size();
-    const Range &next = m_ranges[1];
+    const Range &next = m_ranges[at + 1];
     const auto end = placeOf(next.first.empty() ? next.guess : next.first, names);
     return static_cast<std::size_t>(end - names.begin());
 }
@@ -200,7 +200,7 @@ void S3Ranges::join()
     while (isCovered(0)) {
         const Entries &names = m_ranges[0].names;
         const Range &next = m_ranges[1];
-        if (next.first.empty() || ready() > 0)
+        if (next.first.empty() || ownNames(0) > 0)
             return; // it has yet to come, or its turn has
         const auto [mine, its] =
             std::mismatch(names.begin(), names.end(), next.names.begin(), next.names.end(), isSame);

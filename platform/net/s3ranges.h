@@ -62,7 +62,7 @@ private:
     void dropFrom(std::size_t at);
     void dropUseless();
     void join();
-    std::size_t ready() const;
+    std::size_t ownNames(std::size_t at) const;
     bool isCovered(std::size_t at) const;
 
     void ask();
@@ -84,8 +84,8 @@ private:
 
     NameGuesser m_guesser;
     Pace m_pace;
-    std::string m_end;    // nothing is behind; empty while unknown
-    double m_waste = 0.5; // of a page, by each range that was begun of late
+    std::string m_end;  // nothing is behind; empty while unknown
+    double m_waste = 1; // of a page, by each range that was begun of late
     std::size_t m_pageBytes = 0;
     int m_requests = 0;
     std::size_t m_taken = 0;     // names

@@ -17,9 +17,10 @@ using Clock = std::chrono::steady_clock;
 // Requests that may turn out useless: some in any case, and a share of the useful ones.
 constexpr double kFreeRequests = 14;
 constexpr double kUselessShare = 0.28;
-// Pages of a range. Where guesses are good, the one before most likely meets it in one page.
-constexpr double kShortest = 0.92;
+// Pages of a range, and the part of one by which it is to be shorter, so that it most likely meets
+// the next range in so many pages where guesses are good.
 constexpr double kLongest = 6;
+constexpr double kMargin = 0.08;
 constexpr double kWasteRate = 0.3; // by which the latest one counts
 constexpr std::size_t kMostBytesAhead = 12 * 1024 * 1024;
 
@@ -76,11 +77,8 @@ bool S3Ranges::mayAsk() const
 double S3Ranges::spare() const
 {
     std::size_t names = m_taken;
-    for (std::size_t i = 0; i < m_ranges.size(); ++i) {
-        // The next range may have a page of them too.
-        const std::size_t own = m_ranges[i].names.size();
-        names += isCovered(i) ? own - std::min(own, m_pageSize) : own;
-    }
+    for (std::size_t i = 0; i < m_ranges.size(); ++i)
+        names += ownNames(i);
     const double useful = static_cast<double>(names) / static_cast<double>(m_pageSize);
     return kFreeRequests + kUselessShare * useful - (m_requests - useful);
 }
@@ -118,7 +116,7 @@ std::string S3Ranges::guessBehind(std::size_t at) const
         static_cast<double>(known.pageBefore.count + known.page.count)};
 
     // Ranges are so long that what they waste is the share that may be wasted.
-    double pages = std::clamp(m_waste / kUselessShare, kShortest, kLongest);
+    double pages = std::round(std::clamp(m_waste / kUselessShare, 1.0, kLongest)) - kMargin;
     const auto pageSize = static_cast<double>(m_pageSize);
     if (!limit.empty()) {
         const double room = m_guesser.distance(stretch, from, inLevel(limit)) / pageSize;
