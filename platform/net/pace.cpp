@@ -33,10 +33,10 @@ void Pace::worked(Time time)
     m_work = std::min(time, m_work * kFading);
 }
 
-int Pace::most() const
+std::size_t Pace::most() const
 {
     const bool isWaitedFor = m_work == Time::max() || m_latency > m_work;
-    return m_latency > timeLimits().page && isWaitedFor ? static_cast<int>(m_number) : 1;
+    return m_latency > timeLimits().page && isWaitedFor ? static_cast<std::size_t>(m_number) : 1;
 }
 
 } // namespace hq

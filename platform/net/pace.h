@@ -3,6 +3,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 
 namespace hq {
 
@@ -20,7 +21,7 @@ public:
     void restart() { m_number = 1; }
 
     // 1 where waiting for pages is not what takes the time.
-    int most() const;
+    std::size_t most() const;
 
 private:
     double m_number = 1;

@@ -22,7 +22,9 @@ constexpr double kUselessShare = 0.28;
 constexpr double kLongest = 6;
 constexpr double kMargin = 0.08;
 constexpr double kWasteRate = 0.3; // by which the latest one counts
-constexpr std::size_t kMostBytesAhead = 12 * 1024 * 1024;
+constexpr std::size_t kMostBytesAhead = 5 * 1024 * 1024;
+constexpr std::size_t kBytesPerBlock = 16; // that the heap takes for itself
+constexpr std::size_t kPagesPerAnswer = 2; // as much memory takes one that is coming in
 
 } // namespace
 
@@ -63,13 +65,13 @@ void S3Ranges::askFor(Range &range)
 
 bool S3Ranges::mayAsk() const
 {
-    int asked = 0;
+    std::size_t asked = 0;
     std::size_t names = 0;
     for (const Range &range : m_ranges) {
-        asked += range.isAsked ? 1 : 0;
+        asked += range.isAsked ? 1U : 0U;
         names += range.names.size();
     }
-    const std::size_t pages = names / m_pageSize + static_cast<std::size_t>(asked);
+    const std::size_t pages = names / m_pageSize + kPagesPerAnswer * asked;
     return asked < m_pace.most() && pages * m_pageBytes < kMostBytesAhead;
 }
 
@@ -91,7 +93,7 @@ void S3Ranges::learn(const std::string &last, const Entries &entries)
         const std::string_view name = inLevel(entry.name);
         m_guesser.learn(before, name);
         before = name;
-        bytes += entry.name.capacity();
+        bytes += entry.name.capacity() + kBytesPerBlock;
     }
     m_guesser.conclude();
     m_pageBytes = std::max(m_pageBytes, bytes);
