@@ -5,13 +5,14 @@
 """Whole-process figures of listing and copying against a loopback server, each beside rclone and
 curl in the same run:
 
-    bench/network.py [--client build/release/bench_client] [--runs 5] [--only listing,near,far,chaos]
+    bench/network.py [--client build/release/bench_client] [--runs 5] [--only listing,pages,near,far,chaos]
 
-Prints the median of each figure and its ratio to the peers'. The copies go to /dev/shm, or to
---target, a file on a disk. Ours are on the disk when they are done; the peers' are synced behind
-them."""
+Prints the median of each figure, the spread of the wall time and the ratios to the peers'. The
+copies go to /dev/shm, or to --target, a file on a disk. Ours are on the disk when they are done; the
+peers' are synced behind them. "pages" lists levels of a server that takes its time for each page."""
 
 import argparse
+import datetime
 import json
 import os
 import random
@@ -61,14 +62,20 @@ def run(command):
     return wall, usage.ru_utime + usage.ru_stime, usage.ru_maxrss / 1024
 
 
-def compare(title, commands, runs, check=None):
-    """Runs the commands in turn, the first being ours, and prints medians and ratios."""
+def compare(title, commands, runs, check=None, server=None):
+    """Runs the commands in turn, the first being ours, and prints medians and ratios, and the most
+    requests that the server got from one."""
     figures = {name: [] for name in commands}
+    requests = {name: [] for name in commands}
     for turn in range(runs + 1):
         for name, command in commands.items():
             if os.path.exists(TARGET):
                 os.remove(TARGET)
+            if server:
+                server.command("requests")
             result = run(command)
+            if server:
+                requests[name].append(len(server.command("requests")["requests"]))
             if check:
                 check(name)
             if turn:  # the first one warms up
@@ -78,8 +85,10 @@ def compare(title, commands, runs, check=None):
                for name, rows in figures.items()}
     ours = next(iter(medians.values()))
     for name, (wall, cpu, peak) in medians.items():
-        print(f"  {name:22} wall {wall:7.3f} s   cpu {cpu:7.3f} s   peak {peak:7.1f} MiB"
-              f"   ours/this: wall {ours[0] / wall:5.2f}  cpu {ours[1] / cpu:5.2f}")
+        spread = "-".join(f"{f(row[0] for row in figures[name]):.2f}" for f in (min, max))
+        count = f"   {max(requests[name]):5} requests" if server else ""
+        print(f"  {name:18} wall {wall:7.3f} s ({spread})   cpu {cpu:7.3f} s   peak {peak:7.1f} MiB"
+              f"   ours/this: wall {ours[0] / wall:5.2f}  cpu {ours[1] / cpu:5.2f}{count}", flush=True)
 
 
 def touch_memory(size):
@@ -101,12 +110,52 @@ def check_size(name):
         sys.exit(f"{name} left {os.path.getsize(TARGET)} bytes")
 
 
+def uneven_names(count):
+    """Days with few and days with many clips, named by words."""
+    dice = random.Random(1)
+    words = "archive clip crowd drone final goal interview match news press scene studio".split()
+    day, names = datetime.date(2015, 1, 1), set()
+    while len(names) < count:
+        day += datetime.timedelta(days=dice.choice([1, 1, 1, 2, 3, 9]))
+        for _ in range(min(int(dice.paretovariate(0.9) * 20), 3000, count - len(names))):
+            names.add(f"{day} {dice.choice(words)} {dice.choice(words)}-{dice.randrange(100):02}.mxf")
+    return names
+
+
+def worst_names(count):
+    """Beginnings tell nothing about how many names have them."""
+    dice = random.Random(1)
+    return {"".join(dice.choice("az") * dice.randrange(1, 14) for _ in range(12)) + f"{i}"
+            for i in range(count)}
+
+
+def pages(server, client, source, runs):
+    levels = [("100,000, counted", {"count": 100000, "format": "clip-{:07}.mxf"}, (0, 20, 200)),
+              ("100,000 UUIDs", {"count": 100000, "format": "{1}.mxf"}, (0, 20)),
+              ("100,000 folders", {"count": 100000, "format": "reel-{:06}/clip"}, (0, 20)),
+              ("1,000,000 UUIDs", {"count": 1000000, "format": "{1}.mxf"}, (20,)),
+              ("100,000, dates and words", uneven_names, (0, 20)),
+              ("100,000, the worst order", worst_names, (20,)),
+              ("999 names", {"count": 999}, (20,))]
+    for title, bucket, latencies in levels:
+        if callable(bucket):
+            bucket = {"objects": dict.fromkeys(bucket(100000), 10)}
+        server.command("bucket", bucket="level", **bucket)
+        for latency in latencies:
+            server.command("set", latency=latency)
+            compare(f"{title}, {latency} ms a page",
+                    {"pellory": [client, "walk", source + "/level"],
+                     "page by page": [client, "pages", source + "/level"],
+                     "rclone": rclone(server, "lsf", ":s3:level")}, runs, server=server)
+    server.command("calm")
+
+
 def main():
     global TARGET
     parser = argparse.ArgumentParser()
     parser.add_argument("--client", default=os.path.join(ROOT, "build/release/bench_client"))
     parser.add_argument("--runs", type=int, default=5)
-    parser.add_argument("--only", default="listing,near,far,chaos")
+    parser.add_argument("--only", default="listing,pages,near,far,chaos")
     parser.add_argument("--target", default=TARGET)
     options = parser.parse_args()
     TARGET = options.target
@@ -125,6 +174,8 @@ def main():
                      "rclone": rclone(server, "lsf", ":s3:many")}, options.runs)
             compare("Listing 400,000 keys: memory",
                     {"pellory": [options.client, "walk", source + "/more"]}, 1)
+        if "pages" in wanted:
+            pages(server, options.client, source, options.runs)
         copy = [options.client, "copy", source + "/media/big", TARGET]
         curl = [*SYNCED, TARGET, "curl", "-sf", "-o", TARGET, web + "/media/big"]
 

@@ -23,8 +23,8 @@ bool CircleGuard::isRepeated(const std::string &step)
     return false;
 }
 
-S3Cursor::S3Cursor(std::string prefix, int mostKeys)
-    : m_prefix(std::move(prefix)), m_mostKeys(std::to_string(mostKeys))
+S3Cursor::S3Cursor(std::string prefix, int mostKeys, std::string after)
+    : m_prefix(std::move(prefix)), m_mostKeys(std::to_string(mostKeys)), m_after(std::move(after))
 {
 }
 
@@ -38,6 +38,8 @@ NameValues S3Cursor::query() const
     static constexpr const char *kNames[] = {"continuation-token", "start-after", "marker"};
     if (!m_position.empty())
         query.emplace_back(kNames[static_cast<int>(m_way)], m_position);
+    else if (!m_after.empty())
+        query.emplace_back("start-after", m_after);
     return query;
 }
 

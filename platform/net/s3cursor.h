@@ -33,8 +33,9 @@ class S3Cursor
 public:
     enum class State { More, End, Stuck };
 
-    // At the start of the level below `prefix`, with at most `mostKeys` names a page.
-    explicit S3Cursor(std::string prefix, int mostKeys = 1000);
+    // At the start of the level below `prefix`, or behind the name `after` of it, with at most
+    // `mostKeys` names a page.
+    explicit S3Cursor(std::string prefix, int mostKeys = 1000, std::string after = {});
 
     // Of the request for the next page.
     NameValues query() const;
@@ -51,6 +52,7 @@ private:
 
     std::string m_prefix;
     std::string m_mostKeys;
+    std::string m_after; // of the first page
     State m_state = State::More;
     Way m_way = Way::Token;
     std::string m_position;           // of the next page: a token, or the name it is behind

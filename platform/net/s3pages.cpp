@@ -14,10 +14,10 @@ constexpr std::size_t kMostPageBytes = 32 * 1024 * 1024;
 }
 
 S3Pages::S3Pages(HttpClient &client, const S3Address &address, const std::string &prefix,
-                 int mostKeys)
+                 int mostKeys, const std::string &after)
     : m_client(client)
     , m_isAccount(address.bucket.empty())
-    , m_cursor(prefix, mostKeys)
+    , m_cursor(prefix, mostKeys, after)
     , m_resource(address, {})
 {
 }
@@ -71,13 +71,15 @@ std::optional<S3Listing> S3Pages::take()
         setLastSystemError(m_error);
         setFailureDetails(m_details);
     }
-    m_attempts.reset();
+    m_failures = 0;
     m_polled = Attempts::Clock::now();
     return std::exchange(m_page, std::nullopt);
 }
 
 void S3Pages::send()
 {
+    if (m_failures == 0)
+        m_attempts.reset(); // time runs from here on, not while nobody asks
     if (!m_isAccount)
         m_resource.setQuery(m_cursor.query());
     HttpRequest request = m_resource.request({});
@@ -100,6 +102,7 @@ void S3Pages::settle()
         }
         m_answer.malformed = true;
     }
+    ++m_failures;
     if (!m_attempts.again(m_resource, m_answer))
         keepFailure();
 }

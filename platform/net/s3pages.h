@@ -17,9 +17,10 @@ namespace hq {
 class S3Pages
 {
 public:
-    // The level below `prefix` of a bucket, or the buckets of an account.
+    // The level below `prefix` of a bucket, from its start or behind the name `after` on, or the
+    // buckets of an account.
     S3Pages(HttpClient &client, const S3Address &address, const std::string &prefix,
-            int mostKeys = 1000);
+            int mostKeys = 1000, const std::string &after = {});
 
     // Sends what is due and takes in what has come, without waiting; true when there is something
     // to take. Not at the end.
@@ -31,6 +32,10 @@ public:
     // The page that poll() found; the one behind it is asked for by the next poll(). None when the
     // listing broke off, which the last error and its details explain.
     std::optional<S3Listing> take();
+    bool isBroken() const { return m_error != 0; }
+    // Of the page that came last: the server's time for it, and the attempts that failed before.
+    int latencyMicroseconds() const { return m_answer.latencyMicroseconds; }
+    int failures() const { return m_failures; }
     // Whether the last page has been taken.
     bool isAtEnd() const { return !m_page && m_cursor.state() == S3Cursor::State::End; }
 
@@ -47,6 +52,7 @@ private:
     S3Resource m_resource;
     Attempts m_attempts; // of the page that comes next
     Attempts::Clock::time_point m_polled = Attempts::Clock::now();
+    int m_failures = 0;
     std::unique_ptr<Transfer> m_transfer;
     std::optional<S3Listing> m_page;
     HttpAnswer m_answer;       // the last one

@@ -3,7 +3,7 @@
 #include "net/s3walk.h"
 
 #include "hqutil.h"
-#include "net/s3pages.h"
+#include "net/s3ranges.h"
 #include "net/s3source.h"
 #include "net/text.h"
 
@@ -35,21 +35,19 @@ bool walkPrefix(const S3Address &address, const std::string &prefix, const std::
                 const network::Entry &entry, std::uint64_t *reported)
 {
     const auto client = HttpClient::lease();
-    S3Pages pages(*client, address, prefix);
-    // The next page comes while the entries of this one are reported.
-    const auto goOn = [&client, &pages] {
+    S3Ranges ranges(*client, address, prefix);
+    // More pages come while these entries are reported.
+    const auto goOn = [&client, &ranges] {
         client->step(0);
-        if (!pages.isAtEnd())
-            pages.poll();
+        ranges.poll();
     };
     std::string full = base;
-    while (!pages.isAtEnd()) {
-        pages.wait();
-        const std::optional<S3Listing> page = pages.take();
-        if (!page)
+    for (ranges.wait(); !ranges.isAtEnd(); ranges.wait()) {
+        const std::optional<S3Ranges::Entries> entries = ranges.take();
+        if (!entries)
             return false;
         goOn();
-        for (const S3Listing::Entry &item : page->entries) {
+        for (const S3Listing::Entry &item : *entries) {
             if (item.name.size() <= prefix.size() ||
                 item.name.compare(0, prefix.size(), prefix) != 0)
                 continue; // the folder's own marker

@@ -17,6 +17,7 @@ struct TimeLimits
     Length refusal{5'000};    // for the document that explains a refusal
     Length person{45'000};    // without a byte of what a person waits for, over all attempts
     Length copy{60'000};      // without a byte of a copy, over all attempts
+    Length page{4};           // for a page of a listing, before others are asked for beside it
 };
 
 // Those of the process. Tests shorten them while nothing is under way.

@@ -8,10 +8,11 @@ stdin closes.
 Ready:     {"port"}
 Commands:
   {"op": "bucket", "bucket", "count", "format", "objects", "region", "regionStatus",
-   "regionHeader", "order", "quirks"}: replaces a bucket. It holds `count` objects of 10 bytes,
-    named by `format`, and `objects`, {key: size of generated content or text}. Requests signed for
+   "regionHeader", "order", "quirks", "fickle"}: replaces a bucket. It holds `count` objects of 10 bytes,
+    named by `format` of a number and a UUID, and `objects`, {key: size of generated content or text}. Requests signed for
     another region than `region` are answered by 301 or 400, which names it in a header or in the
-    body. Its names are in the order of their bytes in `order`, an encoding. `quirks` of listings:
+    body. Its names are in the order of their bytes in `order`, an encoding or "no-case". One of the
+    keys `fickle` comes or goes before each page. `quirks` of listings:
       version-1                                       version 2 is not known
       no-token, no-next-marker                        where a page goes on is not said
       no-start-after, no-marker, no-encoding-type     the parameter is not heeded
@@ -47,12 +48,14 @@ import bisect
 import collections
 import datetime
 import email.utils
+import hashlib
 import os
 import random
 import re
 import threading
 import time
 import urllib.parse
+import uuid
 from xml.sax.saxutils import escape
 
 import common
@@ -66,6 +69,10 @@ CONTENT = memoryview(common.PATTERN * 4)
 CONTENT_FILE = os.memfd_create("content")
 os.write(CONTENT_FILE, CONTENT)
 AFTER = b"\xff\xff\xff"  # behind every rank with the same beginning
+
+
+def uuid_of(number):
+    return uuid.UUID(hashlib.md5(b"%d" % number).hexdigest(), version=4)
 
 
 def size_of(body):
@@ -87,20 +94,23 @@ class Settings:
 
 class Bucket:
     def __init__(self, count=0, format="key-{:06}", objects=None, region="us-east-1",
-                 regionStatus=301, regionHeader=True, order="utf-8", quirks=()):
+                 regionStatus=301, regionHeader=True, order="utf-8", quirks=(), fickle=()):
         self.region, self.region_status, self.region_header = region, regionStatus, regionHeader
         # Bytes, or the size of generated content.
         self.objects = {key: value.encode() if isinstance(value, str) else value
                         for key, value in (objects or {}).items()}
-        self.order, self.quirks = order, quirks
-        self.keys = sorted({format.format(i) for i in range(count)} | set(self.objects),
-                           key=self.rank)
-        self.ranks = [self.rank(key) for key in self.keys]
+        self.order, self.quirks, self.fickle = order, quirks, fickle
+        self.lock = threading.Lock()
+        self.sort({format.format(i, uuid_of(i)) for i in range(count)} | set(self.objects))
         self.versions = collections.Counter()
-        self.pages = {}
+        self.texts = {}  # of entries in pages
+
+    def sort(self, keys):
+        self.keys = sorted(keys, key=self.rank)
+        self.ranks = [self.rank(key) for key in self.keys]
 
     def rank(self, key):
-        return key.encode(self.order)
+        return key.lower().encode() if self.order == "no-case" else key.encode(self.order)
 
     def body(self, key):
         """None where there is no such object."""
@@ -153,7 +163,11 @@ class Bucket:
         if behind and not start:
             passed = not newer and behind.endswith("/") and "repeats" not in self.quirks
             start = self.rank(behind) + (AFTER if passed else b"\0")
-        found, following = self.entries(prefix, delimiter, start, min(count, settings.pageSize))
+        with self.lock:
+            if self.fickle:
+                self.sort(set(self.keys) ^ {random.choice(self.fickle)})
+            found, following = self.entries(prefix, delimiter, start,
+                                            min(count, settings.pageSize))
         token = encode_token(following) if following is not None else None
         if effects.get("emptyPage"):
             found, token = [], encode_token(key, str(random.random()))
@@ -175,16 +189,21 @@ class Bucket:
         if said and not newer and "no-next-marker" not in self.quirks:
             last = escape(found[-1][0]) if "plain-next-marker" in self.quirks else text(found[-1][0])
             parts.append(f"<NextMarker>{last}</NextMarker>")
-        for key, folder in found:
-            if folder:
-                parts.append(f"<CommonPrefixes><Prefix>{text(key)}</Prefix></CommonPrefixes>")
-            else:
-                size = size_of(self.objects.get(key, 10))
-                parts.append(f"<Contents><Key>{text(key)}</Key><LastModified>2024-01-01T00:00:00Z"
-                             f"</LastModified><ETag>{escape(self.etag(key))}</ETag><Size>{size}"
-                             "</Size><StorageClass>STANDARD</StorageClass></Contents>")
+        texts = self.texts.setdefault(encoded, {})
+        for entry in found:
+            if entry not in texts:
+                texts[entry] = self.entry_text(*entry, text)
+            parts.append(texts[entry])
         page = "".join(parts + ["</ListBucketResult>"]).encode()
         return page[:len(page) * 2 // 3] if effects.get("broken") else page
+
+    def entry_text(self, key, folder, text):
+        if folder:
+            return f"<CommonPrefixes><Prefix>{text(key)}</Prefix></CommonPrefixes>"
+        size = size_of(self.objects.get(key, 10))
+        return (f"<Contents><Key>{text(key)}</Key><LastModified>2024-01-01T00:00:00Z"
+                f"</LastModified><ETag>{escape(self.etag(key))}</ETag><Size>{size}"
+                "</Size><StorageClass>STANDARD</StorageClass></Contents>")
 
 
 def encode_token(key, salt=""):
@@ -315,13 +334,7 @@ class Server:
             bucket.versions[key] += 1
         headers = {"x-amz-bucket-region": bucket.region, "Content-Type": "application/xml"}
         if not key:
-            settings = self.settings
-            which = (request.target, settings.pageSize)
-            body = bucket.pages.get(which)
-            if effects or not body:
-                body = bucket.page(request.query, settings, effects)
-            if not effects:
-                bucket.pages[which] = body
+            body = bucket.page(request.query, self.settings, effects)
             return 200, headers, body, 0, len(body)
         body = bucket.body(key)
         if body is None:

@@ -3,7 +3,8 @@
 # SPDX-License-Identifier: Apache-2.0
 
 """OpenStack Swift behind its S3 front end, on free loopback ports, with one ring device in a
-temporary folder. Signatures and the region are checked. Lives until stdin closes.
+temporary folder. Signatures and the region are checked. A page of a listing has 50 names. Lives
+until stdin closes.
 
 Ready:     {"port"}
 Commands:  {"op": "bucket", "bucket"}
@@ -64,6 +65,7 @@ paste.filter_factory = swift_server:plain_key_filter
 [filter:s3api]
 use = egg:swift#s3api
 location = {location}
+max_bucket_listing = 50
 storage_domain = s3.amazonaws.com,s3.eu-west-1.amazonaws.com
 dns_compliant_bucket_names = false
 [filter:tempauth]
