@@ -50,11 +50,41 @@ as_root() {
     fi
 }
 
-# Installs without starting services: the tests start their own, on ports of their own, and a
-# machine without an init system could not start them anyway.
+# The names of the services that are installed, systemd's units and init scripts.
+known_services() {
+    find /{,usr/}lib/systemd/{system,user} /etc/init.d -mindepth 1 -printf '%f\n' 2>/dev/null || true
+}
+
+# disable_new_services KNOWN: keeps services that are not among KNOWN from starting with the machine.
+# The package manager remembers that they were enabled, and an update leaves them as they are then.
+disable_new_services() {
+    local links link unit names=()
+    links=$(find /etc/systemd/{system,user} /etc/rc[2-5S].d -type l ! -lname /dev/null \
+        ! -path '/etc/rc*/K*' -printf '%p\t%l\n' 2>/dev/null) || true
+    while IFS=$'\t' read -r link unit; do
+        unit=${unit##*/}
+        if [[ -z $link ]] || grep -qxF -e "$unit" <<<"$1"; then
+            continue
+        fi
+        case $link in
+        /etc/rc*) as_root mv "$link" "${link%/*}/K${link##*/S}" ;;
+        *)
+            as_root rm "$link"
+            names+=("$unit")
+            ;;
+        esac
+    done <<<"$links"
+    ((${#names[@]} == 0)) ||
+        say "Not to start with the machine: $(printf '%s\n' "${names[@]}" | sort -u | xargs)"
+}
+
+# Installs without starting services, now or with the machine: the tests start their own, on ports of
+# their own, and a machine without an init system could not start them anyway.
 apt_install() {
-    local policy=/usr/sbin/policy-rc.d made=0 status=0
+    local policy=/usr/sbin/policy-rc.d made=0 status=0 known
     local apt=(env DEBIAN_FRONTEND=noninteractive apt-get -q -o DPkg::Lock::Timeout=600)
+    apt+=(-o Acquire::http::Timeout=60 -o Acquire::https::Timeout=60 -o Acquire::Retries=3)
+    known=$(known_services)
     if [[ ! -e $policy ]]; then
         printf '#!/bin/sh\nexit 101\n' | as_root tee "$policy" >/dev/null
         as_root chmod 755 "$policy"
@@ -65,6 +95,7 @@ apt_install() {
     if [[ $made == 1 ]]; then
         as_root rm -f "$policy"
     fi
+    disable_new_services "$known"
     return "$status"
 }
 
