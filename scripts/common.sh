@@ -14,7 +14,7 @@ build_packages=(
 # The object store that the tests run, and what they start beside it.
 test_packages=(
     swift-proxy swift-account swift-container swift-object memcached
-    openssl python3 xvfb
+    openssl python3 python3-nacl xvfb
     desktop-file-utils appstream man-db bsdextrautils shared-mime-info
 )
 windows_packages=(
