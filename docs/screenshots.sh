@@ -38,9 +38,13 @@ done
 mkfifo "$HOME/.display"
 Xvfb -displayfd 3 -screen 0 3400x2000x24 -nolisten tcp 3>"$HOME/.display" 2>/dev/null &
 display_pid=$!
-read -r number <"$HOME/.display"
+number=$(timeout 60 head -n 1 "$HOME/.display")
+[ -n "$number" ]
 export DISPLAY=":$number" QT_QPA_PLATFORM=xcb
 cd "$HOME"
+
+# A window that does not come ends the script.
+xdotool() { timeout 60 xdotool "$@"; }
 
 settle() { sleep 0.8; }
 
