@@ -17,9 +17,8 @@ test_packages=(
     openssl python3 python3-nacl xvfb
     desktop-file-utils appstream man-db bsdextrautils shared-mime-info
 )
-windows_packages=(
-    g++-mingw-w64-x86-64-posix wine wine64 nsis libsodium23 xdotool imagemagick
-)
+windows_packages=(g++-mingw-w64-x86-64-posix nsis unzip zip)
+wine_packages=(wine wine64 libsodium23 osslsigncode xdotool imagemagick)
 ci_packages=(clang-format-14 clang-tidy-14)
 
 say() {
@@ -125,6 +124,16 @@ need_packages() {
     apt_install $missing || die "apt-get could not install: $missing"
 }
 
+# The machine's release of Debian, and the mirror that it gets its packages from.
+debian_release() {
+    (. /etc/os-release && echo "$VERSION_CODENAME")
+}
+debian_mirror() {
+    # shellcheck disable=SC2016
+    apt-get indextargets --format '$(RELEASE) $(SITE)' 'Created-By: Packages' |
+        sed -n "s/^$(debian_release) //p" | head -n 1
+}
+
 # build PRESET [TARGET]: configures and builds, into build/PRESET.
 build() {
     command -v "${CXX:-c++}" >/dev/null ||
@@ -134,4 +143,21 @@ build() {
             cmake --preset "$1" &&
             cmake --build --preset "$1" --target "${2:-all}"
     ) >&2 || die "the build of preset '$1' failed; the reason stands above."
+}
+
+# Sets PELLORY_WINDOWS_SYSROOT, the folder of Windows libraries, unless it is: to one that is unpacked
+# from an archive beside the repository, where there is such an archive.
+need_windows_sysroot() {
+    local archive=$root/../shared/windows-sysroot.tar.xz made=$root/build/windows-sysroot
+    if [[ -z ${PELLORY_WINDOWS_SYSROOT:-} && -e $archive ]]; then
+        if [[ ! -e $made/README ]]; then
+            mkdir -p "$made"
+            tar xf "$archive" -C "$made" --strip-components=1 || die "$archive cannot be unpacked"
+        fi
+        PELLORY_WINDOWS_SYSROOT=$made
+    fi
+    [[ -d ${PELLORY_WINDOWS_SYSROOT:-} ]] ||
+        die "PELLORY_WINDOWS_SYSROOT must name a folder of Windows libraries;" \
+            "scripts/windows-sysroot.sh makes one."
+    export PELLORY_WINDOWS_SYSROOT
 }
