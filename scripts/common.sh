@@ -2,8 +2,8 @@
 # SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=bash disable=SC2034
 
-# Shared by run.sh, test.sh and .ci/run: what they install and how they build. Everything here
-# prints to standard error, because run.sh passes the program's own output on unchanged.
+# Shared by run.sh, test.sh, package.sh and .ci/run: what they install and how they build. Everything
+# here prints to standard error, because run.sh passes the program's own output on unchanged.
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
@@ -11,12 +11,16 @@ build_packages=(
     g++ cmake ninja-build pkg-config
     qtbase5-dev libcurl4-openssl-dev libsodium-dev ca-certificates
 )
+# What packaging/linux/check.sh looks at a package with.
+check_packages=(
+    desktop-file-utils appstream man-db mandoc groff bsdextrautils shared-mime-info binutils devscripts
+)
 # The object store that the tests run, and what they start beside it.
 test_packages=(
     swift-proxy swift-account swift-container swift-object memcached
-    openssl python3 python3-nacl xvfb
-    desktop-file-utils appstream man-db bsdextrautils shared-mime-info
+    openssl python3 python3-nacl xvfb "${check_packages[@]}"
 )
+deb_packages=(dpkg-dev lintian "${check_packages[@]}")
 windows_packages=(g++-mingw-w64-x86-64-posix nsis unzip zip)
 wine_packages=(wine wine64 libsodium23 osslsigncode xdotool imagemagick)
 ci_packages=(clang-format-14 clang-tidy-14)
