@@ -62,7 +62,8 @@ install(
           ${PROJECT_SOURCE_DIR}/docs/encrypted-form.md
     DESTINATION ${documents}
 )
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/examples DESTINATION ${documents})
+set(examples ${PROJECT_SOURCE_DIR}/docs/examples)
+install(FILES ${examples}/read_stream.py ${examples}/read_stream.cpp DESTINATION ${documents}/examples)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
