@@ -17,8 +17,16 @@ if(MINGW)
     target_link_options(
         pellory_settings INTERFACE LINKER:--nxcompat LINKER:--dynamicbase LINKER:--high-entropy-va
     )
-    # Checked copies and the guard's value, taken in so that no further library has to be shipped.
-    target_link_libraries(pellory_settings INTERFACE -l:libssp.a)
+    # Checked copies and the guard's value, taken in so that no further library has to be shipped;
+    # newer compilers have them in mingw's own library.
+    execute_process(
+        COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libssp.a
+        OUTPUT_VARIABLE guards
+        OUTPUT_STRIP_TRAILING_WHITESPACE
+    )
+    if(IS_ABSOLUTE "${guards}")
+        target_link_libraries(pellory_settings INTERFACE "${guards}")
+    endif()
 else()
     list(APPEND hardening -fstack-clash-protection)
     if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64|i.86")

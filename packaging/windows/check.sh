@@ -9,6 +9,7 @@ folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 repository=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 version=$(sed -n 's/^ *VERSION \([0-9.]*\)$/\1/p' "$repository/CMakeLists.txt")
+installer=$(readlink -f "$2")
 objdump=x86_64-w64-mingw32-objdump
 
 fail() {
@@ -28,7 +29,7 @@ for file in *.exe *.dll */*.dll; do
         [[ -e $name || ! $name =~ ^(Qt|lib) ]] || fail "$file needs $name"
     done
 done
-for file in pellory.exe "$2"; do
+for file in pellory.exe "$installer"; do
     header=$("$objdump" -p "$file")
     for property in HIGH_ENTROPY_VA DYNAMIC_BASE NX_COMPAT; do
         grep -q "$property" <<<"$header" || fail "$file: no $property"
@@ -37,9 +38,12 @@ for file in pellory.exe "$2"; do
     strings -el "$file" | grep -qx "$version" || fail "$file does not tell its version $version"
 done
 grep -q "name=\"Corvane.Pellory\" version=\"$version.0\"" pellory.exe || fail "another manifest"
+# Windows 10 and 11, which go by the same number.
+[[ $(grep -ao '<supportedOS ' pellory.exe | wc -l) == 1 ]] || fail "another number of Windows versions"
 for guard in 'stack smashing detected' 'buffer overflow detected'; do
     grep -qaF "$guard" pellory.exe || fail "the program does not look for: $guard"
 done
 ! grep -qaF "$repository" pellory.exe || fail "the program names the folder that it was built in"
-# "@" is left where a version was to stand.
-! grep -v '<[^ ]*@[^ ]*>' licenses/README.txt | grep '@' || fail "the licences lack a version"
+[[ $(grep -c '^    Source: https://' licenses/README.txt) == 5 ]] ||
+    fail "the licences do not tell where the sources are"
+! grep 'unknown version' licenses/README.txt || fail "the licences lack a version"
