@@ -2,9 +2,32 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "displayneed.h"
 
-#include <QtGlobal>
+#include <QString>
+
+#include <cstdio>
+#include <cstdlib>
 
 namespace {
+
+QtMessageHandler g_messageHandler = nullptr;
+QByteArray g_reasons; // what Qt complained about before, a line each
+
+void reportFailedStart(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    if (g_messageHandler)
+        g_messageHandler(type, context, message);
+    if (type == QtWarningMsg && !message.startsWith(QLatin1String("QStandardPaths")))
+        g_reasons += message.toLocal8Bit() + '\n';
+    if (type != QtFatalMsg)
+        return;
+    std::fprintf(stderr,
+                 "pellory: no display can be used, so there is no window.\n%s"
+                 "Set DISPLAY or WAYLAND_DISPLAY. A command line needs no display; \"pellory ?\" "
+                 "lists its options.\n",
+                 g_reasons.constData());
+    std::fflush(stderr);
+    std::_Exit(-1); // the application exists in part, which an exit in order would stumble over
+}
 
 // Qt's options with a value of their own, as QApplication and its X11 plugin take them out.
 bool takesValue(const QByteArray &option)
@@ -48,4 +71,14 @@ void chooseOffscreenPlatform()
     qputenv("QT_QPA_PLATFORM", "offscreen");
     qunsetenv("QT_QPA_PLATFORMTHEME");
     qunsetenv("QT_STYLE_OVERRIDE");
+}
+
+FailedStartReport::FailedStartReport()
+{
+    g_messageHandler = qInstallMessageHandler(reportFailedStart);
+}
+
+FailedStartReport::~FailedStartReport()
+{
+    qInstallMessageHandler(g_messageHandler);
 }

@@ -12,3 +12,14 @@ bool runsWithoutDisplay(const QByteArrayList &arguments);
 // Makes the application that is created next do without a display and without desktop plugins,
 // which may need one, whatever the environment says.
 void chooseOffscreenPlatform();
+
+// While it lives, a Qt that cannot start the application or the window, for want of a display, ends
+// the process with -1 and says why on standard error instead of aborting. One at a time.
+class FailedStartReport
+{
+public:
+    FailedStartReport();
+    ~FailedStartReport();
+    FailedStartReport(const FailedStartReport &) = delete;
+    FailedStartReport &operator=(const FailedStartReport &) = delete;
+};

@@ -6,6 +6,8 @@
 #include "mainwindow.h"
 #include "process.h"
 #include "qtmessages.h"
+#include "signals.h"
+#include "transfer.h"
 
 #include <QApplication>
 #include <QTextStream>
@@ -13,8 +15,20 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 
 namespace {
+
+QtMessageHandler g_messageHandler = nullptr;
+
+// Outside of a login session Qt says at each start that it looks for another runtime directory,
+// which is of no use here and would fill the error log.
+void passOnOtherMessages(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    if (!message.contains(QLatin1String("XDG_RUNTIME_DIR")) &&
+        !message.contains(QLatin1String("runtime directory")))
+        g_messageHandler(type, context, message);
+}
 
 // Qt finds these late once an application exists, and says so at every start; that one message
 // stays out of the error log.
@@ -41,13 +55,20 @@ int main(int argc, char **argv)
 {
     ErrLogSetFileName("Pellory");
     sendQtMessagesToErrorLog();
+    g_messageHandler = qInstallMessageHandler(passOnOtherMessages);
     QByteArrayList given;
     for (int i = 1; i < argc; ++i)
         given.append(argv[i]);
     if (QSysInfo::kernelType() == QLatin1String("linux") && runsWithoutDisplay(given))
         chooseOffscreenPlatform();
 
+    std::optional<FailedStartReport> report(std::in_place);
     QApplication application(argc, argv);
+    const hq::StopToken stop;
+    const hq::EndSignals endSignals([stop] {
+        stop.stop();
+        QMetaObject::invokeMethod(QCoreApplication::instance(), "quit", Qt::QueuedConnection);
+    });
     int status = 0;
     {
         MainWindow window(nullptr);
@@ -55,8 +76,10 @@ int main(int argc, char **argv)
         setHighDpiAttributes();
         if (argc <= 1) {
             window.show();
+            report.reset();
             status = QApplication::exec();
         } else {
+            const hq::ScopedStopToken scope(stop);
             QTextStream out(stdout);
             status = runCommandLine(givenArguments(argc, argv), out);
         }

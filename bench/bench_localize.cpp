@@ -5,6 +5,7 @@
 // that is cancelled, a window that is destroyed, a server that is killed. Prints for each how long
 // it took to end, the longest gap between two turns of the event loop, on a 10 ms timer, and what
 // stands in the target directory.
+#include "openfiles.h"
 #include "testmain.h"
 #include "testserver.h"
 #include "windowprobe.h"
@@ -55,7 +56,12 @@ struct Scene
     std::unique_ptr<MainWindowProbe> probe = std::make_unique<MainWindowProbe>();
 
     QProgressDialog *dialog() const { return probe->dialog<QProgressDialog>(); }
-    QStringList files() const { return QDir(target.path()).entryList(QDir::Files | QDir::Hidden); }
+    // Those that have no name yet included.
+    QStringList files() const
+    {
+        return QDir(target.path()).entryList(QDir::Files | QDir::Hidden) +
+               openFilesIn(target.path());
+    }
 };
 
 // `end` brings the copy to its end once a tenth is there; what it leaves has to be `expected`.

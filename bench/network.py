@@ -12,6 +12,7 @@ Prints the median of each figure and its ratio to the peers'. The copies go to /
 import argparse
 import json
 import os
+import random
 import statistics
 import subprocess
 import sys
@@ -141,30 +142,42 @@ def main():
                     options.runs, check_size)
             server.command("calm")
         if "chaos" in wanted:
-            chaos(server, options.client, source)
+            chaos(server, options.client, source, 0)
+            chaos(server, options.client, source, 2, atOnce=6, latency=10, rate=50_000_000)
     finally:
         server.close()
         if os.path.exists(TARGET):
             os.remove(TARGET)
 
 
-def chaos(server, client, source):
+def disturbed(server, command, restarts, dice):
+    """What the command prints, None when it fails; the server restarts so often meanwhile."""
+    process = subprocess.Popen(command, stdout=subprocess.PIPE, text=True)
+    for _ in range(restarts):
+        time.sleep(dice.uniform(0.4, 0.7))
+        server.command("away", ms=300)
+    text = process.communicate()[0]
+    return text if process.returncode == 0 else None
+
+
+def chaos(server, client, source, restarts, **settings):
     """5 % refused, 5 % cut: twenty seeds, every listing and copy right."""
-    with open(TARGET, "wb"):
-        pass
     right = 0
     for seed in range(20):
-        server.command("set", pageSize=200)
+        dice = random.Random(seed)
+        server.command("set", pageSize=200, **settings)
         server.command("chaos", seed=seed, effects=CHAOS)
-        listed = subprocess.run([client, "walk", source + "/names"], capture_output=True, text=True)
-        os.remove(TARGET)
-        copied = subprocess.run([client, "copy", source + "/media/part", TARGET])
+        listed = disturbed(server, [client, "walk", source + "/names"], restarts, dice)
+        if os.path.exists(TARGET):
+            os.remove(TARGET)
+        copied = disturbed(server, [client, "copy", source + "/media/part", TARGET], restarts, dice)
         server.command("calm")
-        same = copied.returncode == 0 and not subprocess.run(
+        same = copied is not None and not subprocess.run(
             f"curl -sf {source.replace('s3://AK:SK@', 'http://')}/media/part | cmp - {TARGET}",
             shell=True).returncode
-        right += listed.stdout == "20000 entries\n" and same
-    print(f"\n5 % refused and 5 % cut: {right} of 20 seeds listed 20,000 names and copied 256 MiB right")
+        right += listed == "20000 entries\n" and same
+    print(f"\n5 % refused and 5 % cut, {restarts} restarts, {settings}: "
+          f"{right} of 20 seeds listed 20,000 names and copied 256 MiB right")
 
 
 if __name__ == "__main__":

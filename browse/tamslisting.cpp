@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tamslisting.h"
 
+#include "credentials.h"
+#include "entryfile.h"
 #include "hqutil.h"
 #include "transfer.h"
 
@@ -9,17 +11,17 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <climits>
 #include <cstring>
 #include <memory>
 #include <new>
 
 namespace {
 
-constexpr quint32 mostEntryFileBytes = 1 << 20;
 constexpr quint64 unknownSize = ~quint64(0);
 constexpr quint64 bytesOfUnknownSize = 1048576;
 constexpr quint64 leastAnswerBytes = 10;
+constexpr quint64 mostAnswerBytes = 256 << 20;
+constexpr quint32 notUnderstood = 12152; // of hqOSGetLastError
 
 class OpenFile
 {
@@ -45,15 +47,25 @@ private:
 };
 
 // One failure as log and message box tell it: "ERROR: WHAT <address>".
-std::nullopt_t fail(const char *what, const QByteArray &address, TamsFailure *failure)
+std::nullopt_t fail(const char *what, const QByteArray &address, TamsFailure *failure,
+                    quint32 error = hqOSGetLastError())
 {
-    const quint32 error = hqOSGetLastError();
+    const std::string shown = hq::harmlessAddress(address.toStdString());
     if (!hq::isStopped())
-        ErrOut("ERROR: %s <%s>, error %d 0x%08X ", what, address.constData(),
-               static_cast<int>(error), error);
+        ErrOut("ERROR: %s <%s>, error %d 0x%08X ", what, shown.c_str(), static_cast<int>(error),
+               error);
     failure->title = QLatin1String("ERROR: ") + QLatin1String(what);
-    failure->text = failure->title + QStringLiteral(" <%1>").arg(QString::fromUtf8(address));
+    failure->text = failure->title + QStringLiteral(" <%1>").arg(QString::fromStdString(shown));
     return std::nullopt;
+}
+
+// A site may have been entered with a user and a password.
+QString shownSite(const QString &site)
+{
+    const QString scheme = QStringLiteral("https://");
+    const QString shown =
+        QString::fromStdString(hq::harmlessAddress((scheme + site).toStdString()));
+    return shown.mid(scheme.size());
 }
 
 } // namespace
@@ -63,19 +75,16 @@ std::optional<QString> readTamsEndpoint(const QString &site, TamsFailure *failur
     char directory[HQ_CONFIG_DIR_SIZE] = {};
     hqOSGetConfigDir(directory, 0);
     const QString path = QString::fromUtf8(directory) + site + QStringLiteral(".json");
-    const OpenFile file(path.toUtf8());
-    if (!file.isOpen()) {
-        ErrOut("ERROR: Unable to open TAMS config file <%s> ", path.toUtf8().constData());
+    const auto text = hq::readEntryFile(path.toUtf8());
+    if (!text) {
+        const QString shown = QString::fromUtf8(directory) + shownSite(site) + ".json";
+        ErrOut("ERROR: Unable to open TAMS config file <%s> ", shown.toUtf8().constData());
         failure->title = QStringLiteral("ERROR: Unable to open TAMS config file");
-        failure->text = QStringLiteral("RROR: Unable to open TAMS config file <%1>").arg(path);
+        failure->text = QStringLiteral("RROR: Unable to open TAMS config file <%1>").arg(shown);
         return std::nullopt;
     }
-    QByteArray text(mostEntryFileBytes, Qt::Uninitialized);
-    quint32 size = 0;
-    hqOSReadFile(file.handle(), text.data(), mostEntryFileBytes, &size, nullptr);
-    text.truncate(static_cast<int>(size));
     const QJsonValue value =
-        QJsonDocument::fromJson(text).object().value(QLatin1String("endpoint"));
+        QJsonDocument::fromJson(*text).object().value(QLatin1String("endpoint"));
     QString endpoint = value.isUndefined() ? QStringLiteral("/Prod/") : value.toString();
     if (!endpoint.startsWith(QLatin1Char('/')))
         endpoint.prepend(QLatin1Char('/'));
@@ -103,7 +112,10 @@ std::optional<std::vector<ListedFlow>> readTamsFlows(const QString &address, Tam
     if (size == unknownSize)
         size = bytesOfUnknownSize;
 
-    // One read, so no more than its 32-bit count is needed however much the server promises.
+    // A promise, for which no memory is taken before it is known to be kept.
+    if (size > mostAnswerBytes)
+        return fail("Error reading flow", encoded, failure, notUnderstood);
+
     const auto count = static_cast<quint32>(size);
     const std::unique_ptr<char[]> buffer(new (std::nothrow) char[std::size_t(count) + 2]);
     quint32 read = 0;
@@ -111,10 +123,8 @@ std::optional<std::vector<ListedFlow>> readTamsFlows(const QString &address, Tam
     if (!buffer || hqOSReadFile(file.handle(), buffer.get(), count, &read, nullptr) == 0)
         return fail("Error reading flow", encoded, failure);
     buffer[read] = '\0';
-    const std::size_t length = std::strlen(buffer.get());
-    if (length > INT_MAX)
-        return std::vector<ListedFlow>();
-    return foldTamsFlows(QByteArray::fromRawData(buffer.get(), static_cast<int>(length)));
+    const auto length = static_cast<int>(std::strlen(buffer.get()));
+    return foldTamsFlows(QByteArray::fromRawData(buffer.get(), length));
 }
 
 std::vector<ListedFlow> foldTamsFlows(const QByteArray &json)

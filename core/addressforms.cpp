@@ -2,9 +2,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "addressforms.h"
 
+#include "credentials.h"
 #include "s3service.h"
-
-#include <QRegularExpression>
 
 namespace {
 
@@ -30,15 +29,7 @@ QString s3AddressStart(const QString &key, const QString &secret, const QString 
 
 bool holdsCredentials(const QString &address)
 {
-    if (address.startsWith(s3Scheme, Qt::CaseInsensitive))
-        return !address.midRef(s3Scheme.size()).startsWith(QLatin1String(":@"));
-    // A user part, or a query that lets its bearer in.
-    static const QRegularExpression webCredentials(
-        QStringLiteral("^https?://([^/?#]*@|[^/?#]*:[^/?#]*[^/?#0-9].*@|"
-                       ".*[?&]([^=&]*(token|signature|credential|secret|password|accesskeyid)|"
-                       "sig|key)=)"),
-        QRegularExpression::CaseInsensitiveOption | QRegularExpression::DotMatchesEverythingOption);
-    return webCredentials.match(address).hasMatch();
+    return hq::holdsCredentials(address.toStdString());
 }
 
 QString withPart(const QString &address, const QString &part)

@@ -16,7 +16,8 @@ QString s3ServiceDomain();
 QString s3AddressStart(const QString &key, const QString &secret, const QString &site);
 
 // Whether the address has credentials in it (an access key or secret, a user part, a presigned
-// query), and must therefore not be shown, logged or left where others can read it.
+// query), and must therefore not be left where others can read it. What of it may be shown is
+// hq::harmlessAddress().
 bool holdsCredentials(const QString &address);
 
 // Appends "\" unless one stands there already, at the end of the address or in front of the part,

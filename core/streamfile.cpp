@@ -4,7 +4,7 @@
 
 #include "addressforms.h"
 #include "hqutil.h"
-#include "localpath.h"
+#include "outputfile.h"
 
 #include <QFile>
 
@@ -42,14 +42,10 @@ QString streamFilePath(const QString &directory, const QString &baseName)
 
 bool writeStreamFile(const QString &path, const QString &address, bool encrypt)
 {
-    QFile file(hqLocalPath(path));
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+    // Encrypted or not makes no difference: the key is built in.
+    QFile file;
+    if (!hqOpenForWriting(&file, path, holdsCredentials(address)))
         return false;
-    // Before the first byte is in it. Encrypted or not makes no difference: the key is built in.
-    // Devices and pipes behind the path keep their mode.
-    if (holdsCredentials(address) && !file.isSequential() &&
-        !file.setPermissions(QFile::ReadOwner | QFile::WriteOwner))
-        ErrOut("ERROR: a stream file with credentials could not be kept from other users");
     const QByteArray text = address.toUtf8();
     file.write(encrypt ? ":x" + encoded(text) : text);
     return true;

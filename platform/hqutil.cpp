@@ -5,6 +5,7 @@
 #include "base/configuration.h"
 #include "base/encoder.h"
 #include "base/errorlog.h"
+#include "base/failurelog.h"
 #include "base/handletable.h"
 #include "base/localfile.h"
 #include "base/network.h"
@@ -143,7 +144,7 @@ private:
 int hq::copyFile(const char *source, const char *destination, int keepExisting,
                  const CopyProgress &progress)
 {
-    return guardedBool([&] {
+    const int copied = guardedBool([&] {
         if (!source || !destination)
             return fail(Error::InvalidParameter);
         if (network::isNetworkSource(destination))
@@ -159,12 +160,16 @@ int hq::copyFile(const char *source, const char *destination, int keepExisting,
         throttle.finish();
         return true;
     });
+    if (!copied)
+        logFailedCopy(source ? source : "", destination ? destination : "");
+    return copied;
 }
 
 void ErrLogSetFileName(const char *name)
 {
     guarded(0, [name] {
         hq::setErrorLogName(name ? name : "");
+        hq::narrowFolders();
         return 0;
     });
 }
@@ -187,7 +192,7 @@ void ErrOut(const char *format, ...)
 HQHANDLE hqOSCreateFile(const char *path, uint32_t access, uint32_t, void *, uint32_t disposition,
                         uint32_t, HQHANDLE)
 {
-    return guarded(HQ_INVALID_HANDLE, [&] {
+    const HQHANDLE opened = guarded(HQ_INVALID_HANDLE, [&] {
         if (!path) {
             fail(Error::InvalidParameter);
             return HQ_INVALID_HANDLE;
@@ -195,6 +200,9 @@ HQHANDLE hqOSCreateFile(const char *path, uint32_t access, uint32_t, void *, uin
         auto file = openFile(path, access, disposition);
         return file ? hq::HandleTable::instance().add(std::move(file)) : HQ_INVALID_HANDLE;
     });
+    if (opened == HQ_INVALID_HANDLE)
+        hq::logFailedOpen(path ? path : "");
+    return opened;
 }
 
 int hqOSCloseFile(HQHANDLE file)
@@ -326,20 +334,20 @@ int hqOSGetConfigDir(char *buffer, int)
 
 int hqOSRecurseDirectory(void *user, const char *folder, HqWalkCallback callback, uint32_t flags)
 {
-    return guardedBool([&] {
+    std::uint64_t reported = 0;
+    const int walked = guardedBool([&] {
         if (!folder || !callback || flags != HQ_WALK_ONE_LEVEL)
             return fail(Error::InvalidParameter);
         const auto entry = [&](const std::string &address, unsigned int attributes) {
+            ++reported;
             return callback(user, address.c_str(), attributes) == 0;
         };
-        if (hq::network::isNetworkSource(folder))
-            return hq::network::walk(folder, entry);
-        if (hq::local::walk(folder, entry))
-            return true;
-        hq::writeErrorLog("ERROR: Listing <" + std::string(folder) + "> broke off, error " +
-                          std::to_string(hq::lastError()));
-        return false;
+        return hq::network::isNetworkSource(folder) ? hq::network::walk(folder, entry)
+                                                    : hq::local::walk(folder, entry);
     });
+    if (!walked)
+        hq::logFailedWalk(folder ? folder : "", reported);
+    return walked;
 }
 
 int hqXCEncode(const void *key, uint32_t keyLength, const void *input, uint32_t length, int, int,

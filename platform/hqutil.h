@@ -18,10 +18,15 @@
  *            buffer gives the failure value and error 87.
  * Errors     Each function names its failure value; hqOSGetLastError tells why, per thread,
  *            in the numbers listed there. Nothing is thrown.
+ * Log        Each failed open, walk and copy leaves one line in the error log: what, where
+ *            without credentials, why. One that was cancelled leaves none, nor does any other
+ *            call.
  * Threads    Every function may be called from any thread. One handle used by two threads at
  *            once is served one call after the other.
- * Waiting    Network calls are bounded: 10 s to connect, 30 s without a byte, a few retries.
- *            A stop token set for the thread (transfer.h) ends them within 250 ms. */
+ * Waiting    On the network an open, or a read, fails after 45 s without a byte of what was asked
+ *            for, tokens and retries included, a copy after 60 s. Of that a connection takes 10 s
+ *            at most, the first byte of an answer 35 s, the next bytes of it 30 s each time. A stop
+ *            token set for the thread (transfer.h) ends every call within 250 ms. */
 #ifndef HQUTIL_H
 #define HQUTIL_H
 
@@ -52,11 +57,14 @@ enum {
 };
 #define HQ_ACCESS_READ 0x80000000u
 
-/* Names the log file: NAME ".log" in the state directory. Call it first. */
+/* Names the log file: NAME ".log" in the state directory. Call it first: it also takes what is
+ * there of log and configuration directory from everybody but their owner. */
 void ErrLogSetFileName(const char *name);
 
-/* Appends one line, with date, time and thread, to the error log. Credentials are made
- * unreadable first; line ends inside the text become blanks. Failures are ignored. */
+/* Appends one line, with date, time and thread, to the error log. What looks like a credential is
+ * made unreadable first, an address goes through hq::harmlessAddress (credentials.h) before; line
+ * ends inside the text become blanks, other characters that cannot be seen a text such as "\x1b".
+ * Failures are ignored. */
 void ErrOut(const char *format, ...) HQ_PRINTF(1, 2);
 
 /* Opens a source (HQ_ACCESS_READ with HQ_OPEN_EXISTING) or makes a local file that replaces an
@@ -66,12 +74,14 @@ void ErrOut(const char *format, ...) HQ_PRINTF(1, 2);
 HQHANDLE hqOSCreateFile(const char *path, uint32_t access, uint32_t share, void *security,
                         uint32_t disposition, uint32_t attributes, HQHANDLE templateFile);
 
-/* Closes a handle; a written file takes its place now. 0 on failure: a written file that could
- * not be completed leaves the old one as it was. The handle is gone in either case. */
+/* Closes a handle; a written file takes its place now, when it is on the disk. 0 on failure: a
+ * written file that could not be completed leaves the old one as it was. The handle is gone in
+ * either case. */
 int hqOSCloseFile(HQHANDLE file);
 
 /* Reads up to `count` bytes from the current position; fewer only at the end of the source.
- * `*read` receives the number. 0 on failure, then `*read` is 0 and the position is unchanged. */
+ * `*read` receives the number. 0 on failure, then `*read` is 0 and the position is unchanged. More
+ * than 256 MiB at once from a network source fail with 87. */
 int hqOSReadFile(HQHANDLE file, void *buffer, uint32_t count, uint32_t *read, void *overlapped);
 
 /* Puts the size in bytes into `*size`, -1 when it cannot be known without reading a source of
@@ -103,9 +113,10 @@ int hqOSFileExists(const char *path);
 /* Deletes a local file. 0 on failure. */
 int hqOSDeleteFile(const char *path);
 
-/* Copies a source to a local file, which appears under its name only when it is complete. With
- * `keepExisting` 1 an existing destination is kept as it is and the call fails with 80.
- * 0 on failure, then nothing is left behind. */
+/* Copies a source to a local file, which appears under its name only when it is complete and on the
+ * disk, with the bytes of one version of the source. With `keepExisting` 1 an existing destination,
+ * also a link that leads nowhere, is kept as it is and the call fails with 80. 0 on failure, then
+ * nothing is left behind. */
 int hqOSCopyFile(const char *source, const char *destination, int keepExisting);
 
 /* Nonzero when `address` is a network source, judged by its text alone. */
@@ -123,7 +134,7 @@ typedef int (*HqWalkCallback)(void *user, const char *address, unsigned int attr
 
 /* Walks the entries directly inside a folder, bucket or prefix, in the order of their names, on
  * the calling thread. `flags` is HQ_WALK_ONE_LEVEL. Returns 1 after a complete walk or one that
- * the callback ended, 0 when it broke off, which is logged too. */
+ * the callback ended, 0 when it broke off. */
 int hqOSRecurseDirectory(void *user, const char *folder, HqWalkCallback callback, uint32_t flags);
 
 /* Takes an entry's address apart, cutting a part that does not fit at a character boundary. The
@@ -153,7 +164,8 @@ void hqXCFree(void *output);
 int hqCFGValueString(intptr_t store, const char *section, const char *key, const char *value,
                      int32_t *length, int write);
 
-/* Writes what was set to the store's file, readable by its owner only. 0 on failure. */
+/* Writes what was set to the store's file, readable by its owner only. 0 on failure, which is
+ * logged; the file is as it was then, and the next call tries again. */
 int hqCFGSave(intptr_t store, int reserved1, int reserved2);
 
 #ifdef __cplusplus

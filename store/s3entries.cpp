@@ -4,16 +4,14 @@
 
 #include "addressforms.h"
 #include "configdirectory.h"
+#include "entryfile.h"
 #include "hqutil.h"
 #include "url.h"
 
-#include <QFile>
 #include <QTextStream>
 #include <cstdio>
 
 namespace {
-
-constexpr qint64 largestEntryFile = qint64(4) << 20;
 
 // The text between the first "=" and the second; empty in a line without one.
 QString valueOf(const QString &line)
@@ -52,10 +50,10 @@ QVector<S3Entry> readS3Entries(const QString &directory)
 {
     QVector<S3Entry> entries;
     for (const QString &name : entryNames(directory, QStringLiteral("*.csv"))) {
-        QFile file(directory + name);
-        if (!file.open(QIODevice::ReadOnly))
+        const auto text = hq::readEntryFile((directory + name).toUtf8());
+        if (!text)
             continue;
-        QTextStream lines(file.read(largestEntryFile));
+        QTextStream lines(*text);
         lines.setCodec("UTF-8");
         lines.setAutoDetectUnicode(false);
         if (std::optional<S3Entry> entry = parseS3Entry(lines)) {

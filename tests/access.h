@@ -10,6 +10,9 @@
 
 #include <aclapi.h>
 #include <sddl.h>
+constexpr bool isWindows = true;
+#else
+constexpr bool isWindows = false;
 #endif
 
 // Whether anyone but a file's owner, the system and administrators may do something with it. Also

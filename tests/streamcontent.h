@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
 
-// Reads what was written.
+// Reads what was written, and writes what is to be read.
 #pragma once
 
 #include "hqutil.h"
@@ -12,6 +12,18 @@ inline QByteArray contentOf(const QString &path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("not readable");
+}
+
+inline bool fill(const QString &path, const QByteArray &content)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
+}
+
+// The library's error after a call; 0 for success.
+inline std::uint32_t errorOf(bool done)
+{
+    return done ? 0 : hqOSGetLastError();
 }
 
 // What the playback side does with an encrypted file.

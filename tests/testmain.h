@@ -8,11 +8,18 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#ifndef Q_OS_WIN
+#include <sys/stat.h>
+#endif
+
 class TestHome
 {
 public:
     TestHome()
     {
+#ifndef Q_OS_WIN
+        ::umask(0); // what is kept from others is not kept by chance
+#endif
         const QByteArray root = m_directory.path().toUtf8();
         qputenv("HOME", root);
         qputenv("XDG_CONFIG_HOME", root + "/config");
@@ -26,7 +33,10 @@ public:
               "NO_PROXY", "CURL_CA_BUNDLE", "SSL_CERT_FILE", "SSL_CERT_DIR"})
             qunsetenv(name);
     }
-    QString path() const { return m_directory.path(); }
+    QString path() const
+    {
+        return m_directory.path();
+    }
 
 private:
     QTemporaryDir m_directory;

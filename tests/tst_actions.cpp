@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "windowprobe.h"
 
+#include "openfiles.h"
 #include "streamcontent.h"
 #include "testmain.h"
 #include "testserver.h"
@@ -211,7 +212,7 @@ void ActionsTest::progress()
     QTRY_COMPARE(dialogs(), QList<QProgressDialog *>{again});
     again->close();
     QTRY_VERIFY(dialogs().isEmpty());
-    QTRY_COMPARE(targetFiles(), QStringList());
+    QTRY_COMPARE(openFilesIn(m_target->path()) + targetFiles(), QStringList());
 }
 
 void ActionsTest::closing()
@@ -219,9 +220,9 @@ void ActionsTest::closing()
     m_server.command("set", {{"rate", kRate}});
     for (const char *name : {"one", "two", "three"})
         localize(name, s3("<b>large.mxf"));
-    QTRY_COMPARE(targetFiles().size(), 3);
+    QTRY_COMPARE(openFilesIn(m_target->path()).size(), 3);
     m_probe.reset();
-    QTRY_COMPARE(targetFiles(), QStringList());
+    QTRY_COMPARE(openFilesIn(m_target->path()) + targetFiles(), QStringList());
 }
 
 PELLORY_TEST_MAIN(ActionsTest, QApplication)

@@ -1,40 +1,33 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
+#include "access.h"
 #include "commandline.h"
 #include "displayneed.h"
 #include "streamcontent.h"
 #include "testmain.h"
 
-#include <QFileInfo>
 #include <QProcess>
+
+#include <csignal>
 
 class CommandLineTest : public QObject
 {
     Q_OBJECT
 private slots:
-    void address_data();
     void address();
     void target();
-    void run_data();
     void run();
     void displayNeed();
+    void noDisplay();
+    void endsInOrder();
 
 private:
-    void runProgram(const QStringList &arguments, int status, const QString &printed);
-
     QTemporaryDir m_directory;
 };
 
 namespace {
 
-const char noAddress[] = "no address";
-
-void writeFile(const QString &path, const QByteArray &content)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(content);
-}
+const QString kNoSource = "Could not open source url\n";
 
 QString usage()
 {
@@ -54,39 +47,56 @@ QString usage()
            "attempt to create a stream file named after the source file.\n";
 }
 
-} // namespace
-
-void CommandLineTest::address_data()
+// The program, where no display can be had unless `variables` say otherwise.
+class Program : public QProcess
 {
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QString>("expected");
-    const auto row = [](const char *name, const QStringList &arguments, const QString &expected) {
-        QTest::newRow(name) << arguments << expected;
-    };
-    const QString s3 = "s3://AK:S/K@s3.amazonaws.com/";
+public:
+    explicit Program(const QStringList &arguments, const QStringList &variables = {})
+    {
+        const QStringList none{"DISPLAY=", "WAYLAND_DISPLAY=", "QT_QPA_PLATFORM=xcb",
+                               "QT_QPA_PLATFORMTHEME=gtk3"};
+        if (!isWindows) // which has a display at any time
+            setEnvironment(systemEnvironment() + none + variables);
+        start(PELLORY_PROGRAM, arguments);
+    }
+    bool catches(int signal) const
+    {
+        const QByteArray status = contentOf(QString("/proc/%1/status").arg(processId()));
+        const QByteArray mask = status.mid(status.indexOf("SigCgt:\t") + 8, 16);
+        return mask.toULongLong(nullptr, 16) >> (signal - 1) & 1;
+    }
+    // The exit status, as a signed byte, and what was printed.
+    QString outcome()
+    {
+        if (!waitForFinished() || exitStatus() != NormalExit)
+            return "crashed or hangs";
+        return QString::number(qint8(exitCode())) + '|' +
+               QString::fromUtf8(readAllStandardOutput()).remove('\r');
+    }
+};
 
-    row("url, file, bucket", {"-f", "a", "-b", "b", "-u", "u"}, "u\\b\\a");
-    row("separator in both", {"-u", "u\\", "-f", "\\a"}, "u\\\\a");
-    row("empty url counts", {"-u", "", "-f", "a"}, "\\a");
-    row("bucket and file", {"-k", "AK", "-s", "S/K", "-b", "b", "-f", "a"}, s3 + "b\\a");
-    row("leading separators", {"-k", "AK", "-s", "S/K", "-b", "\\b", "-f", "\\a"}, s3 + "b\\a");
-    row("bucket ends in one", {"-k", "AK", "-s", "S/K", "-b", "\\\\b\\", "-f", "a"}, s3 + "\\b\\a");
-    row("empty key and secret", {"-b", "b", "-k", "", "-s"}, "s3://:@s3.amazonaws.com/b");
-
-    row("second character selects", {"-url", "u", "-file.x", "a"}, "u\\a");
-    row("value looks like an option", {"-u", "-f", "-f", "-u"}, "-f\\-u");
-    row("no value left", {"-f", "a", "-u"}, "\\a");
-    row("strangers are skipped", {"x", "-", "--u", "", "-u", "ü", "-z", "y"}, "ü");
-
-    row("nothing", {}, noAddress);
-    row("no key", {"-s", "S", "-b", "b"}, noAddress);
-    row("neither bucket nor file", {"-k", "K", "-s", "S"}, noAddress);
-}
+} // namespace
 
 void CommandLineTest::address()
 {
-    QFETCH(QStringList, arguments);
-    QTEST(sourceAddress(readOptions(arguments)).value_or(noAddress), "expected");
+    for (const auto &[arguments, expected] :
+         {std::pair("-f a -b b -u u", "u\\b\\a"),
+          {"-u u\\ -f \\a", "u\\\\a"}, // separators in both
+          {"-u  -f a", "\\a"},         // an empty url counts
+          {"-k AK -s S/K -b b -f a", "s3://AK:S/K@s3.amazonaws.com/b\\a"},
+          {"-k AK -s S/K -b \\b -f \\a", "s3://AK:S/K@s3.amazonaws.com/b\\a"},
+          {"-k AK -s S/K -b \\\\b\\ -f a", "s3://AK:S/K@s3.amazonaws.com/\\b\\a"},
+          {"-b b -k  -s", "s3://:@s3.amazonaws.com/b"},
+          {"-url u -file.x a", "u\\a"}, // the second character selects
+          {"-u -f -f -u", "-f\\-u"},    // values that look like options
+          {"-f a -u", "\\a"},           // no value left
+          {"x - --u  -u ü -z y", "ü"},  // strangers are skipped
+          {"", "none"},
+          {"-s S -b b", "none"},
+          {"-k K -s S", "none"}})
+        QVERIFY2(sourceAddress(readOptions(QString(arguments).split(' '))).value_or("none") ==
+                     expected,
+                 arguments);
 }
 
 void CommandLineTest::target()
@@ -94,83 +104,53 @@ void CommandLineTest::target()
     QVERIFY(readOptions({"-e", "value"}).encrypt && !readOptions({"-u", "-e", "e"}).encrypt);
     QCOMPARE(readOptions({"-t"}).target.value_or("none"), QString());
     const QString folder = m_directory.path();
-    QCOMPARE(targetPath(folder, "C:\\m\\a.mxf"), folder + "\\a.mxf.stream");
-    QCOMPARE(targetPath(folder + "\\", "C:\\m\\a.mxf"), folder + "\\a.mxf.stream");
-    QCOMPARE(targetPath(folder, "s3://:@h.org/b/a"), folder + "\\s3://:@h.org/b/a.stream");
-    QCOMPARE(targetPath(folder + "\\name", "a"), folder + "\\name.stream");
-    QCOMPARE(targetPath("o\\n.stream.bak", "a"), QString("o\\n.stream.bak"));
-    QCOMPARE(targetPath("", "a"), QString(".stream"));
+    for (const auto &[given, address, expected] :
+         {std::tuple(folder, "C:\\m\\a.mxf", folder + "\\a.mxf.stream"),
+          {folder + "\\", "C:\\m\\a.mxf", folder + "\\a.mxf.stream"},
+          {folder, "s3://:@h.org/b/a", folder + "\\s3://:@h.org/b/a.stream"},
+          {folder + "\\name", "a", folder + "\\name.stream"},
+          {"o\\n.stream.bak", "a", "o\\n.stream.bak"},
+          {"", "a", ".stream"}})
+        QCOMPARE(targetPath(given, address), expected);
 }
 
 // Ordered as the checks are: what fails first is reported, whatever else is wrong. "%" stands for
-// the test's folder.
-void CommandLineTest::run_data()
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<int>("status");
-    QTest::addColumn<QString>("printed");
-    writeFile(m_directory.filePath("a.mxf"), "media");
-
-    const auto row = [](const QString &arguments, int status, const QString &printed) {
-        QTest::newRow(qPrintable(arguments)) << arguments.split(' ') << status << printed;
-    };
-    row("?", -1, usage() + usage());
-    row("?x -u %\\a.mxf -t %\\out", 1, usage());
-    row("-t %", -1, usage());
-    row("-u %\\missing -t %/none/x.stream", -1, "Could not open source url\n");
-    row("-u % -t %\\out", -1, "Could not open source url\n");
-    row("-u %\\a.mxf -t %\\none\\x", -1, "Could not open target\n");
-    row("-u % -f a.mxf -t %\\out", 1, "");
-    row("-u % -f a.mxf -e -t %\\out", 1, "");
-}
-
+// the test's folder. In-process and through the program.
 void CommandLineTest::run()
 {
-    QFETCH(QStringList, arguments);
-    QFETCH(int, status);
-    QFETCH(QString, printed);
-    arguments.replaceInStrings("%", m_directory.path());
     const QString path = m_directory.filePath("out.stream");
-    const auto checkFile = [&] {
-        if (status != 1)
-            QCOMPARE(contentOf(path), QByteArray("kept"));
-        else if (arguments.contains("-e"))
-            QCOMPARE(decoded(contentOf(path)), m_directory.path() + "\\a.mxf");
-        else
-            QCOMPARE(contentOf(path), (m_directory.path() + "\\a.mxf").toUtf8());
-    };
-
-    writeFile(path, "kept");
-    QString output;
-    QTextStream out(&output);
-    QCOMPARE(runCommandLine(arguments, out), status);
-    QCOMPARE(output, printed);
-    checkFile();
-
-    writeFile(path, "kept");
-    runProgram(arguments, status, printed);
-    checkFile();
-}
-
-// The same through the program itself, where no display can be had.
-void CommandLineTest::runProgram(const QStringList &arguments, int status, const QString &printed)
-{
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-#ifndef Q_OS_WIN // which has a display at any time, and keeps the whole status
-    environment.remove("DISPLAY");
-    environment.insert("QT_QPA_PLATFORM", "xcb");
-    environment.insert("QT_QPA_PLATFORMTHEME", "gtk3");
-    status &= 0xFF;
-#endif
-
-    QProcess process;
-    process.setProcessEnvironment(environment);
-    process.start(PELLORY_PROGRAM, arguments + QStringList{"-reverse"});
-    QVERIFY(process.waitForFinished());
-    QCOMPARE(process.exitStatus(), QProcess::NormalExit);
-    QCOMPARE(process.exitCode(), status);
-    QCOMPARE(QString::fromUtf8(process.readAllStandardOutput()).remove('\r'), printed);
-    QCOMPARE(process.readAllStandardError(), QByteArray());
+    const QString source = m_directory.path() + "\\a.mxf";
+    QVERIFY(fill(m_directory.filePath("a.mxf"), "media"));
+    for (const auto &[words, status, printed] :
+         {std::tuple("?", -1, usage() + usage()),
+          {"?x -u %\\a.mxf -t %\\out", 1, usage()},
+          {"-t %", -1, usage()},
+          {"-u %\\missing -t %/none/x.stream", -1, kNoSource},
+          {"-u % -t %\\out", -1, kNoSource},
+          {"-u %\\a.mxf -t %\\none\\x", -1, "Could not open target\n"},
+          {"-u % -f a.mxf -t %\\out", 1, ""},
+          {"-u % -f a.mxf -e -t %\\out", 1, ""}}) {
+        QStringList arguments = QString(words).split(' ');
+        arguments.replaceInStrings("%", m_directory.path());
+        QByteArray expected = "kept";
+        if (status == 1)
+            expected = source.toUtf8();
+        for (const bool asProgram : {false, true}) {
+            QVERIFY(fill(path, "kept"));
+            QString output;
+            QTextStream out(&output);
+            if (asProgram) {
+                Program program(arguments + QStringList{"-reverse"});
+                QCOMPARE(program.outcome(), QString::number(status) + '|' + printed);
+                QCOMPARE(program.readAllStandardError(), QByteArray());
+            } else {
+                QCOMPARE(runCommandLine(arguments, out), status);
+                QCOMPARE(output, printed);
+            }
+            const QByteArray written = contentOf(path);
+            QCOMPARE(arguments.contains("-e") ? decoded(written).toUtf8() : written, expected);
+        }
+    }
 }
 
 void CommandLineTest::displayNeed()
@@ -183,6 +163,59 @@ void CommandLineTest::displayNeed()
           "-title -u", "-u x --platform minimal"})
         QVERIFY2(!runsWithoutDisplay(QByteArray(words).split(' ')), words);
     QVERIFY(!runsWithoutDisplay({}));
+}
+
+// The window says why it does not come, and Qt's talk of a runtime directory is not logged.
+void CommandLineTest::noDisplay()
+{
+#ifndef Q_OS_WIN
+    for (const auto &[variables, expected] :
+         {std::pair("XDG_RUNTIME_DIR=", "could not connect to display"),
+          {"DISPLAY=:77", "could not connect to display :77"},
+          {"QT_QPA_PLATFORM=none", "Could not find the Qt platform plugin \"none\""},
+          {"QT_QPA_PLATFORM=linuxfb:fb=/none", "linuxfb: Failed to initialize screen"}}) {
+        Program program({}, {variables});
+        QCOMPARE(program.outcome(), QString("-1|"));
+        const QByteArray said = program.readAllStandardError();
+        QVERIFY2(said.startsWith("pellory: no display") && said.contains(expected), said);
+    }
+    QCOMPARE(Program({"-t", "x"}, {"XDG_RUNTIME_DIR="}).outcome(), "-1|" + usage());
+    const QByteArray log = contentOf(qgetenv("XDG_STATE_HOME") + "/Corvane/Pellory/Pellory.log");
+    QVERIFY2(log.contains("could not connect") && !log.contains("XDG_RUNTIME_DIR"), log);
+#endif
+}
+
+void CommandLineTest::endsInOrder()
+{
+#ifndef Q_OS_WIN
+    QProcess server; // accepts and says nothing
+    server.start("/usr/bin/python3",
+                 {"-c", "import socket\n"
+                        "listener = socket.create_server(('127.0.0.1', 0))\n"
+                        "print(listener.getsockname()[1], flush=True)\n"
+                        "taken = []\n"
+                        "while taken.append(listener.accept()) is None: print(flush=True)\n"});
+    QVERIFY(server.waitForReadyRead());
+    const QStringList waiting{"-u", "http://127.0.0.1:" + server.readLine().trimmed() + "/x", "-t",
+                              m_directory.filePath("stopped")};
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+        std::signal(signal, SIG_DFL); // which children inherit
+        std::signal(SIGHUP, signal == SIGTERM ? SIG_IGN : SIG_DFL);
+        Program program(waiting);
+        QVERIFY(server.waitForReadyRead() && !server.readAll().isEmpty());
+        QTRY_VERIFY_WITH_TIMEOUT(program.catches(signal), 30000);
+        QVERIFY(program.catches(SIGHUP) == (signal != SIGTERM)); // nohup stays what it is
+        ::kill(pid_t(program.processId()), signal);
+        QCOMPARE(program.outcome(), "-1|" + kNoSource);
+
+        Program window({}, {"QT_QPA_PLATFORM=offscreen"});
+        QTRY_VERIFY_WITH_TIMEOUT(window.catches(signal), 30000);
+        ::kill(pid_t(window.processId()), signal);
+        QCOMPARE(window.outcome(), QString("0|"));
+    }
+    server.kill();
+    QVERIFY(server.waitForFinished() && !QFile::exists(waiting.last() + ".stream"));
+#endif
 }
 
 PELLORY_TEST_MAIN(CommandLineTest, QCoreApplication)

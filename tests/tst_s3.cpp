@@ -62,15 +62,12 @@ class S3Test : public QObject
     Q_OBJECT
 private slots:
     void initTestCase();
-    void opens_data();
     void opens();
     void oddNames();
     void keyWithBackslash();
     void pages();
-    void walkEnds();
     void emptyAndMarkers();
     void copies();
-    void program_data();
     void program();
     void providerHost();
 
@@ -113,35 +110,30 @@ void S3Test::initTestCase()
                  {"Folder/other.mxf", "case"}});
 }
 
-void S3Test::opens_data()
-{
-    QTest::addColumn<QByteArray>("rest");
-    QTest::addColumn<QByteArray>("secret");
-    QTest::addColumn<int>("error"); // 0: opens
-    QTest::newRow("account") << QByteArray("/") << kSecret << 0;
-    QTest::newRow("bucket") << QByteArray("/tree") << kSecret << 0;
-    QTest::newRow("object") << QByteArray("/tree/folder/in.mxf") << kSecret << 0;
-    QTest::newRow("object behind backslashes")
-        << QByteArray("\\tree\\folder\\in.mxf") << kSecret << 0;
-    QTest::newRow("missing object") << QByteArray("/tree/none.mxf") << kSecret << 2;
-    QTest::newRow("missing bucket") << QByteArray("/nowhere/a") << kSecret << 3;
-    QTest::newRow("wrong secret") << QByteArray("/tree/top.mxf") << QByteArray("wrong") << 5;
-    QTest::newRow("wrong secret, bucket") << QByteArray("/tree") << QByteArray("wrong") << 5;
-}
-
 void S3Test::opens()
 {
-    QFETCH(QByteArray, rest);
-    QFETCH(QByteArray, secret);
-    QFETCH(int, error);
-    const HQHANDLE file =
-        hqOSCreateFile(address(rest, secret).constData(), HQ_ACCESS_READ, HQ_SHARE_READ, nullptr,
-                       HQ_OPEN_EXISTING, HQ_ATTRIBUTE_NORMAL, nullptr);
-    if (file == HQ_INVALID_HANDLE)
-        QCOMPARE(static_cast<int>(hqOSGetLastError()), error);
-    else
-        QCOMPARE(0, error);
-    hqOSCloseFile(file);
+    const struct
+    {
+        const char *name, *rest;
+        QByteArray secret;
+        std::uint32_t error; // 0: opens
+    } rows[] = {
+        {"account", "/", kSecret, 0},
+        {"bucket", "/tree", kSecret, 0},
+        {"object", "/tree/folder/in.mxf", kSecret, 0},
+        {"object behind backslashes", "\\tree\\folder\\in.mxf", kSecret, 0},
+        {"missing object", "/tree/none.mxf", kSecret, 2},
+        {"missing bucket", "/nowhere/a", kSecret, 3},
+        {"wrong secret", "/tree/top.mxf", "wrong", 5},
+        {"wrong secret, bucket", "/tree", "wrong", 5},
+    };
+    for (const auto &row : rows) {
+        const HQHANDLE file =
+            hqOSCreateFile(address(row.rest, row.secret).constData(), HQ_ACCESS_READ, HQ_SHARE_READ,
+                           nullptr, HQ_OPEN_EXISTING, HQ_ATTRIBUTE_NORMAL, nullptr);
+        QVERIFY2((file == HQ_INVALID_HANDLE ? hqOSGetLastError() : 0) == row.error, row.name);
+        hqOSCloseFile(file);
+    }
 }
 
 void S3Test::oddNames()
@@ -186,15 +178,12 @@ void S3Test::pages()
     QVERIFY(hqOSRecurseDirectory(&result, address("/paged/reel").constData(), collect,
                                  HQ_WALK_ONE_LEVEL));
     QCOMPARE(result.entries, expected);
-}
 
-void S3Test::walkEnds()
-{
-    WalkResult result;
-    result.endAfter = 1050; // in the second page
-    QVERIFY(hqOSRecurseDirectory(&result, address("/paged/reel/").constData(), collect,
+    WalkResult ended;
+    ended.endAfter = 1050; // in the second page
+    QVERIFY(hqOSRecurseDirectory(&ended, address("/paged/reel/").constData(), collect,
                                  HQ_WALK_ONE_LEVEL));
-    QCOMPARE(result.entries.size(), 1050);
+    QCOMPARE(ended.entries.size(), 1050);
 
     const hq::StopToken token;
     const hq::ScopedStopToken scope(token);
@@ -268,45 +257,45 @@ void S3Test::providerHost()
 }
 
 // The program itself, which also reads the certificate settings anew.
-void S3Test::program_data()
+void S3Test::program()
 {
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<bool>("isTrusted");
-    QTest::addColumn<QString>("content"); // empty: could not open
     const QString whole = QString::fromUtf8(address("/tree/top.mxf"));
     const QStringList pieces{"-k", "TESTER", "-s", QString::fromUtf8(kSecret),
                              "-b", "tree",   "-f", "folder\\in.mxf"};
-    QTest::newRow("whole address") << QStringList{"-u", whole} << true << whole;
-    QTest::newRow("wrong secret") << QStringList{"-u", QString(whole).replace("@e:f@", "@e:g@")}
-                                  << true << "";
-    QTest::newRow("pieces, through the proxy")
-        << pieces << true
-        << "s3://TESTER:" + QString::fromUtf8(kSecret) + "@s3.amazonaws.com/tree\\folder\\in.mxf";
-    QTest::newRow("unknown authority") << pieces << false << "";
-}
-
-void S3Test::program()
-{
-    QFETCH(QStringList, arguments);
-    QFETCH(bool, isTrusted);
-    QFETCH(QString, content);
-    QTemporaryDir target;
-    QFile file(target.filePath("made.stream"));
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert("https_proxy", "http://127.0.0.1:" +
-                                          QString::number(m_front->ready()["proxyPort"].toInt()));
-    if (!isTrusted)
-        environment.remove("CURL_CA_BUNDLE");
-    QProcess program;
-    program.setProcessEnvironment(environment);
-    program.start(PELLORY_PROGRAM, arguments + QStringList{"-t", file.fileName()});
-    QVERIFY(program.waitForFinished());
-    QCOMPARE(program.exitCode(), content.isEmpty() ? 255 : 1);
-    QCOMPARE(program.readAllStandardOutput(),
-             QByteArray(content.isEmpty() ? "Could not open source url\n" : ""));
-    QCOMPARE(file.exists(), !content.isEmpty());
-    file.open(QIODevice::ReadOnly);
-    QCOMPARE(QString::fromUtf8(file.readAll()), content);
+    const struct
+    {
+        const char *name;
+        QStringList arguments;
+        bool isTrusted;
+        QString content; // empty: could not open
+    } rows[] = {
+        {"whole address", {"-u", whole}, true, whole},
+        {"wrong secret", {"-u", QString(whole).replace("@e:f@", "@e:g@")}, true, ""},
+        {"pieces, through the proxy", pieces, true,
+         "s3://TESTER:" + QString::fromUtf8(kSecret) + "@s3.amazonaws.com/tree\\folder\\in.mxf"},
+        {"unknown authority", pieces, false, ""},
+    };
+    for (const auto &row : rows) {
+        const QTemporaryDir target;
+        QFile file(target.filePath("made.stream"));
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("https_proxy",
+                           "http://127.0.0.1:" +
+                               QString::number(m_front->ready()["proxyPort"].toInt()));
+        if (!row.isTrusted)
+            environment.remove("CURL_CA_BUNDLE");
+        QProcess program;
+        program.setProcessEnvironment(environment);
+        program.start(PELLORY_PROGRAM, row.arguments + QStringList{"-t", file.fileName()});
+        QVERIFY2(program.waitForFinished(), row.name);
+        const bool isWritten = !row.content.isEmpty();
+        QVERIFY2(program.exitCode() == (isWritten ? 1 : 255), row.name);
+        QVERIFY2(program.readAllStandardOutput() ==
+                     (isWritten ? "" : "Could not open source url\n"),
+                 row.name);
+        QVERIFY2(file.open(QIODevice::ReadOnly) == isWritten, row.name);
+        QVERIFY2(!isWritten || QString::fromUtf8(file.readAll()) == row.content, row.name);
+    }
 }
 
 PELLORY_TEST_MAIN(S3Test, QCoreApplication)

@@ -2,11 +2,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "clipforgeprocess.h"
 
+#include "hqutil.h"
 #include "process.h"
+#include "toolprocess.h"
 
 #include <QCoreApplication>
 #include <QFile>
-#include <QProcess>
 #include <memory>
 #include <new>
 #include <utility>
@@ -48,9 +49,14 @@ void QClipForgeProcess::run()
                                 QStringLiteral("-fg")};
     const QString program =
         QStringLiteral("%1/clipforge.exe").arg(QCoreApplication::applicationDirPath());
-    if (!QFile::exists(program))
+    const auto logFailure = [&program](const char *why) {
+        ErrOut("ERROR: Unable to start <%s>: %s", program.toUtf8().constData(), why);
+    };
+    if (!QFile::exists(program)) {
+        logFailure("it is missing");
         return;
-    std::unique_ptr<QProcess> tool(new (std::nothrow) QProcess);
+    }
+    std::unique_ptr<hq::ToolProcess> tool(new (std::nothrow) hq::ToolProcess);
     if (!tool) {
         emit exportProcessFailed();
         return;
@@ -59,13 +65,14 @@ void QClipForgeProcess::run()
     tool->setStandardOutputFile(QProcess::nullDevice());
     tool->setStandardErrorFile(QProcess::nullDevice());
     tool->start(program, arguments, QIODevice::ReadWrite);
-    if (!tool->waitForStarted(startLimit))
+    if (!tool->waitForStarted(startLimit)) {
+        logFailure(tool->errorString().toUtf8().constData());
         return;
+    }
+    tool->closeWriteChannel(); // or a tool that reads its input would wait for ever
     while (!tool->waitForFinished(pollWait)) {
         if (isInterruptionRequested()) {
-            tool->terminate();
-            if (!tool->waitForFinished(endLimit))
-                tool->kill();
+            tool->endAll(endLimit);
             return;
         }
         hq::sleepMilliseconds(pollSleep);

@@ -2,13 +2,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "base/configuration.h"
 
+#include "base/errorlog.h"
 #include "base/lasterror.h"
 #include "base/system.h"
+#include "base/targetfile.h"
+#include "base/temporaryfile.h"
 #include "hqutil.h"
 
 #include <QFile>
+#include <QLockFile>
 #include <QMap>
+#include <QScopeGuard>
 #include <QSettings>
+#include <memory>
 #include <mutex>
 
 namespace hq {
@@ -16,6 +22,7 @@ namespace hq {
 namespace {
 
 constexpr std::uint32_t kFileCorrupt = 1392;
+constexpr int kLockLimit = 2000; // ms
 
 struct Pending
 {
@@ -41,29 +48,74 @@ std::string storePath()
     return directory.empty() ? directory : directory + "hqutil.ini";
 }
 
-bool check(const QSettings &store)
+std::unique_ptr<QSettings> openStore(const std::string &path)
 {
-    switch (store.status()) {
-    case QSettings::NoError:
-        return true;
-    case QSettings::AccessError:
-        return fail(Error::AccessDenied);
-    case QSettings::FormatError:
-        break;
-    }
-    setLastSystemError(kFileCorrupt);
-    return false;
+    auto store = std::make_unique<QSettings>(QString::fromStdString(path), QSettings::IniFormat);
+    store->setIniCodec("UTF-8");
+    return store;
 }
 
-// QSettings gives a file that it replaces the access of the old one, so a private one has to be
-// there before anything is written.
-bool makePrivate(const std::string &path)
+bool check(const QSettings &store)
 {
-    if (!system::NativeFile::openForAppending(path).isOpen())
+    if (store.status() == QSettings::FormatError)
+        setLastSystemError(kFileCorrupt);
+    else if (store.status() == QSettings::AccessError)
+        setLastError(Error::AccessDenied);
+    return store.status() == QSettings::NoError;
+}
+
+// QSettings writes a line for each value, and takes a file that the disk had no room for as
+// written.
+bool isComplete(const QByteArray &text, int values)
+{
+    int lines = 0;
+    for (const QByteArray &line : text.split('\n'))
+        lines += line.trimmed().isEmpty() || line.startsWith('[') ? 0 : 1;
+    return (text.endsWith('\n') && lines == values) || fail(Error::DiskFull);
+}
+
+// The text of a store with the values of the one at `path` and these; empty, with the last error,
+// when the old one is not understood: saving would drop what is not.
+QByteArray combined(const std::string &path, const QMap<QString, QString> &values)
+{
+    const auto before = openStore(path);
+    const QStringList keys = before->allKeys(); // reads all of it
+    const std::string temporary = makeTemporary(path, [](const std::string &name) {
+        return system::NativeFile::openForAppending(name).isOpen(); // for the owner only
+    });
+    if (!check(*before) || temporary.empty())
+        return {};
+    const auto remove = qScopeGuard([&temporary] {
+        const LastErrorKeeper keeper;
+        system::removeFile(temporary);
+    });
+    const auto after = openStore(temporary);
+    for (const QString &key : keys)
+        after->setValue(key, before->value(key));
+    for (auto value = values.constBegin(); value != values.constEnd(); ++value)
+        after->setValue(value.key(), value.value());
+    after->sync();
+    QFile file(QString::fromStdString(temporary));
+    const QByteArray text = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    return check(*after) && isComplete(text, after->allKeys().size()) ? text : QByteArray();
+}
+
+// All of it or nothing.
+bool save(const QMap<QString, QString> &values)
+{
+    const std::string path = storePath();
+    if (path.empty())
         return false;
-    const QString name = QString::fromStdString(path);
-    constexpr auto kOwner = QFile::ReadOwner | QFile::WriteOwner;
-    return QFile::setPermissions(name, kOwner) || fail(Error::AccessDenied);
+    const auto target = TargetFile::create(path, system::kOwnerOnly, false);
+    if (!target || values.isEmpty())
+        return target != nullptr;
+    QLockFile lock(QString::fromStdString(path + ".lock")); // another process may add values too
+    if (!lock.tryLock(kLockLimit))
+        return fail(Error::SharingViolation);
+    const QByteArray text = combined(path, values);
+    return !text.isEmpty() &&
+           target->writeAt(0, text.constData(), static_cast<std::size_t>(text.size())) &&
+           target->commit();
 }
 
 } // namespace
@@ -94,9 +146,7 @@ std::optional<QString> configurationValue(const QString &section, const QString 
     const std::string path = storePath();
     if (path.empty() || system::kindOf(path) != system::Kind::File)
         return std::nullopt;
-    QSettings store(QString::fromStdString(path), QSettings::IniFormat);
-    store.setIniCodec("UTF-8");
-    const QVariant value = store.value(name);
+    const QVariant value = openStore(path)->value(name);
     return value.isValid() ? std::optional<QString>(value.toString()) : std::nullopt;
 }
 
@@ -109,16 +159,11 @@ void setConfigurationValue(const QString &section, const QString &key, const QSt
 bool saveConfiguration()
 {
     const std::lock_guard<std::mutex> lock(pending().mutex);
-    const std::string path = storePath();
-    if (path.empty() || !makePrivate(path))
+    if (!save(pending().values)) {
+        writeErrorLog("ERROR: Unable to save the configuration store, error " +
+                      std::to_string(lastError()));
         return false;
-    QSettings store(QString::fromStdString(path), QSettings::IniFormat);
-    store.setIniCodec("UTF-8");
-    for (auto value = pending().values.constBegin(); value != pending().values.constEnd(); ++value)
-        store.setValue(value.key(), value.value());
-    store.sync();
-    if (!check(store))
-        return false;
+    }
     pending().values.clear();
     return true;
 }

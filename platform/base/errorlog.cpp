@@ -3,13 +3,16 @@
 #include "base/errorlog.h"
 
 #include "base/lasterror.h"
+#include "base/printable.h"
 #include "base/redaction.h"
 #include "base/system.h"
+#include "credentials.h"
 #include "qtmessages.h"
 
 #include <QDateTime>
 #include <algorithm>
 #include <mutex>
+#include <vector>
 
 namespace hq {
 
@@ -31,23 +34,35 @@ Log &errorLog()
     return *log;
 }
 
-std::string formatLine(const std::string &text)
+// The program's folder below one of the user's.
+std::string folderBelow(const std::string &root)
 {
+    const char separator = system::separator();
+    return root + "Corvane" + separator + "Pellory" + separator;
+}
+
+std::string formatLine(std::string text)
+{
+    // One line stays one line.
+    std::replace_if(
+        text.begin(), text.end(), [](char c) { return c == '\r' || c == '\n' || c == '\t'; }, ' ');
     std::string line = QDateTime::currentDateTime()
                            .toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz "))
                            .toStdString();
-    line += std::to_string(system::threadId()) + ' ' + redact(text);
+    line += std::to_string(system::threadId()) + ' ' + printable(text);
     if (line.size() > kLongestLine) {
         std::size_t end = kLongestLine;
         while ((static_cast<unsigned char>(line[end]) & 0xc0) == 0x80)
             --end;
         line.resize(end);
     }
-    // One line stays one line, and a terminal that shows it obeys nothing in it.
-    std::replace_if(
-        line.begin(), line.end(),
-        [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }, ' ');
     return line + '\n';
+}
+
+std::string logName()
+{
+    const std::lock_guard<std::mutex> lock(errorLog().mutex);
+    return errorLog().name;
 }
 
 void append(const std::string &text)
@@ -55,8 +70,7 @@ void append(const std::string &text)
     Log &log = errorLog();
     const std::lock_guard<std::mutex> lock(log.mutex);
     const std::string root = system::stateRoot();
-    const char separator = system::separator();
-    const std::string folder = root + "Corvane" + separator + "Pellory" + separator;
+    const std::string folder = folderBelow(root);
     if (root.empty() || !system::makeFolders(folder))
         return;
     const std::string path = folder + log.name + ".log";
@@ -116,13 +130,41 @@ void setErrorLogName(std::string_view name)
     errorLog().name = name;
 }
 
-void writeErrorLog(const std::string &text)
+void writeErrorLog(const std::string &text) noexcept
+{
+    try {
+        writeHarmlessLine(redact(text));
+    } catch (const std::exception &) {
+        // Out of memory: the line is lost, the caller is not.
+    }
+}
+
+void writeHarmlessLine(const std::string &text) noexcept
 {
     const LastErrorKeeper keeper;
     try {
         append(text);
     } catch (const std::exception &) {
-        // Out of memory: the line is lost, the caller is not.
+    }
+}
+
+void narrowFolders() noexcept
+{
+    const LastErrorKeeper keeper;
+    try {
+        std::vector<std::string> places;
+        if (const std::string root = system::configurationRoot(); !root.empty())
+            places = {folderBelow(root)};
+        if (const std::string root = system::stateRoot(); !root.empty()) {
+            const std::string log = folderBelow(root) + logName() + ".log";
+            places.insert(places.end(), {folderBelow(root), log, log + ".1"});
+        }
+        for (const std::string &place : places) {
+            if (!system::takeFromOthers(place))
+                writeHarmlessLine("ERROR: Others may have access to <" + harmlessAddress(place) +
+                                  ">, " + errorText(lastError()));
+        }
+    } catch (const std::exception &) {
     }
 }
 

@@ -11,8 +11,16 @@ namespace hq {
 // name is ignored.
 void setErrorLogName(std::string_view name);
 
-// Appends one line, redacted. Failures are ignored and the thread's last error stays as it is.
-// Any thread; several processes may write at once.
-void writeErrorLog(const std::string &text);
+// Appends one line: printable, "***" for what looks like a credential. Failures are ignored and the
+// thread's last error stays as it is. Any thread; several processes may write at once.
+void writeErrorLog(const std::string &text) noexcept;
+
+// The same for a text whose addresses and reports are harmless already (credentials.h), which is
+// not looked through again.
+void writeHarmlessLine(const std::string &text) noexcept;
+
+// Takes the folders of log and configuration, and the log itself, from everybody but their owner.
+// What is missing is not made.
+void narrowFolders() noexcept;
 
 } // namespace hq

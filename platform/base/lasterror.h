@@ -37,6 +37,9 @@ void setLastError(Error error);
 void setLastSystemError(std::uint32_t code);
 std::uint32_t lastError();
 
+// The code as lines of the log give it: "error 5 (denied)".
+std::string errorText(std::uint32_t code);
+
 // What a network call knows of its failure beside the code.
 struct FailureDetails
 {

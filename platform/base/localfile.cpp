@@ -4,10 +4,10 @@
 
 #include "base/system.h"
 #include "base/targetfile.h"
-#include "base/temporaryfile.h"
 #include "hqutil.h"
 
 #include <algorithm>
+#include <limits>
 #include <vector>
 
 namespace hq::local {
@@ -22,6 +22,8 @@ public:
     bool read(void *buffer, std::uint32_t count, std::uint32_t *read) override
     {
         std::size_t done = 0;
+        const std::int64_t room = std::numeric_limits<std::int64_t>::max() - m_position;
+        count = static_cast<std::uint32_t>(std::min<std::int64_t>(count, room));
         if (!m_file.readAt(m_position, buffer, count, &done))
             return false;
         m_position += static_cast<std::int64_t>(done);
@@ -69,7 +71,7 @@ public:
     bool close() override
     {
         if (m_error == 0)
-            return m_target->commit(false);
+            return m_target->commit();
         setLastSystemError(m_error);
         return false;
     }
@@ -90,7 +92,7 @@ std::unique_ptr<File> openForReading(const std::string &path)
 
 std::unique_ptr<File> openForWriting(const std::string &path)
 {
-    auto target = TargetFile::create(path, TargetFile::Access::OwnerOnly);
+    auto target = TargetFile::create(path, system::kOwnerOnly, false);
     return target ? std::make_unique<WriteFile>(std::move(target)) : nullptr;
 }
 
@@ -116,27 +118,11 @@ bool walk(const std::string &folder, const Entry &entry)
 bool copy(const std::string &source, const std::string &destination, bool keepExisting,
           const CopyProgress &progress)
 {
-    // Destinations that cannot be taken show before the work is done.
-    const std::string target = writableTarget(destination);
-    if (target.empty())
+    const auto from = system::NativeFile::openForReading(source);
+    if (!from.isOpen())
         return false;
-    if (keepExisting && system::kindOf(target) != system::Kind::Missing)
-        return fail(Error::FileExists);
-    const auto step = [&progress](std::int64_t done, std::int64_t total) {
-        if (progress)
-            progress(done, total);
-        return !isStopped();
-    };
-    const auto attempt = [&](const std::string &name) {
-        return system::copyToNew(source, name, step);
-    };
-    const std::string temporary = makeTemporary(target, attempt);
-    if (temporary.empty())
-        return false;
-    if (keepExisting ? system::renameNew(temporary, target) : system::renameOver(temporary, target))
-        return true;
-    discard(temporary);
-    return false;
+    const auto target = TargetFile::create(destination, from.rights(), keepExisting);
+    return target && target->copyFrom(from, progress) && target->commit();
 }
 
 } // namespace hq::local

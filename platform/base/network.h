@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
 
-// What the network side offers to the entry points of the utility library.
+// What the network side offers to the entry points of the utility library, which log its failures.
 #pragma once
 
 #include "base/file.h"
@@ -16,14 +16,14 @@ namespace hq::network {
 // Judged by the text alone: "s3://", "https://" or "http://" in any letter case.
 bool isNetworkSource(const std::string &address);
 
-// Proves that the source is there and opens it; null and one log line on failure.
+// Proves that the source is there and opens it; null on failure.
 std::unique_ptr<File> open(const std::string &address);
 
 // True when the address is a bucket or a prefix that has entries.
 bool isFolder(const std::string &address);
 
-// Reports each entry (full address, attributes) until `entry` returns false. A walk that breaks
-// off is logged and gives false.
+// Reports each entry (full address, attributes) until `entry` returns false; false when the walk
+// breaks off.
 using Entry = std::function<bool(const std::string &address, unsigned int attributes)>;
 bool walk(const std::string &address, const Entry &entry);
 

@@ -7,13 +7,17 @@
 
 namespace hq {
 
-// The text with "***" in place of what may be a credential: the secret of an S3 address, the user
-// part of other addresses, authorization values, tokens, client secrets, presigned query values.
-// Where it is not plain what ends a secret, more is taken. Takes time in proportion to the length.
+// The text with "***" in place of what may be a credential: for texts that others have made, such
+// as servers. Our own addresses go through harmlessAddress() instead. Where it is not plain what
+// ends a secret, more is taken. Takes time in proportion to the length.
 std::string redact(std::string_view text);
 
 // Position of the "@" that ends the user part in what follows the "://" of an address, npos when
 // there is none. A password that holds a "/" counts in.
 std::size_t userInformationEnd(std::string_view address);
+
+// Whether the host of what follows the "://" of an address has something behind a ":" that is no
+// port.
+bool hasPassword(std::string_view address);
 
 } // namespace hq

@@ -5,86 +5,164 @@
 #include "base/lasterror.h"
 #include "base/system.h"
 #include "base/temporaryfile.h"
-#include "transfer.h"
 
+#include <QThreadPool>
+
+#include <algorithm>
+#include <chrono>
 #include <utility>
 
 namespace hq {
 
 namespace {
 
-class SystemTargetFile : public TargetFile
+using std::chrono::milliseconds;
+
+// A wait for the disk is to be short enough for a stop, and what is left for the last one too: a
+// block is what the disk takes in about this time, or what came in.
+constexpr milliseconds kLongWait{100};
+constexpr milliseconds kShortWait{25};
+constexpr milliseconds kLongestPause{250};
+constexpr std::int64_t kLargestBlock = 64 << 20;
+constexpr std::size_t kChunk = 1 << 20;
+
+bool goOn()
 {
-public:
-    SystemTargetFile(system::NativeFile &&file, std::string temporary, std::string target,
-                     Access access)
-        : m_file(std::move(file))
-        , m_temporary(std::move(temporary))
-        , m_target(std::move(target))
-        , m_access(access)
-    {
-    }
-
-    ~SystemTargetFile() override
-    {
-        if (m_temporary.empty())
-            return;
-        m_file = {}; // an open file cannot be removed everywhere
-        discard(m_temporary);
-    }
-
-    bool reserve(std::int64_t size) override
-    {
-        return m_file.reserve(size, [] { return !isStopped(); });
-    }
-
-    bool writeAt(std::int64_t offset, const char *data, std::size_t size) override
-    {
-        return m_file.writeAt(offset, data, size);
-    }
-
-    bool resize(std::int64_t size) override { return m_file.resize(size); }
-
-    bool commit(bool keepExisting) override
-    {
-        if (!m_file.isOpen())
-            return fail(Error::InvalidHandle);
-        // Private files are small and replace others: they are on the disk before the old one
-        // goes. Copies may be large and can be made again.
-        if (m_access == Access::OwnerOnly && !m_file.sync())
-            return false;
-        if (!m_file.close())
-            return false;
-        if (!(keepExisting ? system::renameNew(m_temporary, m_target)
-                           : system::renameOver(m_temporary, m_target)))
-            return false;
-        m_temporary.clear();
-        return true;
-    }
-
-private:
-    system::NativeFile m_file;
-    std::string m_temporary;
-    std::string m_target;
-    Access m_access;
-};
+    return !isStopped() || fail(Error::Cancelled);
+}
 
 } // namespace
 
-std::unique_ptr<TargetFile> TargetFile::create(const std::string &destination, Access access)
+TargetFile::TargetFile(std::string target, bool keepExisting)
+    : m_target(std::move(target))
+    , m_keepExisting(keepExisting)
+    , m_block(system::smallestWriteBack())
 {
-    std::string target = writableTarget(destination);
+}
+
+TargetFile::~TargetFile()
+{
+    if (m_isPlaced || !m_file.isOpen())
+        return;
+    const LastErrorKeeper keeper;
+    m_file.remove(m_name);
+    // Freeing gigabytes takes time, which somebody else has.
+    if (m_file.isOpen())
+        QThreadPool::globalInstance()->start(
+            [handle = m_file.release()] { const system::NativeFile closedHere(handle); });
+}
+
+std::unique_ptr<TargetFile> TargetFile::create(const std::string &destination,
+                                               system::Rights rights, bool keepExisting)
+{
+    std::string target = writableTarget(destination, keepExisting);
     if (target.empty())
         return nullptr;
-    system::NativeFile file;
-    std::string temporary = makeTemporary(target, [&](const std::string &name) {
-        file = system::NativeFile::createNew(name, access == Access::OwnerOnly);
-        return file.isOpen();
-    });
-    if (temporary.empty())
+    std::unique_ptr<TargetFile> file(new TargetFile(std::move(target), keepExisting));
+    if (!file->open(rights))
         return nullptr;
-    return std::make_unique<SystemTargetFile>(std::move(file), std::move(temporary),
-                                              std::move(target), access);
+    system::removeAbandoned(folderOf(file->m_target), file->m_file, [] { return !isStopped(); });
+    return file;
+}
+
+bool TargetFile::open(system::Rights rights)
+{
+    m_file = system::NativeFile::createNameless(folderOf(m_target), rights);
+    if (m_file.isOpen())
+        return true;
+    m_name = makeTemporary(m_target, [&](const std::string &name) {
+        m_file = system::NativeFile::createLocked(name, rights);
+        return m_file.isOpen();
+    });
+    return !m_name.empty();
+}
+
+bool TargetFile::reserve(std::int64_t size)
+{
+    return m_file.reserve(size, [] { return !isStopped(); });
+}
+
+bool TargetFile::writeAt(std::int64_t offset, const char *data, std::size_t size)
+{
+    return m_file.writeAt(offset, data, size) && pace(static_cast<std::int64_t>(size));
+}
+
+bool TargetFile::clear()
+{
+    return m_file.clear();
+}
+
+bool TargetFile::copyFrom(const system::NativeFile &source, const CopyProgress &progress)
+{
+    std::int64_t total = 0;
+    std::int64_t done = 0;
+    std::int64_t paced = 0;
+    const auto step = [&](std::int64_t copied, std::int64_t all) {
+        if (!goOn() || !pace(copied - std::exchange(paced, copied)))
+            return false;
+        if (progress)
+            progress(copied, all);
+        return true;
+    };
+    if (!source.size(&total) || !m_file.copyQuickly(source, total, step, &done))
+        return false;
+    const std::unique_ptr<char[]> buffer(new char[kChunk]);
+    for (std::size_t read = kChunk; read == kChunk;) {
+        if (!source.readAt(done, buffer.get(), kChunk, &read) ||
+            !m_file.writeAt(done, buffer.get(), read))
+            return false;
+        done += static_cast<std::int64_t>(read);
+        if (!step(done, std::max(done, total)))
+            return false;
+    }
+    m_file.takeTimesOf(source);
+    return true;
+}
+
+bool TargetFile::pace(std::int64_t size)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_unwritten += size;
+    const auto begin = Clock::now();
+    if (m_unwritten < m_block && begin - m_lastWait < kLongestPause)
+        return true;
+    if (!m_file.writeBack())
+        return false;
+    m_unwritten = 0;
+    m_lastWait = Clock::now();
+    if (m_lastWait - begin > kLongWait)
+        m_block = std::max(m_block / 2, system::smallestWriteBack());
+    else if (m_lastWait - begin < kShortWait)
+        m_block = std::min(m_block * 2, kLargestBlock);
+    return true;
+}
+
+bool TargetFile::commit()
+{
+    if (!m_file.isOpen())
+        return fail(Error::InvalidHandle);
+    const bool isLong = m_unwritten >= system::smallestWriteBack();
+    if (!goOn() || (isLong && !m_file.writeBack()) || !goOn() || !m_file.sync() || !goOn() ||
+        !place())
+        return false;
+    m_isPlaced = true;
+    // Whoever sees the copy finished may delete the source.
+    m_file.syncName(m_target);
+    m_file = {};
+    return true;
+}
+
+bool TargetFile::place()
+{
+    if (m_name.empty()) {
+        if (m_file.link(m_target))
+            return true;
+        if (m_keepExisting || lastError() != static_cast<std::uint32_t>(Error::FileExists))
+            return false;
+        m_name =
+            makeTemporary(m_target, [this](const std::string &name) { return m_file.link(name); });
+    }
+    return !m_name.empty() && m_file.rename(m_name, m_target, m_keepExisting);
 }
 
 } // namespace hq

@@ -2,32 +2,64 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "base/nativefile.h"
+#include "transfer.h"
+
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <string>
 
 namespace hq {
 
-// A local file that is written beside its destination and moved into place when it is complete;
-// destruction before that leaves nothing behind. Every false sets the thread's last error.
+// A local file on its way to its name, which it gets when it is complete and on the disk. Nothing
+// stays of it otherwise: where the system can, not even when the process is killed; elsewhere what
+// is left goes when the next file is made in that folder. Every false sets the thread's last
+// error; a stopped token ends each call with Cancelled.
 class TargetFile
 {
 public:
-    enum class Access { Default, OwnerOnly };
-
-    // Makes the temporary file; null when the folder is missing or refuses it.
-    static std::unique_ptr<TargetFile> create(const std::string &destination, Access access);
-    virtual ~TargetFile() = default;
+    // Null when the folder is missing or refuses it, when the name is too long, and with
+    // `keepExisting` when it is taken.
+    static std::unique_ptr<TargetFile> create(const std::string &destination, system::Rights rights,
+                                              bool keepExisting);
+    ~TargetFile();
+    TargetFile(const TargetFile &) = delete;
+    TargetFile &operator=(const TargetFile &) = delete;
 
     // Takes `size` bytes of disk space now, so that a full disk shows before the work is done.
-    virtual bool reserve(std::int64_t size) = 0;
-    // Calls for ranges that do not overlap may come from several threads.
-    virtual bool writeAt(std::int64_t offset, const char *data, std::size_t size) = 0;
-    // Cuts the file at `size` bytes.
-    virtual bool resize(std::int64_t size) = 0;
-    // Moves the file into place. With `keepExisting` an existing destination stays: FileExists.
-    virtual bool commit(bool keepExisting) = 0;
+    bool reserve(std::int64_t size);
+    // Calls for ranges that do not overlap may come from several threads. Now and then one waits
+    // for the disk, so that little is left to wait for in the end.
+    bool writeAt(std::int64_t offset, const char *data, std::size_t size);
+    // Empties the file, so that it can be filled from the start again.
+    bool clear();
+    // Fills the empty file; an empty `progress` is allowed.
+    bool copyFrom(const system::NativeFile &source, const CopyProgress &progress);
+    // Waits for the disk and gives the file its name. An existing file is replaced, or stays and
+    // makes it fail with FileExists, as `keepExisting` said.
+    bool commit();
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    TargetFile(std::string target, bool keepExisting);
+    bool open(system::Rights rights);
+    bool pace(std::int64_t size);
+    bool place();
+
+    const std::string m_target;
+    const bool m_keepExisting;
+    system::NativeFile m_file;
+    std::string m_name; // empty while there is none
+    bool m_isPlaced = false;
+
+    std::mutex m_mutex; // for what follows
+    std::int64_t m_block;
+    std::int64_t m_unwritten = 0; // bytes since the last wait for the disk
+    Clock::time_point m_lastWait = Clock::now();
 };
 
 } // namespace hq

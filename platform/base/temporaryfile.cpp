@@ -5,8 +5,6 @@
 #include "base/lasterror.h"
 #include "base/system.h"
 
-#include <QThreadPool>
-
 #include <algorithm>
 #include <random>
 #include <string_view>
@@ -15,17 +13,35 @@ namespace hq {
 
 namespace {
 
-// File systems end names at 255 bytes or characters; the marks around the name need 13.
+// A temporary name is ".", the name, ".", a mark, ".part". The mark is random but for its end,
+// which stands for this run of the machine. File systems end names at 255 bytes or characters.
 constexpr std::size_t kLongestName = 200;
+constexpr std::size_t kMarkSize = 6;
+constexpr std::size_t kBootMarkSize = 3;
+constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyz0123456789";
+constexpr std::string_view kEnd = ".part";
 
-std::string randomMark()
+// Empty when the system does not tell its runs apart.
+const std::string &bootMark()
 {
-    static constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyz0123456789";
+    static const std::string mark = [] {
+        const std::string boot = system::bootId();
+        std::size_t rest = std::hash<std::string>()(boot);
+        std::string letters;
+        for (; !boot.empty() && letters.size() < kBootMarkSize; rest /= kLetters.size())
+            letters += kLetters[rest % kLetters.size()];
+        return letters;
+    }();
+    return mark;
+}
+
+std::string newMark()
+{
     thread_local std::mt19937_64 generator{std::random_device{}()};
     std::uniform_int_distribution<std::size_t> letter(0, kLetters.size() - 1);
-    std::string mark(6, ' ');
+    std::string mark(kMarkSize - bootMark().size(), ' ');
     std::generate(mark.begin(), mark.end(), [&] { return kLetters[letter(generator)]; });
-    return mark;
+    return mark + bootMark();
 }
 
 std::size_t nameStart(const std::string &path)
@@ -36,9 +52,37 @@ std::size_t nameStart(const std::string &path)
 
 } // namespace
 
-std::string writableTarget(const std::string &destination)
+std::string folderOf(const std::string &path)
+{
+    return path.substr(0, nameStart(path));
+}
+
+bool isTemporaryName(std::string_view name)
+{
+    constexpr std::size_t kMarks = 1 + 1 + kMarkSize + kEnd.size();
+    if (name.size() <= kMarks || name.size() > kMarks + kLongestName || name.front() != '.' ||
+        name.substr(name.size() - kEnd.size()) != kEnd)
+        return false;
+    name.remove_suffix(kEnd.size());
+    const std::string_view mark = name.substr(name.size() - kMarkSize);
+    return name[name.size() - kMarkSize - 1] == '.' &&
+           mark.find_first_not_of(kLetters) == std::string_view::npos;
+}
+
+bool isOfThisBoot(std::string_view name)
+{
+    const std::string end = bootMark() + std::string(kEnd);
+    return isTemporaryName(name) && !bootMark().empty() &&
+           name.substr(name.size() - end.size()) == end;
+}
+
+std::string writableTarget(const std::string &destination, bool keepExisting)
 {
     std::string target = system::linkTarget(destination);
+    if (keepExisting && system::isTaken(target)) {
+        setLastError(Error::FileExists);
+        return {};
+    }
     switch (system::kindOf(target)) {
     case system::Kind::Folder:
         setLastError(Error::AccessDenied);
@@ -51,11 +95,12 @@ std::string writableTarget(const std::string &destination)
     case system::Kind::Missing:
         break;
     }
-    if (nameStart(target) == target.size()) {
+    if (nameStart(target) == target.size())
         setLastError(Error::InvalidName);
-        return {};
-    }
-    return target;
+    // Whatever else keeps the name from being there, its length for instance, shows now and not
+    // when the work is done.
+    const bool isFree = lastError() == static_cast<std::uint32_t>(Error::FileNotFound);
+    return isFree ? target : std::string();
 }
 
 std::string makeTemporary(const std::string &target,
@@ -70,32 +115,30 @@ std::string makeTemporary(const std::string &target,
         name.resize(end);
     }
     for (int attempt = 0; attempt < 100; ++attempt) {
-        std::string path = target.substr(0, start) + '.' + name + '.' + randomMark() + ".part";
+        std::string path = target.substr(0, start) + '.' + name + '.' + newMark();
+        path += kEnd;
         if (create(path))
             return path;
-        if (lastError() != static_cast<std::uint32_t>(Error::FileExists)) {
-            discard(path);
-            return {};
-        }
+        if (lastError() != static_cast<std::uint32_t>(Error::FileExists))
+            break;
     }
     return {};
 }
 
-void discard(const std::string &name)
+bool replaceByPrivate(const std::string &path, system::NativeFile *file)
 {
-    const std::uint32_t error = lastError();
-    // Freeing gigabytes takes time. The content lives on in an open file, which somebody else
-    // closes; where open files cannot be removed, it is closed first.
-    system::NativeFile content = system::NativeFile::openForReading(name);
-    const bool isRemoved = system::removeFile(name);
-    if (isRemoved && content.isOpen()) {
-        QThreadPool::globalInstance()->start(
-            [handle = content.release()] { const system::NativeFile closedHere(handle); });
-    } else if (!isRemoved) {
-        content = {};
-        system::removeFile(name);
-    }
-    setLastSystemError(error);
+    const std::string target = system::linkTarget(path);
+    const std::string name = makeTemporary(target, [file](const std::string &temporary) {
+        *file = system::NativeFile::createLocked(temporary, system::kOwnerOnly);
+        return file->isOpen();
+    });
+    if (name.empty() || file->rename(name, target, false))
+        return !name.empty();
+    const LastErrorKeeper keeper;
+    if (file->isOpen())
+        file->remove(name);
+    *file = {};
+    return false;
 }
 
 } // namespace hq

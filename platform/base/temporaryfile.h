@@ -2,22 +2,35 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "base/nativefile.h"
+
 #include <functional>
 #include <string>
+#include <string_view>
 
 namespace hq {
 
 // Where a file written as `destination` ends up: the path itself or what a link leads to. Empty,
-// with the last error, when a folder or a device stands there or the path names no file.
-std::string writableTarget(const std::string &destination);
+// with the last error, when a folder or a device stands there, when the path names no file or too
+// long a one, and with `keepExisting` when the name is taken in any way.
+std::string writableTarget(const std::string &destination, bool keepExisting);
+
+// The path up to and with its last separator; empty for a name alone.
+std::string folderOf(const std::string &path);
 
 // Lets `create` make a file under a name of its own in the folder of `target` and returns that
-// name. `create` fails with FileExists when the name is taken, which leads to another one; after
-// any other failure the file is removed and the result empty.
+// name. `create` fails with FileExists when the name is taken, which leads to another one; any
+// other failure gives the empty text.
 std::string makeTemporary(const std::string &target,
                           const std::function<bool(const std::string &name)> &create);
 
-// Removes a file that did not get into place, at once however large it is; the last error stays.
-void discard(const std::string &name);
+// Puts a new empty file that only its owner can read in the place of an existing one, links
+// followed. It may be open as `*file` then. False, with the last error, when the folder forbids it.
+bool replaceByPrivate(const std::string &path, system::NativeFile *file);
+
+// Whether makeTemporary() could have made this name, given without its folder.
+bool isTemporaryName(std::string_view name);
+// The same, and on this machine since it was started.
+bool isOfThisBoot(std::string_view name);
 
 } // namespace hq

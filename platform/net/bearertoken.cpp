@@ -3,9 +3,12 @@
 #include "net/bearertoken.h"
 
 #include "base/configuration.h"
+#include "entryfile.h"
 #include "hqutil.h"
+#include "net/failure.h"
 #include "net/resource.h"
 #include "net/s3signer.h"
+#include "net/text.h"
 #include "transfer.h"
 
 #include <QJsonArray>
@@ -30,11 +33,9 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-constexpr int kMostEntryFileBytes = 1024 * 1024;
 constexpr seconds kRenewBefore{30};
 constexpr double kDefaultLifetimeSeconds = 3600;
 constexpr double kMostLifetimeSeconds = 30 * 24 * 3600.0;
-constexpr int kMostErrorText = 200;
 
 enum class ClientAuthentication { Basic, Body };
 
@@ -75,18 +76,18 @@ std::shared_ptr<Repository> repository(const std::string &host)
     return found;
 }
 
-// Has the repository to itself as long as it lives; not when the thread is stopped first. Not a
-// timed mutex, which the thread sanitizer does not see.
+// Has the repository to itself as long as it lives; not when the thread is stopped or the time is
+// over first. Not a timed mutex, which the thread sanitizer does not see.
 class RepositoryHold
 {
 public:
-    explicit RepositoryHold(Repository &target) : m_target(target)
+    RepositoryHold(Repository &target, Clock::time_point end) : m_target(target)
     {
         std::unique_lock lock(target.mutex);
-        while (target.isHeld && !isStopped())
+        while (target.isHeld && !isStopped() && Clock::now() < end)
             target.released.wait_for(lock, milliseconds(kStopPollMilliseconds));
-        m_holds = !target.isHeld;
-        target.isHeld = true;
+        m_holds = !target.isHeld && !isStopped();
+        target.isHeld = target.isHeld || m_holds;
     }
     ~RepositoryHold()
     {
@@ -106,30 +107,18 @@ private:
     bool m_holds;
 };
 
-QByteArray readEntryFile(const std::string &host)
+QByteArray entryOf(const std::string &host)
 {
     char directory[HQ_CONFIG_DIR_SIZE] = {};
     if (host.find_first_of("/\\") != std::string::npos || !hqOSGetConfigDir(directory, 0))
         return {};
-    const std::string path = directory + host + ".json";
-    if (!hqOSFileExists(path.c_str()))
-        return {};
-    const HQHANDLE file = hqOSCreateFile(path.c_str(), HQ_ACCESS_READ, HQ_SHARE_READ, nullptr,
-                                         HQ_OPEN_EXISTING, 0, nullptr);
-    if (file == HQ_INVALID_HANDLE)
-        return {};
-    QByteArray text(kMostEntryFileBytes, Qt::Uninitialized);
-    std::uint32_t size = 0;
-    hqOSReadFile(file, text.data(), kMostEntryFileBytes, &size, nullptr);
-    hqOSCloseFile(file);
-    text.truncate(static_cast<int>(size));
-    return text;
+    return readEntryFile(QByteArray(directory) + host.c_str() + ".json").value_or(QByteArray());
 }
 
 // None when the host is not a configured repository.
 std::optional<Client> configuredClient(const std::string &host)
 {
-    const QByteArray text = readEntryFile(host);
+    const QByteArray text = entryOf(host);
     if (text.isEmpty())
         return std::nullopt;
     QString section = QString::fromStdString(host);
@@ -151,6 +140,13 @@ std::optional<Client> configuredClient(const std::string &host)
                   entry["client_secret"].toString().toStdString(), scopes.join(' ').toStdString()};
 }
 
+QByteArray basicCredentials(const Client &client)
+{
+    const std::string user =
+        percentEncoded(client.id, false) + ":" + percentEncoded(client.secret, false);
+    return QByteArray::fromStdString(user).toBase64();
+}
+
 class TokenRequest : public Resource
 {
 public:
@@ -164,14 +160,13 @@ public:
         HttpRequest request;
         request.method = "POST";
         request.url = m_client.server;
+        request.isDirect = startsWithNoCase(request.url, "http:"); // to this machine alone
         request.headers = {"Content-Type: application/x-www-form-urlencoded",
                            "Accept: application/json"};
         NameValues form{{"grant_type", "client_credentials"}, {"scope", m_client.scope}};
         if (m_authentication == ClientAuthentication::Basic) {
-            const std::string user =
-                percentEncoded(m_client.id, false) + ":" + percentEncoded(m_client.secret, false);
             request.headers.push_back("Authorization: Basic " +
-                                      QByteArray::fromStdString(user).toBase64().toStdString());
+                                      basicCredentials(m_client).toStdString());
         } else {
             form.emplace_back("client_id", m_client.id);
             form.emplace_back("client_secret", m_client.secret);
@@ -179,7 +174,7 @@ public:
         request.body = canonicalQuery(form);
         return request;
     }
-    bool learn(const HttpAnswer &) override { return false; }
+    Lesson learn(const HttpAnswer &, const Patience &) override { return Lesson::None; }
 
 private:
     const Client &m_client;
@@ -195,15 +190,51 @@ bool refusesBasic(const HttpAnswer &answer)
            QJsonDocument::fromJson(body).object()["error"].toString() == "invalid_client";
 }
 
-// An authority may repeat what it was sent.
-std::string withoutSecret(const std::string &text, const Client &client)
+// The same answer without the secret, in any form: an authority may repeat what it was sent.
+HttpAnswer withoutSecret(HttpAnswer answer, const Client &client)
 {
-    QString result = QString::fromStdString(text);
-    for (const std::string &secret : {client.secret, percentEncoded(client.secret, false)}) {
-        if (!secret.empty())
-            result.replace(QString::fromStdString(secret), "***");
-    }
-    return result.toStdString();
+    if (client.secret.empty())
+        return answer;
+    QString body = QString::fromStdString(answer.body);
+    const QString secret = QString::fromStdString(client.secret);
+    const QByteArray list = QJsonDocument(QJsonArray{secret}).toJson(QJsonDocument::Compact);
+    const QString escaped = QString::fromUtf8(list.mid(2, list.size() - 4));
+    for (const QString &form : {escaped, QString(escaped).replace('/', "\\/"), secret,
+                                QString::fromStdString(percentEncoded(client.secret, false)),
+                                QString::fromUtf8(basicCredentials(client))})
+        body.replace(form, "***");
+    answer.body = body.toStdString();
+    return answer;
+}
+
+// Scheme or host of the server's address, as those who send the request will read it.
+std::string partOf(const Client &client, CURLUPart part)
+{
+    const std::unique_ptr<CURLU, void (*)(CURLU *)> url(curl_url(), curl_url_cleanup);
+    char *text = nullptr;
+    std::string result;
+    if (url && curl_url_set(url.get(), CURLUPART_URL, client.server.c_str(), 0) == CURLUE_OK &&
+        curl_url_get(url.get(), part, &text, 0) == CURLUE_OK)
+        result = lowerCase(std::string(text));
+    curl_free(text);
+    return result;
+}
+
+// Secrets go over TLS, or nowhere.
+bool isSafe(const Client &client)
+{
+    return partOf(client, CURLUPART_SCHEME) != "http" || isLoopback(partOf(client, CURLUPART_HOST));
+}
+
+// The last error is the token's; whose token, its details tell.
+void nameServer(const HttpAnswer &answer, const Client &client)
+{
+    FailureDetails details = failureDetails();
+    details.serverWord = serverWord(withoutSecret(answer, client));
+    const std::string advice =
+        "the OAuth2 server " + partOf(client, CURLUPART_HOST) + " gave no token";
+    details.advice = details.advice.empty() ? advice : advice + "; " + details.advice;
+    setFailureDetails(std::move(details));
 }
 
 bool isHeaderText(const std::string &text)
@@ -212,12 +243,19 @@ bool isHeaderText(const std::string &text)
            std::all_of(text.begin(), text.end(), [](char c) { return c > 0x20 && c < 0x7f; });
 }
 
-bool fetchToken(const std::string &host, const Client &client, Repository &target)
+bool fetchToken(const Client &client, Repository &target, const Patience &patience)
 {
+    if (!isSafe(client)) {
+        setLastError(Error::NotSupported);
+        setFailureDetails({0, "",
+                           "the address of the OAuth2 server " + partOf(client, CURLUPART_HOST) +
+                               " must begin with https://"});
+        return false;
+    }
     HttpAnswer answer;
     const auto ask = [&] {
         TokenRequest request(client, target.authentication);
-        return perform(request, {}, &answer);
+        return perform(request, {}, &answer, {}, patience);
     };
     bool given = ask();
     if (!given && target.authentication == ClientAuthentication::Basic && refusesBasic(answer)) {
@@ -236,14 +274,10 @@ bool fetchToken(const std::string &host, const Client &client, Repository &targe
         if (expires.isValid() && expires.toDouble() > 0)
             lifetime = std::min(expires.toDouble(), kMostLifetimeSeconds);
         if (!isHeaderText(token))
-            given = fail(Error::InvalidServerResponse);
+            given = failWith(answer, Error::InvalidServerResponse);
     }
     if (!given) {
-        const std::uint32_t error = lastError();
-        if (!isStopped())
-            ErrOut("ERROR: No token for <%s>, error %u, HTTP status %ld, %s", host.c_str(), error,
-                   answer.status, withoutSecret(jsonErrorText(answer), client).c_str());
-        setLastSystemError(error);
+        nameServer(answer, client);
         return false;
     }
     const auto life =
@@ -256,13 +290,13 @@ bool fetchToken(const std::string &host, const Client &client, Repository &targe
 
 } // namespace
 
-bool bearerToken(const std::string &host, std::string *token)
+bool bearerToken(const std::string &host, std::string *token, const Patience &patience)
 {
     token->clear();
     const auto target = repository(host);
-    const RepositoryHold hold(*target);
+    const RepositoryHold hold(*target, patience.end());
     if (!hold)
-        return fail(Error::Cancelled);
+        return fail(isStopped() ? Error::Cancelled : Error::TimedOut);
     // The window can change or remove a repository at any time.
     std::optional<Client> client = configuredClient(host);
     if (!(client == target->client)) {
@@ -274,7 +308,7 @@ bool bearerToken(const std::string &host, std::string *token)
         return true;
     if (target->token.empty() || Clock::now() >= target->renewal) {
         target->token.clear();
-        if (!fetchToken(host, *target->client, *target))
+        if (!fetchToken(*target->client, *target, patience))
             return false;
     }
     *token = target->token;
@@ -284,24 +318,9 @@ bool bearerToken(const std::string &host, std::string *token)
 void refuseBearerToken(const std::string &host, const std::string &token)
 {
     const auto target = repository(host);
-    const RepositoryHold hold(*target);
+    const RepositoryHold hold(*target, Clock::time_point::max());
     if (hold && target->token == token)
         target->token.clear();
-}
-
-std::string jsonErrorText(const HttpAnswer &answer)
-{
-    const QJsonObject object =
-        QJsonDocument::fromJson(QByteArray::fromStdString(answer.body)).object();
-    QStringList parts;
-    for (const char *name : {"type", "summary"}) {
-        const QString part = object[QLatin1String(name)].toString().simplified();
-        if (!part.isEmpty())
-            parts << part;
-    }
-    if (parts.isEmpty())
-        parts << object["error"].toString().simplified();
-    return parts.join(": ").left(kMostErrorText).toStdString();
 }
 
 } // namespace hq

@@ -4,7 +4,7 @@
 // OAuth2 bearer tokens (client-credentials grant) for the repositories that are configured.
 #pragma once
 
-#include "net/http.h"
+#include "net/attempts.h"
 
 #include <string>
 
@@ -12,16 +12,12 @@ namespace hq {
 
 // Puts the token for `host` (with its port, as written in the address) into `*token`, fetching it
 // when there is none or the old one is about to run out. A host without an entry file or without
-// an OAuth server has none: true and an empty text. False with the last error and one log line
-// when the server gives none. One token per host serves all threads; who comes while it is being
-// fetched waits for it, or until its own thread is stopped.
-bool bearerToken(const std::string &host, std::string *token);
+// an OAuth server has none: true and an empty text. False with the last error, whose details name
+// the server, when it gives none. One token per host serves all threads; who comes while it is
+// being fetched waits for it, or until patience ends or the own thread is stopped.
+bool bearerToken(const std::string &host, std::string *token, const Patience &patience);
 
 // Forgets a token that `host` refused, unless another one has taken its place already.
 void refuseBearerToken(const std::string &host, const std::string &token);
-
-// What a refusal says about itself in JSON: "type: summary", or "error"; one line, at most 200
-// characters, empty when it says nothing.
-std::string jsonErrorText(const HttpAnswer &answer);
 
 } // namespace hq

@@ -2,28 +2,23 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "net/http.h"
 
-#include "transfer.h"
+#include "net/timelimits.h"
 
 #include <algorithm>
 #include <cctype>
 #include <charconv>
-#include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
 #include <string_view>
 
 namespace hq {
 
 namespace {
 
-constexpr long kConnectTimeoutMilliseconds = 10'000;
-constexpr long kStallSeconds = 30;
 constexpr long kMostRedirects = 5;
 constexpr long kBufferSize = 256 * 1024;
-constexpr long kKeptConnections = 40;
 constexpr std::size_t kErrorBodyLimit = 64 * 1024;
-constexpr std::size_t kIdleHandles = 40;
+constexpr std::size_t kHeadLimit = 256 * 1024;
 
 // What the curl tool takes from the environment; the system's own store rules where libcurl uses
 // it.
@@ -49,16 +44,13 @@ struct CertificateSettings
     }
 };
 
-void initialiseCurl()
+bool isEndlessLine(CURLcode result)
 {
-    static std::once_flag once;
-    std::call_once(once, [] {
-        curl_global_init(CURL_GLOBAL_DEFAULT);
-#ifdef SIGPIPE
-        // TLS writes to a connection that the server has closed would end the process.
-        std::signal(SIGPIPE, SIG_IGN);
+#if LIBCURL_VERSION_NUM >= 0x080600
+    if (result == CURLE_TOO_LARGE)
+        return true;
 #endif
-    });
+    return result == CURLE_OUT_OF_MEMORY;
 }
 
 std::string trimmed(std::string_view text)
@@ -79,21 +71,18 @@ std::string HttpAnswer::header(const char *lowerCaseName) const
 
 std::int64_t HttpAnswer::contentLength() const
 {
-    const std::string text = header("content-length");
+    // Pieces tell their own lengths, whatever stands beside them.
+    const std::string text =
+        headers.count("transfer-encoding") ? std::string() : header("content-length");
     std::int64_t value = -1;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     return error == std::errc() && end == text.data() + text.size() && value >= 0 ? value : -1;
 }
 
-std::string HttpAnswer::strongEtag() const
-{
-    const std::string etag = header("etag");
-    return etag.compare(0, 2, "W/") == 0 ? std::string() : etag;
-}
-
 Transfer::Transfer(HttpRequest request, Sink sink, std::size_t bodyLimit)
     : m_request(std::move(request)), m_sink(std::move(sink)), m_bodyLimit(bodyLimit)
 {
+    m_answer.isConditional = m_request.isConditional;
     m_answer.signedRegion = m_request.signedRegion;
     m_answer.clockOffset = m_request.clockOffset;
 }
@@ -104,16 +93,25 @@ Transfer::~Transfer()
         m_client->remove(*this);
 }
 
-void Transfer::resume()
+void Transfer::resume(Clock::time_point deadline)
 {
+    m_request.deadline = deadline;
+    allow(timeLimits().stall);
     if (m_easy)
         curl_easy_pause(m_easy, CURLPAUSE_CONT);
+}
+
+void Transfer::allow(std::chrono::milliseconds time)
+{
+    m_due = std::min(m_request.deadline, Clock::now() + time);
 }
 
 void Transfer::prepare(CURL *easy)
 {
     static const CertificateSettings certificates;
     m_easy = easy;
+    m_started = Clock::now();
+    allow(timeLimits().connect + timeLimits().firstByte);
     for (const std::string &header : m_request.headers)
         m_headerList = curl_slist_append(m_headerList, header.c_str());
 
@@ -133,6 +131,8 @@ void Transfer::prepare(CURL *easy)
         curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE, static_cast<long>(m_request.body.size()));
     }
 
+    if (m_request.isDirect)
+        curl_easy_setopt(easy, CURLOPT_PROXY, "");
     curl_easy_setopt(easy, CURLOPT_USERAGENT, "Pellory/" PELLORY_VERSION);
     curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L); // a cancel does not wait for a name server
@@ -141,9 +141,8 @@ void Transfer::prepare(CURL *easy)
     curl_easy_setopt(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, kBufferSize);
     curl_easy_setopt(easy, CURLOPT_TCP_KEEPALIVE, 1L);
-    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, kConnectTimeoutMilliseconds);
-    curl_easy_setopt(easy, CURLOPT_LOW_SPEED_LIMIT, 1L);
-    curl_easy_setopt(easy, CURLOPT_LOW_SPEED_TIME, kStallSeconds);
+    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS,
+                     static_cast<long>(timeLimits().connect.count()));
     curl_easy_setopt(easy, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
 #ifdef _WIN32
     curl_easy_setopt(easy, CURLOPT_SSL_OPTIONS, static_cast<long>(CURLSSLOPT_NATIVE_CA));
@@ -162,15 +161,57 @@ void Transfer::prepare(CURL *easy)
 
 void Transfer::finish(CURLcode result)
 {
+    if (m_isExplained)
+        result = CURLE_OK;
+    if (m_head != Head::Complete) {
+        // curl takes a connection that is closed inside a head for the end of the answer.
+        if (result == CURLE_OK)
+            result = CURLE_RECV_ERROR;
+        if (isEndlessLine(result))
+            result = CURLE_WRITE_ERROR;                      // as for a head without an end
+        if (m_head == Head::Open || m_answer.status < 200) { // a redirect has come whole
+            m_answer.status = 0;
+            m_answer.headers.clear();
+        }
+    }
     m_answer.result = result;
     if (m_easy) {
         curl_off_t sent = 0;
         curl_off_t answered = 0;
+        long proxyStatus = 0;
+        long connects = 0;
         curl_easy_getinfo(m_easy, CURLINFO_PRETRANSFER_TIME_T, &sent);
         curl_easy_getinfo(m_easy, CURLINFO_STARTTRANSFER_TIME_T, &answered);
+        curl_easy_getinfo(m_easy, CURLINFO_HTTP_CONNECTCODE, &proxyStatus);
+        curl_easy_getinfo(m_easy, CURLINFO_NUM_CONNECTS, &connects);
+        m_answer.isAfterOther = connects == 0;
         m_answer.latencyMicroseconds = static_cast<int>(std::max<curl_off_t>(answered - sent, 0));
+        m_answer.isFromProxy = m_answer.status == 407;
+        if (result != CURLE_OK && m_answer.status == 0 && proxyStatus >= 300) {
+            m_answer.result = CURLE_OK; // a proxy's refusal is an answer too
+            m_answer.status = proxyStatus;
+            m_answer.isFromProxy = true;
+        }
     }
     m_done = true;
+}
+
+// What is due by now and has not come.
+void Transfer::expire(Clock::time_point now)
+{
+    curl_off_t sent = 0; // microseconds since the start
+    if (!m_isSent && m_head != Head::Complete)
+        curl_easy_getinfo(m_easy, CURLINFO_PRETRANSFER_TIME_T, &sent);
+    if (sent > 0) {
+        m_isSent = true;
+        m_due = std::min(m_request.deadline,
+                         m_started + std::chrono::microseconds(sent) + timeLimits().firstByte);
+    }
+    if (now < m_due)
+        return;
+    const bool isKnownRefusal = m_head == Head::Complete && isRefusal();
+    m_client->remove(*this);
+    finish(isKnownRefusal ? CURLE_OK : CURLE_OPERATION_TIMEDOUT);
 }
 
 std::size_t Transfer::onHeader(char *data, std::size_t, std::size_t size, void *self)
@@ -178,36 +219,56 @@ std::size_t Transfer::onHeader(char *data, std::size_t, std::size_t size, void *
     auto *transfer = static_cast<Transfer *>(self);
     HttpAnswer &answer = transfer->m_answer;
     const std::string_view line(data, size);
-    if (line.substr(0, 5) == "HTTP/") {
+    if (transfer->m_head == Head::Complete)
+        return size; // behind the body
+    transfer->m_headBytes += size;
+    if (transfer->m_headBytes > kHeadLimit)
+        return 0;
+    if (transfer->m_head == Head::Awaited) {
+        transfer->m_head = Head::Open;
         answer.headers.clear();
         curl_easy_getinfo(transfer->m_easy, CURLINFO_RESPONSE_CODE, &answer.status);
+    } else if (line[0] == '\r' || line[0] == '\n') {
+        transfer->endHead();
     } else if (const auto colon = line.find(':'); colon != std::string_view::npos) {
         std::string name(line.substr(0, colon));
         std::transform(name.begin(), name.end(), name.begin(),
                        [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
         answer.headers[name] = trimmed(line.substr(colon + 1));
-    } else if (trimmed(line).empty() && answer.status >= 200) {
-        const bool redirected = transfer->m_request.followRedirects && answer.status >= 300 &&
-                                answer.status < 400 && answer.headers.count("location");
-        transfer->m_headersComplete = !redirected;
     }
     return size;
+}
+
+void Transfer::endHead()
+{
+    const bool isInterim = m_answer.status < 200;
+    const bool isFollowed = m_request.followRedirects && m_answer.status >= 300 &&
+                            m_answer.status < 400 && !m_answer.header("location").empty();
+    m_head = isInterim || isFollowed ? Head::Awaited : Head::Complete;
+    if (m_head == Head::Complete)
+        allow(isRefusal() ? timeLimits().refusal : timeLimits().stall);
 }
 
 std::size_t Transfer::onBody(char *data, std::size_t, std::size_t size, void *self)
 {
     auto *transfer = static_cast<Transfer *>(self);
     HttpAnswer &answer = transfer->m_answer;
-    if (answer.status < 200 || answer.status >= 300) {
-        const std::size_t room = kErrorBodyLimit - std::min(kErrorBodyLimit, answer.body.size());
+    if (transfer->m_head != Head::Complete)
+        return 0;
+    if (transfer->isRefusal()) {
+        const std::size_t room = kErrorBodyLimit - answer.body.size();
         answer.body.append(data, std::min(size, room));
-        return size;
+        transfer->m_isExplained = size >= room;
+        return transfer->m_isExplained ? 0 : size;
     }
     if (transfer->m_sink) {
         switch (transfer->m_sink(data, size)) {
         case Flow::Continue:
+            transfer->m_request.deadline = Clock::time_point::max();
+            transfer->allow(timeLimits().stall);
             return size;
         case Flow::Pause:
+            transfer->m_due = Clock::time_point::max();
             return CURL_WRITEFUNC_PAUSE;
         case Flow::Abort:
             return 0;
@@ -216,102 +277,8 @@ std::size_t Transfer::onBody(char *data, std::size_t, std::size_t size, void *se
     if (answer.body.size() + size > transfer->m_bodyLimit)
         return 0;
     answer.body.append(data, size);
+    transfer->allow(timeLimits().stall);
     return size;
-}
-
-HttpClient::HttpClient()
-{
-    initialiseCurl();
-    m_multi = curl_multi_init();
-    curl_multi_setopt(m_multi, CURLMOPT_MAXCONNECTS, kKeptConnections);
-}
-
-HttpClient::~HttpClient()
-{
-    for (CURL *easy : m_idle)
-        curl_easy_cleanup(easy);
-    curl_multi_cleanup(m_multi);
-}
-
-HttpClient &HttpClient::ofThread()
-{
-    thread_local HttpClient client;
-    return client;
-}
-
-void HttpClient::start(Transfer &transfer)
-{
-    CURL *easy = nullptr;
-    if (m_idle.empty()) {
-        easy = curl_easy_init();
-    } else {
-        easy = m_idle.back();
-        m_idle.pop_back();
-    }
-    transfer.m_client = this;
-    if (!easy) {
-        transfer.finish(CURLE_OUT_OF_MEMORY);
-        return;
-    }
-    transfer.prepare(easy);
-    if (curl_multi_add_handle(m_multi, easy) != CURLM_OK)
-        transfer.finish(CURLE_FAILED_INIT);
-}
-
-void HttpClient::remove(Transfer &transfer)
-{
-    transfer.m_client = nullptr;
-    curl_slist_free_all(transfer.m_headerList);
-    transfer.m_headerList = nullptr;
-    CURL *easy = transfer.m_easy;
-    transfer.m_easy = nullptr;
-    if (!easy)
-        return;
-    curl_multi_remove_handle(m_multi, easy);
-    if (m_idle.size() < kIdleHandles) {
-        curl_easy_reset(easy);
-        m_idle.push_back(easy);
-    } else {
-        curl_easy_cleanup(easy);
-    }
-}
-
-void HttpClient::collect()
-{
-    int left = 0;
-    while (const CURLMsg *message = curl_multi_info_read(m_multi, &left)) {
-        if (message->msg != CURLMSG_DONE)
-            continue;
-        const CURLcode result = message->data.result;
-        char *owner = nullptr;
-        curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &owner);
-        auto *transfer = reinterpret_cast<Transfer *>(owner);
-        transfer->finish(result);
-        remove(*transfer); // the connection is free for the next transfer from here on
-    }
-}
-
-void HttpClient::step(int milliseconds)
-{
-    // Waiting comes first: what a perform brings in is looked at by the caller at once.
-    if (milliseconds > 0)
-        curl_multi_poll(m_multi, nullptr, 0, milliseconds, nullptr);
-    int running = 0;
-    curl_multi_perform(m_multi, &running);
-    collect();
-}
-
-void HttpClient::run(Transfer &transfer)
-{
-    start(transfer);
-    while (!transfer.isDone()) {
-        if (isStopped()) {
-            remove(transfer);
-            transfer.finish(CURLE_ABORTED_BY_CALLBACK);
-            return;
-        }
-        step(kStopPollMilliseconds);
-    }
 }
 
 } // namespace hq

@@ -6,6 +6,7 @@
 
 #include <curl/curl.h>
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -17,13 +18,19 @@ namespace hq {
 
 struct HttpRequest
 {
+    using Clock = std::chrono::steady_clock;
+
     std::string method = "GET";
     std::string url;
     std::vector<std::string> headers; // "Name: value"
     std::string body;                 // sent when the method is POST
     bool followRedirects = false;     // credentials stay with the first host
-    std::string signedRegion;         // what an S3 signature was made with
-    std::int64_t clockOffset = 0;     // seconds
+    bool isDirect = false;            // past any proxy
+    bool isConditional = false;       // a 412 is an answer to one of the headers
+    // By when the first byte for a sink, or the whole answer when there is none, must have come.
+    Clock::time_point deadline = Clock::time_point::max();
+    std::string signedRegion;     // what an S3 signature was made with
+    std::int64_t clockOffset = 0; // seconds
 };
 
 struct HttpAnswer
@@ -33,7 +40,10 @@ struct HttpAnswer
     std::map<std::string, std::string> headers; // lower-case names
     std::string body;                           // of an error, or of a success that has no sink
     bool malformed = false;                     // set by who read the body and found it broken
+    bool isFromProxy = false;                   // which did not let the request through
+    bool isAfterOther = false;                  // came over a connection that had been used before
     int latencyMicroseconds = 0;                // from the request's end to the answer's first byte
+    bool isConditional = false;                 // of the request
     std::string signedRegion;                   // of the request
     std::int64_t clockOffset = 0;               // of the request, seconds
 
@@ -41,8 +51,6 @@ struct HttpAnswer
     std::string header(const char *lowerCaseName) const;
     // -1 when there is none or it is not a number.
     std::int64_t contentLength() const;
-    // The ETag; empty when it is weak, since weak tags do not stand for the same bytes.
-    std::string strongEtag() const;
 };
 
 enum class Flow { Continue, Pause, Abort };
@@ -50,10 +58,12 @@ enum class Flow { Continue, Pause, Abort };
 class HttpClient;
 
 // One request under way. The body of a success goes to `sink`, or into the answer up to
-// `bodyLimit` bytes; everything else of the answer is kept there. Destruction cancels it.
+// `bodyLimit` bytes; everything else of the answer is kept there. An answer whose head has no end
+// is a broken connection. Destruction cancels it.
 class Transfer
 {
 public:
+    using Clock = HttpRequest::Clock;
     using Sink = std::function<Flow(const char *data, std::size_t size)>;
     static constexpr std::size_t kDefaultBodyLimit = 64 * 1024 * 1024;
 
@@ -64,15 +74,23 @@ public:
     Transfer &operator=(const Transfer &) = delete;
 
     bool isDone() const { return m_done; }
-    bool hasHeaders() const { return m_headersComplete; }
+    // Whether the head of the final answer is there whole.
+    bool hasHeaders() const { return m_head == Head::Complete; }
     HttpAnswer &answer() { return m_answer; }
-    // Goes on after the sink returned Flow::Pause.
-    void resume();
+    // Goes on after the sink returned Flow::Pause; time has run only since now.
+    void resume(Clock::time_point deadline);
 
 private:
     friend class HttpClient;
+    // Before a head, inside one, behind that of the final answer.
+    enum class Head { Awaited, Open, Complete };
+
     void prepare(CURL *easy);
     void finish(CURLcode result);
+    void expire(Clock::time_point now);
+    bool isRefusal() const { return m_answer.status < 200 || m_answer.status >= 300; }
+    void allow(std::chrono::milliseconds time);
+    void endHead();
     static std::size_t onHeader(char *data, std::size_t one, std::size_t size, void *self);
     static std::size_t onBody(char *data, std::size_t one, std::size_t size, void *self);
 
@@ -83,12 +101,17 @@ private:
     HttpClient *m_client = nullptr;
     CURL *m_easy = nullptr;
     curl_slist *m_headerList = nullptr;
-    bool m_headersComplete = false;
+    Head m_head = Head::Awaited;
+    std::size_t m_headBytes = 0; // of all heads
+    bool m_isSent = false;
+    bool m_isExplained = false; // a refusal whose document was long enough
     bool m_done = false;
+    Clock::time_point m_started;
+    Clock::time_point m_due; // the transfer ends when nothing more comes until then
 };
 
-// Runs any number of transfers on the thread that calls it and keeps their connections alive. Not
-// thread safe; must outlive its transfers.
+// Runs any number of transfers on the thread that calls it and keeps their connections alive. One
+// thread at a time; must outlive its transfers.
 class HttpClient
 {
 public:
@@ -97,8 +120,14 @@ public:
     HttpClient(const HttpClient &) = delete;
     HttpClient &operator=(const HttpClient &) = delete;
 
-    // The calling thread's own client.
-    static HttpClient &ofThread();
+    struct GiveBack
+    {
+        void operator()(HttpClient *client) const noexcept;
+    };
+    using Lease = std::unique_ptr<HttpClient, GiveBack>;
+    // A client to have for oneself, that which was given back last: calls of one thread use the
+    // same connections, whoever else is at work. Any thread.
+    static Lease lease();
 
     void start(Transfer &transfer);
     // Moves all transfers on; waits for something to happen, at most `milliseconds`.
@@ -110,9 +139,12 @@ private:
     friend class Transfer;
     void remove(Transfer &transfer);
     void collect();
+    void expire();
 
     CURLM *m_multi;
     std::vector<CURL *> m_idle; // easy handles to use again
+    std::vector<Transfer *> m_active;
+    HttpRequest::Clock::time_point m_nextLook; // at the transfers' time limits
 };
 
 // Length of a wait between two looks at the stop token, in milliseconds.

@@ -2,21 +2,60 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "net/networkfile.h"
 
+#include "net/failure.h"
 #include "transfer.h"
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 
 namespace hq {
 
 namespace {
+
 constexpr std::size_t kReadAhead = 1024 * 1024;
 constexpr std::size_t kMostBufferedForSize = 64 * 1024 * 1024;
+constexpr std::uint32_t kMostAtOnce = 256 * 1024 * 1024;
+constexpr std::size_t kMostThrownAway = 256 * 1024;
+constexpr std::int64_t kWorthwhile = 64 * 1024; // a server that gives less each time wears us out
+// Positions behind it are past the end of everything; up to it sums cannot overflow.
+constexpr std::int64_t kLastPosition = std::numeric_limits<std::int64_t>::max() - (1LL << 40);
+
+// The time of a call counts, the time between two calls does not.
+class Waiting
+{
+public:
+    explicit Waiting(Patience &patience) : m_patience(patience) { m_patience.resume(); }
+    ~Waiting() { m_patience.pause(); }
+    Waiting(const Waiting &) = delete;
+    Waiting &operator=(const Waiting &) = delete;
+
+private:
+    Patience &m_patience;
+};
+
 } // namespace
 
-NetworkFile::NetworkFile(std::unique_ptr<Resource> resource, std::int64_t size, std::string etag)
-    : m_resource(std::move(resource)), m_size(size), m_etag(std::move(etag))
+NetworkFile::NetworkFile(std::unique_ptr<Resource> resource, std::int64_t size, Validator validator,
+                         const Patience &patience)
+    : m_resource(std::move(resource))
+    , m_givenSize(size)
+    , m_size(size)
+    , m_validator(std::move(validator))
+    , m_isFirst(!m_validator.exists())
+    , m_attempts(patience)
 {
+    m_attempts.patience().pause();
+}
+
+NetworkFile::~NetworkFile()
+{
+    if (!m_transfer || m_transfer->isDone())
+        return;
+    // The end of a small answer may be here already; its connection can then be used again.
+    m_isClosing = true;
+    m_transfer->resume(Patience::Clock::time_point::max());
+    m_client->step(0);
 }
 
 void NetworkFile::drop()
@@ -30,6 +69,10 @@ void NetworkFile::drop()
 
 Flow NetworkFile::take(const char *data, std::size_t size)
 {
+    if (m_isClosing) {
+        m_thrownAway += size;
+        return m_thrownAway > kMostThrownAway ? Flow::Abort : Flow::Continue;
+    }
     if (buffered() >= m_bufferLimit)
         return Flow::Pause;
     if (m_bufferStart == m_buffer.size()) {
@@ -40,164 +83,233 @@ Flow NetworkFile::take(const char *data, std::size_t size)
         static_cast<std::size_t>(std::min<std::int64_t>(m_skip, static_cast<std::int64_t>(size)));
     m_skip -= static_cast<std::int64_t>(skipped);
     m_buffer.append(data + skipped, size - skipped);
+    // What came before a cut and comes again is no progress.
+    const std::int64_t end = m_position + static_cast<std::int64_t>(buffered());
+    if (end > m_furthest) {
+        m_furthest = end;
+        m_attempts.patience().renew();
+        if (end - m_counted >= kWorthwhile) {
+            m_counted = end;
+            m_attempts.reset();
+        }
+    }
     return Flow::Continue;
 }
 
 bool NetworkFile::start()
 {
-    Attempts attempts;
-    return startAt(0, attempts);
+    const Waiting waiting(m_attempts.patience());
+    return startAt(0) || giveUp();
 }
 
-bool NetworkFile::startAt(std::int64_t position, Attempts &attempts)
+bool NetworkFile::startAt(std::int64_t position)
 {
     do {
         drop();
+        m_answer = {};
         RequestOptions options;
         if (position > 0)
             options.range = "bytes=" + std::to_string(position) + "-";
-        options.ifMatch = m_etag;
+        options.condition = m_validator.condition();
+        HttpRequest request = m_resource->request(options);
+        request.deadline = m_attempts.patience().end();
         m_transfer = std::make_unique<Transfer>(
-            m_resource->request(options),
+            std::move(request),
             [this](const char *data, std::size_t size) { return take(data, size); });
-        m_client.start(*m_transfer);
+        m_client->start(*m_transfer);
         while (!m_transfer->isDone() && !m_transfer->hasHeaders()) {
-            if (isStopped()) {
-                drop();
+            if (isStopped())
                 return fail(Error::Cancelled);
-            }
-            m_client.step(kStopPollMilliseconds);
+            m_client->step(kStopPollMilliseconds);
         }
-        const HttpAnswer &answer = m_transfer->answer();
-        if (answer.status >= 200 && answer.status < 300 && answer.result == CURLE_OK) {
-            m_answer = answer;
+        if (m_transfer->answer().isSuccess()) {
+            m_answer = m_transfer->answer();
             return accept(position);
         }
         // A refusal's document explains it, so it is read to its end.
         while (!m_transfer->isDone() && !isStopped())
-            m_client.step(kStopPollMilliseconds);
+            m_client->step(kStopPollMilliseconds);
         m_answer = std::move(m_transfer->answer());
         drop();
         if (isStopped())
             return fail(Error::Cancelled);
-    } while (attempts.again(*m_resource, m_answer) && attempts.wait());
+    } while (m_attempts.again(*m_resource, m_answer) && m_attempts.wait());
     return false;
 }
 
 // Looks at the headers of a success that was asked to begin at `position`.
 bool NetworkFile::accept(std::int64_t position)
 {
-    const std::string etag = m_answer.strongEtag();
-    if (position > 0 && !m_etag.empty() && !etag.empty() && etag != m_etag) {
-        drop();
-        return fail(Error::SourceChanged);
-    }
+    if (!m_isFirst && !m_validator.accepts(m_answer))
+        return failWith(m_answer, Error::SourceChanged);
     const std::int64_t length = m_answer.contentLength();
     std::int64_t total = length;
     if (m_answer.status == 206) {
         const ContentRange range = contentRange(m_answer);
-        if (range.first != position) {
-            drop();
-            return fail(Error::InvalidServerResponse);
-        }
         total = range.total;
+        if (range.first != position || range.last < position ||
+            (total >= 0 && range.last >= total) ||
+            (length >= 0 && range.last - position != length - 1))
+            return failWith(m_answer, Error::InvalidServerResponse);
     } else {
         m_skip = position; // a server that does not know ranges sends it all
     }
     if (m_size >= 0 && total >= 0 && total != m_size) {
-        drop();
-        return fail(position > 0 ? Error::SourceChanged : Error::InvalidServerResponse);
+        const bool isSame = !m_isFirst && m_validator.isStrong();
+        return failWith(m_answer, isSame ? Error::InvalidServerResponse : Error::SourceChanged);
     }
     if (m_size < 0)
         m_size = total;
-    if (m_etag.empty())
-        m_etag = etag;
+    if (m_isFirst)
+        m_validator = Validator(m_answer);
+    m_isFirst = false;
     return true;
 }
 
-// After a lost connection: whether to go on, at the byte that would have come next.
-bool NetworkFile::restart(Attempts &attempts)
+// Lets the transfer run until the buffer holds `limit` bytes or nothing more comes; false when the
+// thread is stopped.
+bool NetworkFile::fill(std::size_t limit)
 {
-    m_answer = std::move(m_transfer->answer());
-    drop();
-    return attempts.again(*m_resource, m_answer) && attempts.wait() &&
-           startAt(m_position, attempts);
+    m_bufferLimit = limit;
+    m_transfer->resume(m_attempts.patience().end());
+    while (!m_transfer->isDone() && buffered() < limit) {
+        if (isStopped())
+            return fail(Error::Cancelled);
+        m_client->step(kStopPollMilliseconds);
+    }
+    return true;
 }
 
-// Lets the transfer run until the buffer holds `limit` bytes or the source has ended; then the
-// transfer is done without an error. What the buffer held is lost when the connection is.
-bool NetworkFile::waitForData(std::size_t limit, Attempts &attempts)
+// After a transfer that ended too early: whether to ask again for what is missing.
+bool NetworkFile::recover()
 {
-    while (true) {
-        m_bufferLimit = limit;
-        m_transfer->resume();
-        while (!m_transfer->isDone() && buffered() < limit) {
-            if (isStopped()) {
-                drop();
-                return fail(Error::Cancelled);
-            }
-            m_client.step(kStopPollMilliseconds);
-        }
-        if (!m_transfer->isDone() || m_transfer->answer().result == CURLE_OK)
-            return true;
-        if (buffered() > 0 && limit <= kReadAhead)
-            return true; // these bytes are good; the loss shows when they are used up
-        if (!restart(attempts))
-            return false;
-    }
+    m_answer = std::move(m_transfer->answer());
+    if (m_answer.isSuccess())
+        m_answer.malformed = true; // fewer bytes than promised
+    drop();
+    if (!m_attempts.again(*m_resource, m_answer))
+        return false;
+    m_mayBeginAgain = m_isHandedOut && !m_validator.exists();
+    return m_mayBeginAgain ? failWith(m_answer) : m_attempts.wait();
+}
+
+bool NetworkFile::giveUp()
+{
+    drop();
+    m_isLost = m_isHandedOut && !m_validator.exists();
+    if (!m_mayBeginAgain)
+        m_attempts.reset();
+    return false;
+}
+
+bool NetworkFile::beginAgain()
+{
+    if (!m_mayBeginAgain)
+        return false;
+    const Waiting waiting(m_attempts.patience());
+    m_mayBeginAgain = false;
+    m_isLost = false;
+    m_isHandedOut = false;
+    m_isFirst = true;
+    m_furthest += kWorthwhile; // a cut that comes a little later by chance is no progress
+    m_position = 0;
+    m_size = m_givenSize;
+    return m_attempts.wait();
 }
 
 bool NetworkFile::read(void *buffer, std::uint32_t count, std::uint32_t *read)
 {
-    Attempts attempts;
+    *read = 0;
+    if (count > kMostAtOnce) {
+        setLastError(Error::InvalidParameter);
+        setFailureDetails({0, "", "a network source gives 256 MiB at once at most"});
+        return false;
+    }
+    if (m_isLost)
+        return fail(Error::ConnectionLost);
+    const Waiting waiting(m_attempts.patience());
     const std::int64_t before = m_position;
     std::uint32_t done = 0;
-    while (done < count && (m_size < 0 || m_position < m_size)) {
-        if (const std::size_t ready = buffered()) {
-            const auto part =
-                static_cast<std::uint32_t>(std::min<std::size_t>(ready, count - done));
-            std::memcpy(static_cast<char *>(buffer) + done, m_buffer.data() + m_bufferStart, part);
-            m_bufferStart += part;
+    if (!readAll(static_cast<char *>(buffer), count, &done)) {
+        m_position = before;
+        return giveUp();
+    }
+    m_isHandedOut = m_isHandedOut || done > 0;
+    *read = done;
+    return true;
+}
+
+bool NetworkFile::readAll(char *buffer, std::uint32_t count, std::uint32_t *done)
+{
+    const std::int64_t before = m_position;
+    while (*done < count && (m_size < 0 ? m_position < kLastPosition : m_position < m_size)) {
+        if (buffered() > 0) {
+            const std::int64_t left = m_size < 0 ? kLastPosition : m_size - m_position;
+            const std::size_t ready = std::min<std::size_t>(buffered(), count - *done);
+            const std::int64_t part = std::min(static_cast<std::int64_t>(ready), left);
+            std::memcpy(buffer + *done, m_buffer.data() + m_bufferStart,
+                        static_cast<std::size_t>(part));
+            m_bufferStart += static_cast<std::size_t>(part);
             m_position += part;
-            done += part;
+            *done += static_cast<std::uint32_t>(part);
             continue;
         }
-        bool good = m_transfer || startAt(m_position, attempts);
-        good = good && waitForData(std::min<std::size_t>(count - done, kReadAhead), attempts);
-        if (good && buffered() == 0) {
-            if (m_size < 0)
-                m_size = m_position - m_skip; // the end of a source that did not tell its size
-            else
-                good = fail(Error::ConnectionLost);
+        if (!m_transfer && !startAt(m_position)) {
+            if (m_answer.status != 416)
+                return false;
+            // Behind the end of a source that did not tell its size, or that has become shorter.
+            return m_size < 0 || failWith(m_answer, Error::SourceChanged);
         }
-        if (!good && m_size < 0 && m_answer.status == 416) {
-            drop();
-            break; // behind the end of a source that did not tell its size
-        }
-        if (!good) {
-            m_position = before;
-            drop();
-            *read = 0;
+        if (!fill(std::min<std::size_t>(count - *done, kReadAhead)))
             return false;
+        if (buffered() > 0)
+            continue; // a loss shows when these bytes are used up
+        if (m_size < 0 && m_transfer->answer().result == CURLE_OK) {
+            m_size = m_position - m_skip; // the end of a source that did not tell its size
+        } else {
+            if (!recover())
+                return false;
+            if (!m_validator.exists()) {
+                m_position = before;
+                *done = 0;
+            }
         }
     }
-    *read = done;
     return true;
 }
 
 bool NetworkFile::size(std::int64_t *size)
 {
-    if (m_size < 0) {
-        Attempts attempts;
-        if (!m_transfer && !startAt(m_position, attempts))
-            return false;
-        if (m_size < 0 && !waitForData(kMostBufferedForSize, attempts))
-            return false;
-        if (m_size < 0 && m_transfer->isDone())
-            m_size = m_position + static_cast<std::int64_t>(buffered());
-    }
+    if (m_size < 0 && m_isLost)
+        return fail(Error::ConnectionLost);
+    const Waiting waiting(m_attempts.patience());
+    if (m_size < 0 && m_position < kLastPosition && !findSize())
+        return giveUp();
     *size = m_size;
     return true;
+}
+
+// Finds the size out by reading ahead, if it is not too far.
+bool NetworkFile::findSize()
+{
+    while (true) {
+        if (!m_transfer && !startAt(m_position)) {
+            m_size = m_answer.status == 416 ? contentRange(m_answer).total : -1;
+            return m_answer.status == 416;
+        }
+        if (m_size >= 0)
+            return true;
+        if (!fill(kMostBufferedForSize))
+            return false;
+        if (!m_transfer->isDone())
+            return true;
+        if (m_transfer->answer().result == CURLE_OK) {
+            m_size = m_position - m_skip + static_cast<std::int64_t>(buffered());
+            return true;
+        }
+        if (!recover())
+            return false;
+    }
 }
 
 bool NetworkFile::seek(std::int64_t position)
@@ -205,10 +317,18 @@ bool NetworkFile::seek(std::int64_t position)
     if (position < 0)
         return fail(Error::InvalidParameter);
     const std::int64_t ahead = position - m_position;
-    if (ahead >= 0 && ahead <= static_cast<std::int64_t>(buffered()))
+    if (ahead >= 0 && ahead <= static_cast<std::int64_t>(buffered())) {
         m_bufferStart += static_cast<std::size_t>(ahead);
-    else
+    } else {
         drop();
+        m_furthest = position;
+        m_counted = position;
+        m_isHandedOut = false;
+        m_isLost = false;
+        m_mayBeginAgain = false;
+        m_attempts.reset();
+        m_attempts.patience().pause();
+    }
     m_position = position;
     return true;
 }

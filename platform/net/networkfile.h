@@ -4,6 +4,7 @@
 
 #include "base/file.h"
 #include "net/resource.h"
+#include "net/validator.h"
 
 #include <memory>
 #include <string>
@@ -11,42 +12,61 @@
 namespace hq {
 
 // Reads a network source through one GET that stops whenever nobody reads, and goes on behind the
-// last byte when the connection is lost.
+// last byte when the connection is lost. Where versions of the source cannot be told apart, a read
+// that breaks off begins again, or fails when bytes of the same run were handed out before it.
 class NetworkFile : public File
 {
 public:
-    // `size` -1 and an empty `etag` when they are not known yet.
-    NetworkFile(std::unique_ptr<Resource> resource, std::int64_t size, std::string etag);
+    // `size` -1 and no validator when they are not known yet.
+    NetworkFile(std::unique_ptr<Resource> resource, std::int64_t size, Validator validator,
+                const Patience &patience);
+    ~NetworkFile() override;
 
     // Sends the request and waits for the headers of a success.
     bool start();
-    const HttpAnswer &answer() const { return m_answer; }
 
     bool read(void *buffer, std::uint32_t count, std::uint32_t *read) override;
     bool size(std::int64_t *size) override;
     bool seek(std::int64_t position) override;
 
+    // After a failed read: whether it failed only because it could not go on behind what it had
+    // handed out. Then it waits, and the source is as it was when it was opened.
+    bool beginAgain();
+
 private:
-    bool startAt(std::int64_t position, Attempts &attempts);
+    bool startAt(std::int64_t position);
     bool accept(std::int64_t position);
-    bool restart(Attempts &attempts);
-    bool waitForData(std::size_t limit, Attempts &attempts);
+    bool fill(std::size_t limit);
+    bool recover();
+    bool readAll(char *buffer, std::uint32_t count, std::uint32_t *done);
+    bool findSize();
+    bool giveUp();
     Flow take(const char *data, std::size_t size);
     std::size_t buffered() const { return m_buffer.size() - m_bufferStart; }
     void drop();
 
     std::unique_ptr<Resource> m_resource;
+    const std::int64_t m_givenSize;
     std::int64_t m_size;
-    std::string m_etag;
+    Validator m_validator;
+    bool m_isFirst;      // no answer has told the validator yet
     HttpAnswer m_answer; // of the last finished or refused request
+    Attempts m_attempts;
 
-    HttpClient m_client; // of its own, since any thread may read
+    HttpClient::Lease m_client = HttpClient::lease(); // of its own, since any thread may read
     std::unique_ptr<Transfer> m_transfer;
     std::string m_buffer;
     std::size_t m_bufferStart = 0;
     std::size_t m_bufferLimit = 0; // the transfer stops when the buffer holds as much
     std::int64_t m_skip = 0;       // bytes still to be passed over
     std::int64_t m_position = 0;   // of the next byte to be read
+    std::int64_t m_furthest = 0;   // behind the last byte that came since the last seek
+    std::int64_t m_counted = 0;    // m_furthest when the attempts were last counted anew
+    bool m_isHandedOut = false;    // some byte since the last seek
+    bool m_isLost = false;         // cannot go on behind these bytes
+    bool m_mayBeginAgain = false;
+    bool m_isClosing = false; // what still comes is thrown away
+    std::size_t m_thrownAway = 0;
 };
 
 } // namespace hq

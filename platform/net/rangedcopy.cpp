@@ -2,6 +2,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "net/rangedcopy.h"
 
+#include "net/connectioncount.h"
+#include "net/failure.h"
+
 #include <algorithm>
 #include <list>
 #include <memory>
@@ -10,22 +13,18 @@ namespace hq {
 
 namespace {
 
-using Clock = Attempts::Clock;
+using Clock = Patience::Clock;
 using std::chrono::milliseconds;
 
 constexpr std::int64_t kSmallestPart = 8 * 1024 * 1024;
-constexpr std::size_t kMostConnections = 32;
-constexpr std::size_t kFirstConnections = 4;
-constexpr int kNearMicroseconds = 3000; // an answer that comes as fast needs no company
-constexpr milliseconds kRateWindow{150};
-constexpr double kWorthwhileGain = 1.15;
 
 struct Part
 {
     std::int64_t position; // of the next byte
     std::int64_t end;
-    std::int64_t requested = 0; // first byte of the request under way
-    Attempts attempts;
+    std::int64_t requested = 0; // first byte of the last request
+    unsigned round = 0;         // of the connection count, when the request was sent
+    int lessons = 0;
     std::unique_ptr<Transfer> transfer;
 
     bool isComplete() const { return position == end; }
@@ -33,47 +32,10 @@ struct Part
 
 std::int64_t partSize(std::int64_t objectSize)
 {
-    const auto share = (objectSize + static_cast<std::int64_t>(kMostConnections) - 1) /
-                       static_cast<std::int64_t>(kMostConnections);
-    return std::clamp(share, kSmallestPart, kLargestSinglePart);
+    constexpr auto kMostParts = static_cast<std::int64_t>(ConnectionCount::kMost);
+    return std::clamp((objectSize + kMostParts - 1) / kMostParts, kSmallestPart,
+                      kLargestSinglePart);
 }
-
-// How many connections are worth having: all at once to a server that takes its time, otherwise a
-// few, and more for as long as each doubling raises the rate.
-class ConnectionCount
-{
-public:
-    explicit ConnectionCount(int latencyMicroseconds)
-        : m_count(latencyMicroseconds < kNearMicroseconds ? kFirstConnections : kMostConnections)
-        , m_windowStart(Clock::now())
-    {
-    }
-
-    std::size_t count() const { return m_count; }
-
-    void update(std::int64_t done)
-    {
-        const auto now = Clock::now();
-        if (m_settled || now - m_windowStart < kRateWindow)
-            return;
-        const double rate = static_cast<double>(done - m_windowDone) /
-                            std::chrono::duration<double>(now - m_windowStart).count();
-        if (m_count >= kMostConnections || rate < m_rate * kWorthwhileGain)
-            m_settled = true;
-        else
-            m_count = std::min(m_count * 2, kMostConnections);
-        m_rate = rate;
-        m_windowStart = now;
-        m_windowDone = done;
-    }
-
-private:
-    std::size_t m_count;
-    Clock::time_point m_windowStart;
-    std::int64_t m_windowDone = 0;
-    double m_rate = 0;
-    bool m_settled = false;
-};
 
 class PartsCopy
 {
@@ -89,11 +51,14 @@ public:
 
     bool run()
     {
+        m_lastFailure.result = CURLE_OPERATION_TIMEDOUT; // while there is none
         while (m_done < m_object.size) {
             if (isStopped())
                 return fail(Error::Cancelled);
+            if (Clock::now() >= m_patience.end())
+                return failWith(m_lastFailure);
             startParts();
-            m_client.step(waitMilliseconds());
+            m_client->step(waitMilliseconds());
             if (!settleParts())
                 return false;
             m_connections.update(m_done);
@@ -105,16 +70,11 @@ public:
 private:
     void startParts()
     {
-        // A part that waits for its next attempt keeps its place: a server that asks for patience
-        // is not asked for more.
-        std::size_t running = 0;
         for (const auto &part : m_parts) {
-            if (!part->transfer && part->attempts.due() <= Clock::now() &&
-                running < m_connections.count())
+            if (!part->transfer && mayStart())
                 start(*part);
-            ++running;
         }
-        for (; running < m_connections.count() && m_next < m_object.size; ++running) {
+        while (m_next < m_object.size && mayStart()) {
             auto part = std::make_unique<Part>();
             part->position = m_next;
             part->end = std::min(m_next + m_partSize, m_object.size);
@@ -124,35 +84,55 @@ private:
         }
     }
 
+    // A server that refuses is left alone for a while: only what it has served makes room.
+    bool mayStart() const
+    {
+        return m_running < m_connections.count() && (Clock::now() >= m_holdEnd || m_served > 0);
+    }
+
     void start(Part &part)
     {
         RequestOptions options;
         options.range =
             "bytes=" + std::to_string(part.position) + "-" + std::to_string(part.end - 1);
-        options.ifMatch = m_object.etag;
+        options.condition = m_object.validator.condition();
         part.requested = part.position;
+        part.round = m_connections.round();
         part.transfer = std::make_unique<Transfer>(
             m_object.resource->request(options),
             [this, &part](const char *data, std::size_t size) { return take(part, data, size); });
-        m_client.start(*part.transfer);
+        ++m_running;
+        m_served = std::max(m_served - 1, 0);
+        m_client->start(*part.transfer);
     }
 
     Flow take(Part &part, const char *data, std::size_t size)
     {
         const auto length = static_cast<std::int64_t>(size);
-        if (length > part.end - part.position ||
-            (part.position == part.requested && !isWanted(part))) {
-            if (m_failure == Error::None)
-                m_failure = Error::InvalidServerResponse;
-            return Flow::Abort;
+        if (part.position == part.requested) {
+            if (!isWanted(part))
+                return Flow::Abort;
+            m_connections.accept(part.round);
+            m_failures = 0;
+            part.lessons = 0;
         }
+        if (length > part.end - part.position)
+            return refuse(Error::InvalidServerResponse);
         if (!m_target.writeAt(part.position, data, size)) {
             m_writeFailed = true;
             return Flow::Abort;
         }
         part.position += length;
         m_done += length;
+        m_patience.renew();
         return Flow::Continue;
+    }
+
+    Flow refuse(Error error)
+    {
+        if (m_failure == Error::None)
+            m_failure = error;
+        return Flow::Abort;
     }
 
     // Whether the answer has the bytes that were asked for, of the same object.
@@ -160,21 +140,20 @@ private:
     {
         const HttpAnswer &answer = part.transfer->answer();
         const ContentRange range = contentRange(answer);
-        const std::string etag = answer.strongEtag();
         if ((range.total >= 0 && range.total != m_object.size) ||
-            (!etag.empty() && !m_object.etag.empty() && etag != m_object.etag))
-            m_failure = Error::SourceChanged;
-        return m_failure == Error::None && answer.status == 206 && range.first == part.requested &&
-               range.last == part.end - 1;
+            !m_object.validator.accepts(answer))
+            refuse(Error::SourceChanged);
+        else if (answer.status != 206 || range.first != part.requested ||
+                 range.last != part.end - 1)
+            refuse(Error::InvalidServerResponse);
+        return m_failure == Error::None;
     }
 
-    // Takes out what has ended; false when a part cannot be had.
+    // Takes out what has ended; false when the copy has.
     bool settleParts()
     {
         if (m_writeFailed)
             return false; // the last error tells why
-        if (m_failure != Error::None)
-            return fail(m_failure);
         for (auto it = m_parts.begin(); it != m_parts.end();) {
             Part &part = **it;
             if (!part.transfer || !part.transfer->isDone()) {
@@ -183,27 +162,56 @@ private:
             }
             HttpAnswer answer = std::move(part.transfer->answer());
             part.transfer.reset();
+            --m_running;
+            if (m_failure != Error::None && answer.result == CURLE_WRITE_ERROR)
+                return failWith(answer, m_failure);
             if (part.isComplete()) {
+                ++m_served;
                 it = m_parts.erase(it);
                 continue;
             }
             if (answer.isSuccess())
                 answer.malformed = true; // fewer bytes than promised
-            if (!part.attempts.again(*m_object.resource, answer))
+            if (!settleFailure(part, answer))
                 return false;
             ++it;
         }
         return true;
     }
 
+    // A part that can be had later is never given up; it goes on from where it got to.
+    bool settleFailure(Part &part, const HttpAnswer &answer)
+    {
+        if (answer.result == CURLE_OK && part.lessons < kMostLessons) {
+            const Lesson lesson = m_object.resource->learn(answer, m_patience);
+            if (lesson == Lesson::Failed)
+                return false;
+            if (lesson == Lesson::Learned) {
+                ++part.lessons;
+                ++m_served;
+                return true;
+            }
+        }
+        if (!isTransient(answer))
+            return failWith(answer);
+        const bool isCut = answer.result == CURLE_PARTIAL_FILE && part.position > part.requested;
+        if (isCut) {
+            ++m_served;
+        } else if (m_connections.refuse(part.round)) {
+            if (Clock::now() >= m_holdEnd)
+                m_served = 0;
+            m_holdEnd = std::max(m_holdEnd, Clock::now() + backoff(++m_failures, answer));
+        }
+        m_lastFailure = answer;
+        return true;
+    }
+
     int waitMilliseconds() const
     {
         auto wait = milliseconds(kStopPollMilliseconds);
-        for (const auto &part : m_parts) {
-            if (!part->transfer)
-                wait = std::min(wait, std::chrono::duration_cast<milliseconds>(
-                                          part->attempts.due() - Clock::now()));
-        }
+        if (m_running < m_connections.count())
+            wait =
+                std::min(wait, std::chrono::duration_cast<milliseconds>(m_holdEnd - Clock::now()));
         return std::max(1, static_cast<int>(wait.count()));
     }
 
@@ -217,11 +225,17 @@ private:
     TargetFile &m_target;
     const CopyProgress &m_progress;
     ConnectionCount m_connections;
-    HttpClient &m_client = HttpClient::ofThread();
-    std::list<std::unique_ptr<Part>> m_parts;
+    const HttpClient::Lease m_client = HttpClient::lease();
+    std::list<std::unique_ptr<Part>> m_parts; // under way or broken off
+    std::size_t m_running = 0;
     const std::int64_t m_partSize;
     std::int64_t m_next = 0; // first byte that no part has
     std::int64_t m_done = 0;
+    Patience m_patience = Patience::ofCopy();
+    int m_failures = 0;          // refused rounds since the last byte of an answer
+    Clock::time_point m_holdEnd; // no more requests before, but in the place of
+    int m_served = 0;            // so many answers
+    HttpAnswer m_lastFailure;
     bool m_writeFailed = false;
     Error m_failure = Error::None;
 };

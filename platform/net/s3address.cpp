@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstring>
 
 namespace hq {
 
@@ -19,15 +18,9 @@ bool isDigit(char c)
     return c >= '0' && c <= '9';
 }
 
-bool isAlnum(char c)
-{
-    // Without the C library's calls: every entry of a listing is parsed.
-    return isDigit(c) || (lowerCase(c) >= 'a' && lowerCase(c) <= 'z');
-}
-
 bool isHostCharacter(char c)
 {
-    return isAlnum(c) || c == '.' || c == '-' || c == '_';
+    return isLetterOrDigit(c) || c == '.' || c == '-' || c == '_';
 }
 
 std::size_t schemeLength(std::string_view text)
@@ -39,9 +32,7 @@ std::size_t schemeLength(std::string_view text)
     return 0;
 }
 
-// Length of a host with its optional port at the start of `text`, 0 when there is none. Without a
-// scheme of its own a host is localhost, an IP address or a name with a dot inside; `anyName`
-// lifts that.
+// Length of a host with its optional port at the start of `text`, 0 when there is none.
 std::size_t hostLength(std::string_view text, bool anyName)
 {
     std::size_t end = 0;
@@ -61,7 +52,8 @@ std::size_t hostLength(std::string_view text, bool anyName)
         while (end < text.size() && isHostCharacter(text[end]))
             ++end;
         const auto name = text.substr(0, end);
-        if (name.empty() || !isAlnum(name.front()) || !(isAlnum(name.back()) || name.back() == '.'))
+        if (name.empty() || !isLetterOrDigit(name.front()) ||
+            !(isLetterOrDigit(name.back()) || name.back() == '.'))
             return 0;
         const auto dot = name.find('.');
         const bool dotted = dot != std::string_view::npos && dot + 1 < name.size();
@@ -79,16 +71,19 @@ std::size_t hostLength(std::string_view text, bool anyName)
     return end;
 }
 
-std::size_t siteLength(std::string_view text, bool anyName)
+// Position of the "@" that ends the secret, npos when there is none. The secret may itself hold
+// "@": the one counts that a site with a dot (or localhost, or an address) follows; else the first.
+std::size_t secretEnd(std::string_view address)
 {
-    const std::size_t scheme = schemeLength(text);
-    const std::size_t host = hostLength(text.substr(scheme), anyName || scheme != 0);
-    return host == 0 ? 0 : scheme + host;
-}
-
-bool endsAddressInText(char c)
-{
-    return std::strchr(" \t\r\n<>\"',;)", c) != nullptr;
+    const std::size_t colon = address.find(':', kScheme.size());
+    if (colon == std::string_view::npos)
+        return std::string_view::npos;
+    const std::size_t first = address.find('@', colon);
+    for (std::size_t at = first; at != std::string_view::npos; at = address.find('@', at + 1)) {
+        if (siteLength(address.substr(at + 1), false) != 0)
+            return at;
+    }
+    return first;
 }
 
 bool hasControlCharacter(std::string_view text)
@@ -104,24 +99,13 @@ bool isS3Address(std::string_view address)
     return startsWithNoCase(address, kScheme);
 }
 
-std::size_t secretEnd(std::string_view address, bool inText)
+std::size_t siteLength(std::string_view text, bool anyName)
 {
-    if (!isS3Address(address))
-        return std::string_view::npos;
-    const std::size_t colon = address.find(':', kScheme.size());
-    if (colon == std::string_view::npos)
-        return std::string_view::npos;
-    const std::size_t first = address.find('@', colon);
-    for (std::size_t at = first; at != std::string_view::npos; at = address.find('@', at + 1)) {
-        const std::string_view rest = address.substr(at + 1);
-        const std::size_t length = siteLength(rest, false);
-        if (length == 0)
-            continue;
-        if (length == rest.size() || isAddressSeparator(rest[length]) ||
-            (inText && endsAddressInText(rest[length])))
-            return at;
-    }
-    return first;
+    const std::size_t scheme = schemeLength(text);
+    const std::size_t host = hostLength(text.substr(scheme), anyName || scheme != 0);
+    const std::size_t length = scheme + host;
+    const bool ends = length == text.size() || isAddressSeparator(text[length]);
+    return host != 0 && ends ? length : 0;
 }
 
 std::string S3Address::key() const
@@ -133,6 +117,8 @@ std::string S3Address::key() const
 
 std::optional<S3Address> S3Address::parse(std::string_view address)
 {
+    if (!isS3Address(address))
+        return std::nullopt;
     const std::size_t at = secretEnd(address);
     if (at == std::string_view::npos)
         return std::nullopt;
@@ -143,9 +129,7 @@ std::optional<S3Address> S3Address::parse(std::string_view address)
     result.secret = address.substr(colon + 1, at - colon - 1);
     std::string_view rest = address.substr(at + 1);
     const std::size_t site = siteLength(rest, true);
-    if (site == 0 || (site < rest.size() && !isAddressSeparator(rest[site])))
-        return std::nullopt;
-    if (hasControlCharacter(result.accessKey) || hasControlCharacter(result.secret))
+    if (site == 0 || hasControlCharacter(result.accessKey) || hasControlCharacter(result.secret))
         return std::nullopt;
     result.site = rest.substr(0, site);
     rest.remove_prefix(std::min(site + 1, rest.size()));

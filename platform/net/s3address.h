@@ -26,10 +26,10 @@ struct S3Address
     static std::optional<S3Address> parse(std::string_view address);
 };
 
-// Position of the "@" that ends the secret of an S3 address, npos when there is none. The secret
-// may itself hold "@": the one counts that a host follows, and behind the host "/", "\" or the end
-// (or, with `inText`, a character that ends an address in running text); else the first of all.
-std::size_t secretEnd(std::string_view address, bool inText = false);
+// Length of the site that `text` begins with, a host with its port and perhaps a scheme; 0 when
+// there is none, or when neither a separator nor the end follows it. Without a scheme of its own
+// the host is localhost, an IP address or a name with a dot inside; `anyName` lifts that.
+std::size_t siteLength(std::string_view text, bool anyName);
 
 // Whether `address` begins with "s3://" in any letter case.
 bool isS3Address(std::string_view address);

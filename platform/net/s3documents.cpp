@@ -2,18 +2,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "net/s3documents.h"
 
-#include <QXmlStreamReader>
+#include "net/xmldocument.h"
 
 #include <algorithm>
 
 namespace hq {
 
 namespace {
-
-std::string elementText(QXmlStreamReader &xml)
-{
-    return xml.readElementText(QXmlStreamReader::SkipChildElements).toStdString();
-}
 
 int hexDigit(char c)
 {
@@ -40,52 +35,100 @@ std::string urlDecoded(const std::string &text)
     return result;
 }
 
-// The text of the child `name` of the current element, whose end is passed.
-std::string childText(QXmlStreamReader &xml, QLatin1String name)
+// The text of the child `name` of the element entered last, whose end is passed.
+std::string childText(XmlDocument &xml, QLatin1String name)
 {
     std::string text;
-    while (xml.readNextStartElement()) {
+    while (xml.nextChild()) {
         if (xml.name() == name)
-            text = elementText(xml);
+            text = xml.text();
         else
-            xml.skipCurrentElement();
+            xml.skip();
     }
     return text;
 }
 
-void readObjects(QXmlStreamReader &xml, S3Listing &listing)
+using Entry = S3Listing::Entry;
+
+bool byName(const Entry &a, const Entry &b)
 {
-    bool encoded = false;
-    while (xml.readNextStartElement()) {
-        const QStringRef name = xml.name();
-        if (name == QLatin1String("Contents"))
-            listing.entries.push_back({childText(xml, QLatin1String("Key")), false});
-        else if (name == QLatin1String("CommonPrefixes"))
-            listing.entries.push_back({childText(xml, QLatin1String("Prefix")), true});
-        else if (name == QLatin1String("IsTruncated"))
-            listing.isTruncated = elementText(xml) == "true";
-        else if (name == QLatin1String("NextContinuationToken"))
-            listing.nextToken = elementText(xml);
-        else if (name == QLatin1String("EncodingType"))
-            encoded = elementText(xml) == "url";
-        else
-            xml.skipCurrentElement();
-    }
-    if (encoded) {
-        for (S3Listing::Entry &entry : listing.entries)
-            entry.name = urlDecoded(entry.name);
-    }
+    return a.name < b.name;
 }
 
-void readBuckets(QXmlStreamReader &xml, S3Listing &listing)
+// The last name in the server's own order: the one that NextMarker names, be it encoded like the
+// names or not, else the last of the objects or of the common prefixes. A page without names has
+// the marker alone.
+std::string lastName(const std::vector<Entry> &objects, const std::vector<Entry> &folders,
+                     const std::string &marker, bool isEncoded)
 {
-    while (xml.readNextStartElement()) {
+    std::string decoded = isEncoded ? urlDecoded(marker) : marker;
+    if (objects.empty() && folders.empty())
+        return decoded;
+    for (const std::string &name : {decoded, marker}) {
+        const auto isIt = [&name](const Entry &entry) { return entry.name == name; };
+        if (!name.empty() && (std::any_of(objects.begin(), objects.end(), isIt) ||
+                              std::any_of(folders.begin(), folders.end(), isIt)))
+            return name;
+    }
+    const std::string none;
+    return std::max(objects.empty() ? none : objects.back().name,
+                    folders.empty() ? none : folders.back().name);
+}
+
+void readObjects(XmlDocument &xml, S3Listing &listing)
+{
+    std::vector<Entry> &objects = listing.entries;
+    std::vector<Entry> folders;
+    std::string marker;
+    bool isEncoded = false;
+    const auto add = [](std::vector<Entry> &entries, std::string name, bool isFolder) {
+        if (!name.empty())
+            entries.push_back({std::move(name), isFolder});
+    };
+    while (xml.nextChild()) {
+        const QStringRef name = xml.name();
+        if (name == QLatin1String("Contents"))
+            add(objects, childText(xml, QLatin1String("Key")), false);
+        else if (name == QLatin1String("CommonPrefixes"))
+            add(folders, childText(xml, QLatin1String("Prefix")), true);
+        else if (name == QLatin1String("IsTruncated"))
+            listing.isTruncated = xml.text() == "true";
+        else if (name == QLatin1String("NextContinuationToken"))
+            listing.nextToken = xml.text();
+        else if (name == QLatin1String("NextMarker"))
+            marker = xml.text();
+        else if (name == QLatin1String("EncodingType"))
+            isEncoded = xml.text() == "url";
+        else
+            xml.skip();
+    }
+    if (!xml.isComplete())
+        return;
+    for (std::vector<Entry> *entries : {&objects, &folders}) {
+        for (Entry &entry : *entries) {
+            if (isEncoded)
+                entry.name = urlDecoded(entry.name);
+        }
+    }
+    listing.isVersion1 = !marker.empty();
+    if (listing.isTruncated)
+        listing.last = lastName(objects, folders, marker, isEncoded);
+    objects.insert(objects.end(), std::make_move_iterator(folders.begin()),
+                   std::make_move_iterator(folders.end()));
+}
+
+void readBuckets(XmlDocument &xml, S3Listing &listing)
+{
+    while (xml.nextChild()) {
         if (xml.name() != QLatin1String("Buckets")) {
-            xml.skipCurrentElement();
+            xml.skip();
             continue;
         }
-        while (xml.readNextStartElement())
-            listing.entries.push_back({childText(xml, QLatin1String("Name")) + "/", true});
+        while (xml.nextChild()) {
+            std::string name = childText(xml, QLatin1String("Name"));
+            if (!name.empty())
+                listing.entries.push_back({name + "/", true});
+        }
     }
 }
 
@@ -94,18 +137,20 @@ void readBuckets(QXmlStreamReader &xml, S3Listing &listing)
 S3ErrorDocument parseS3Error(const std::string &text)
 {
     S3ErrorDocument error;
-    QXmlStreamReader xml(QByteArray::fromRawData(text.data(), static_cast<int>(text.size())));
-    if (!xml.readNextStartElement() || xml.name() != QLatin1String("Error"))
+    XmlDocument xml(text);
+    if (!xml.nextChild() || xml.name() != QLatin1String("Error"))
         return error;
-    while (xml.readNextStartElement()) {
+    while (xml.nextChild()) {
         if (xml.name() == QLatin1String("Code"))
-            error.code = elementText(xml);
+            error.code = xml.text();
+        else if (xml.name() == QLatin1String("Message"))
+            error.message = xml.text();
         else if (xml.name() == QLatin1String("Region"))
-            error.region = elementText(xml);
+            error.region = xml.text();
         else if (xml.name() == QLatin1String("Endpoint"))
-            error.endpoint = elementText(xml);
+            error.endpoint = xml.text();
         else
-            xml.skipCurrentElement();
+            xml.skip();
     }
     return error;
 }
@@ -113,8 +158,8 @@ S3ErrorDocument parseS3Error(const std::string &text)
 std::optional<S3Listing> parseS3Listing(const std::string &text)
 {
     S3Listing listing;
-    QXmlStreamReader xml(QByteArray::fromRawData(text.data(), static_cast<int>(text.size())));
-    if (!xml.readNextStartElement())
+    XmlDocument xml(text);
+    if (!xml.nextChild())
         return std::nullopt;
     if (xml.name() == QLatin1String("ListBucketResult"))
         readObjects(xml, listing);
@@ -122,15 +167,12 @@ std::optional<S3Listing> parseS3Listing(const std::string &text)
         readBuckets(xml, listing);
     else
         return std::nullopt;
-    if (xml.hasError() || !xml.isEndElement())
+    if (!xml.isComplete())
         return std::nullopt;
-
-    const auto byName = [](const S3Listing::Entry &a, const S3Listing::Entry &b) {
-        return a.name < b.name;
-    };
     // Objects and common prefixes come apart, each in order.
-    if (!std::is_sorted(listing.entries.begin(), listing.entries.end(), byName))
-        std::stable_sort(listing.entries.begin(), listing.entries.end(), byName);
+    std::vector<Entry> &entries = listing.entries;
+    if (!std::is_sorted(entries.begin(), entries.end(), byName))
+        std::stable_sort(entries.begin(), entries.end(), byName);
     return listing;
 }
 

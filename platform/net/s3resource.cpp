@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "net/s3resource.h"
 
+#include "entryfile.h"
 #include "hqutil.h"
 #include "net/s3documents.h"
 #include "net/text.h"
@@ -82,31 +83,17 @@ bool isLabel(std::string_view text)
            std::all_of(text.begin(), text.end(), isLabelCharacter);
 }
 
-bool isLoopback(const std::string &host)
-{
-    return host == "localhost" || host == "[::1]" ||
-           (host.compare(0, 4, "127.") == 0 &&
-            host.find_first_not_of("0123456789.") == std::string::npos);
-}
-
 // The value of the region line of the bucket's entry file.
 std::string regionOfEntryFile(const std::string &bucket)
 {
     char directory[HQ_CONFIG_DIR_SIZE] = {};
     if (bucket.empty() || !hqOSGetConfigDir(directory, 0))
         return {};
-    const std::string path = directory + bucket + ".csv";
-    const HQHANDLE file = hqOSCreateFile(path.c_str(), HQ_ACCESS_READ, HQ_SHARE_READ, nullptr,
-                                         HQ_OPEN_EXISTING, 0, nullptr);
-    if (file == HQ_INVALID_HANDLE)
+    const auto text = readEntryFile(QByteArray(directory) + bucket.c_str() + ".csv");
+    if (!text)
         return {};
-    char text[8192];
-    std::uint32_t size = 0;
-    hqOSReadFile(file, text, sizeof text, &size, nullptr);
-    hqOSCloseFile(file);
-
     static constexpr std::string_view kName = "AWSRegion=";
-    std::string_view rest(text, size);
+    std::string_view rest(text->constData(), static_cast<std::size_t>(text->size()));
     const auto line = rest.find(kName);
     if (line == std::string_view::npos)
         return {};
@@ -132,25 +119,22 @@ std::string withoutPort(const std::string &host)
 
 std::string regionOfHost(const std::string &host)
 {
-    // The region is the label behind "s3", which a dash or a dot joins, at times with "dualstack"
-    // between them.
+    // "s3.REGION", "s3-REGION" or "s3.dualstack.REGION", at times behind a bucket, and the domain.
     const std::string name = lowerCase(withoutPort(withoutScheme(host)));
-    std::size_t start =
-        name.compare(0, 3, "s3.") == 0 || name.compare(0, 3, "s3-") == 0 ? 3 : std::string::npos;
-    if (start == std::string::npos) {
-        const auto inner = std::min(name.find(".s3."), name.find(".s3-"));
-        if (inner == std::string::npos)
-            return {};
-        start = inner + 4;
-    }
-    if (name.compare(start, 10, "dualstack.") == 0)
-        start += 10;
-    const auto end = name.find('.', start);
-    if (end == std::string::npos || name.find('.', end + 1) == std::string::npos)
+    if (!endsWith(name, providerDomain()))
         return {};
-    const std::string label = name.substr(start, end - start);
-    const bool namesRegion = isLabel(label) && label.find('-') == 2;
-    return namesRegion ? label : std::string();
+    std::string_view front =
+        std::string_view(name).substr(0, name.size() - providerDomain().size());
+    const auto dot = front.rfind('.');
+    std::string_view label = front.substr(dot + 1);
+    front = front.substr(0, dot == std::string_view::npos ? 0 : dot);
+    if (endsWith(front, ".dualstack"))
+        front.remove_suffix(10);
+    if (startsWithNoCase(label, "s3-"))
+        label.remove_prefix(3);
+    else if (front != "s3" && !endsWith(front, ".s3"))
+        return {};
+    return isLabel(label) && label.find('-') == 2 ? std::string(label) : std::string();
 }
 
 S3Endpoint s3Endpoint(const std::string &site, const std::string &bucket, const std::string &region)
@@ -224,8 +208,7 @@ HttpRequest S3Resource::request(const RequestOptions &options)
         endpoint.scheme + "://" + endpoint.host + path + (query.empty() ? "" : "?") + query;
     if (!options.range.empty())
         request.headers.push_back("Range: " + options.range);
-    if (!options.ifMatch.empty())
-        request.headers.push_back("If-Match: " + options.ifMatch);
+    addCondition(options, &request);
     if (!m_address.isSigned())
         return request;
 
@@ -247,9 +230,9 @@ HttpRequest S3Resource::request(const RequestOptions &options)
     return request;
 }
 
-bool S3Resource::learn(const HttpAnswer &answer)
+Lesson S3Resource::learn(const HttpAnswer &answer, const Patience &)
 {
-    return learnRegion(answer) || learnClock(answer);
+    return learnRegion(answer) || learnClock(answer) ? Lesson::Learned : Lesson::None;
 }
 
 bool S3Resource::learnRegion(const HttpAnswer &answer)

@@ -24,7 +24,8 @@ struct S3Endpoint
 S3Endpoint s3Endpoint(const std::string &site, const std::string &bucket,
                       const std::string &region);
 
-// Region named by a service host such as "s3.eu-west-1.example.org"; empty when it names none.
+// Region named by a host of the provider such as "s3.eu-west-1.amazonaws.com"; empty when it names
+// none, or is somebody else's.
 std::string regionOfHost(const std::string &host);
 
 // The region to sign for: what an earlier answer taught, the bucket's entry file, the host name,
@@ -43,7 +44,7 @@ public:
 
     void setQuery(NameValues query) { m_query = std::move(query); }
     HttpRequest request(const RequestOptions &options) override;
-    bool learn(const HttpAnswer &answer) override;
+    Lesson learn(const HttpAnswer &answer, const Patience &patience) override;
 
 private:
     bool learnRegion(const HttpAnswer &answer);

@@ -1,12 +1,12 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
 
-// What the library does with S3 addresses: proving them, opening objects, walking prefixes.
+// Finding what S3 addresses name.
 #pragma once
 
-#include "base/network.h"
 #include "net/resource.h"
 #include "net/s3address.h"
+#include "net/validator.h"
 
 #include <memory>
 #include <string>
@@ -18,21 +18,16 @@ struct S3Object
 {
     std::unique_ptr<Resource> resource;
     std::int64_t size = 0; // -1 when the server does not tell
-    std::string etag;
+    Validator validator;
     int latencyMicroseconds = 0; // from a request to its answer
 };
 
 // Asks for the object, by its key and, where "\" was taken as "/" and nothing is found, once more
 // as written. Null resource on failure; `answer` is the last one either way.
-S3Object findObject(const S3Address &address, HttpAnswer *answer);
+S3Object findObject(const S3Address &address, HttpAnswer *answer,
+                    const Patience &patience = Patience::ofPerson());
 
 // Proves that the bucket (or the account, when the bucket is empty) answers.
 bool proveBucket(const S3Address &address, HttpAnswer *answer);
-
-// Walks one level of a bucket, prefix or account; `written` is the address as given.
-bool walkS3(const S3Address &address, const std::string &written, const network::Entry &entry);
-
-// Whether the address is an account, a bucket or a prefix that has entries.
-bool isS3Folder(const S3Address &address);
 
 } // namespace hq

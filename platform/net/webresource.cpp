@@ -33,9 +33,9 @@ WebResource::WebResource(const std::string &address)
     }
 }
 
-bool WebResource::authorize()
+bool WebResource::authorize(const Patience &patience)
 {
-    return m_host.empty() || bearerToken(m_host, &m_token);
+    return m_host.empty() || bearerToken(m_host, &m_token, patience);
 }
 
 HttpRequest WebResource::request(const RequestOptions &options)
@@ -46,20 +46,22 @@ HttpRequest WebResource::request(const RequestOptions &options)
     request.followRedirects = true;
     if (!options.range.empty())
         request.headers.push_back("Range: " + options.range);
-    if (!options.ifMatch.empty())
-        request.headers.push_back("If-Match: " + options.ifMatch);
+    addCondition(options, &request);
     if (!m_token.empty())
         request.headers.push_back("Authorization: Bearer " + m_token);
     return request;
 }
 
-bool WebResource::learn(const HttpAnswer &answer)
+Lesson WebResource::learn(const HttpAnswer &answer, const Patience &patience)
 {
-    if (answer.status != 401 || m_token.empty() || m_tokenRenewed)
-        return false;
-    m_tokenRenewed = true;
+    // A token that is refused at once is not the reason; a long copy may see several run out.
+    constexpr std::chrono::minutes kShortestLife{1};
+    const auto now = Patience::Clock::now();
+    if (answer.status != 401 || m_token.empty() || (m_renewal && now < *m_renewal + kShortestLife))
+        return Lesson::None;
+    m_renewal = now;
     refuseBearerToken(m_host, m_token);
-    return authorize();
+    return authorize(patience) ? Lesson::Learned : Lesson::Failed;
 }
 
 } // namespace hq

@@ -4,6 +4,7 @@
 
 #include "net/resource.h"
 
+#include <optional>
 #include <string>
 
 namespace hq {
@@ -19,15 +20,15 @@ public:
 
     // Gets the token that the requests will carry, where the host wants one; false with the last
     // error when it is refused.
-    bool authorize();
+    bool authorize(const Patience &patience);
     HttpRequest request(const RequestOptions &options) override;
-    bool learn(const HttpAnswer &answer) override;
+    Lesson learn(const HttpAnswer &answer, const Patience &patience) override;
 
 private:
     std::string m_url;
     std::string m_host; // with its port; empty when no token may be sent
     std::string m_token;
-    bool m_tokenRenewed = false;
+    std::optional<Patience::Clock::time_point> m_renewal; // of a token that was refused
 };
 
 } // namespace hq

@@ -4,6 +4,8 @@
 """What the test servers share: the control channel, a small HTTP/1.1 server, and the content of
 generated objects."""
 
+import contextlib
+import itertools
 import json
 import os
 import signal
@@ -52,8 +54,8 @@ def control(channel, ready, commands):
 class Connection:
     """One client. Serves requests until `handle(connection, request)` gives false or it ends."""
 
-    def __init__(self, sock, handle):
-        self.sock, self.rest = sock, b""
+    def __init__(self, sock, number, handle):
+        self.sock, self.number, self.rest = sock, number, b""
         sock.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
         try:
             while (request := self.read()) and handle(self, request):
@@ -101,14 +103,44 @@ class Request:
         self.query = dict(urllib.parse.parse_qsl(query, keep_blank_values=True))
 
 
+class Listener:
+    """Serves on a free loopback port, each connection by a thread."""
+
+    def __init__(self, handle):
+        self.handle, self.numbers, self.open = handle, itertools.count(1), set()
+        self.listen(0)
+
+    def listen(self, port):
+        self.socket = socket.create_server(("127.0.0.1", port), backlog=512)
+        self.port = self.socket.getsockname()[1]
+        threading.Thread(target=self.accept, args=[self.socket], daemon=True).start()
+
+    def accept(self, listener):
+        while True:
+            try:
+                sock = listener.accept()[0]
+            except OSError:
+                return  # away
+            threading.Thread(target=self.serve, args=[sock], daemon=True).start()
+
+    def serve(self, sock):
+        self.open.add(sock)
+        try:
+            Connection(sock, next(self.numbers), self.handle)
+        finally:
+            self.open.discard(sock)
+
+    def away(self, ms):
+        """Breaks every connection and refuses new ones until `ms` are over. Not twice at once."""
+        for sock in [self.socket, *self.open]:
+            with contextlib.suppress(OSError):
+                sock.shutdown(socket.SHUT_RDWR)
+        self.socket.close()
+        back = threading.Timer(ms / 1000, self.listen, [self.port])
+        back.daemon = True
+        back.start()
+
+
 def serve(handle):
     """Starts to serve on a free loopback port, which it returns."""
-    listener = socket.create_server(("127.0.0.1", 0), backlog=512)
-
-    def accept():
-        while True:
-            arguments = (listener.accept()[0], handle)
-            threading.Thread(target=Connection, args=arguments, daemon=True).start()
-
-    threading.Thread(target=accept, daemon=True).start()
-    return listener.getsockname()[1]
+    return Listener(handle).port

@@ -8,28 +8,39 @@ stdin closes.
 Ready:     {"port"}
 Commands:
   {"op": "bucket", "bucket", "count", "format", "objects", "region", "regionStatus",
-   "regionHeader"}: replaces a bucket. It holds `count` objects of 10 bytes, named by `format`,
-    and `objects`, {key: size of generated content or text}. Requests signed for another region
-    than `region` are answered by 301 or 400, which names it in a header or in the body.
+   "regionHeader", "order", "quirks"}: replaces a bucket. It holds `count` objects of 10 bytes,
+    named by `format`, and `objects`, {key: size of generated content or text}. Requests signed for
+    another region than `region` are answered by 301 or 400, which names it in a header or in the
+    body. Its names are in the order of their bytes in `order`, an encoding. `quirks` of listings:
+      version-1                                       version 2 is not known
+      no-token, no-next-marker                        where a page goes on is not said
+      no-start-after, no-marker, no-encoding-type     the parameter is not heeded
+      plain-next-marker                               that name alone is not encoded
+      repeats                                         a marker that is a folder is reported again
+      counts-keys                                     a page is so many keys, whatever their folders
   {"op": "set", ...}: changes some of the settings that stand in `Settings`.
   {"op": "fault", "method", "contains", "skip", "times", EFFECTS}: for the next `times` requests
     (1; 0: all) with that method and that text in their raw target, after the first `skip` such.
   {"op": "chaos", "seed", "effects": [[probability, EFFECTS]]}: at most one of them per request.
   {"op": "calm"}: forgets faults, chaos and settings.
+  {"op": "away", "ms"}: breaks all connections and refuses new ones for so long.
   {"op": "requests"} -> {"requests": [...]}: what came since the last call.
 Effects, any of:
   status, code, headers, body   an answer instead of the true one; S3's <Error> without a body.
                                 status 200 with a code: the error document that S3 sends so
   delay (ms)                    before the answer
   reset, close                  true: instead of an answer
+  raw, endless                  text instead of an answer; sent behind it again and again
   cut (bytes, -1: half)         the body ends there and the connection with it
   rate (bytes/s)                of the body
   lengthDelta                   added to the Content-Length
   unsized                       "chunked" or "close" in place of the Content-Length
-  wrongEtag, wrongRange         true: another version although If-Match forbids it; other bytes
-  change                        true: the object becomes another one, with a new ETag, before this
-  emptyPage, sameToken, broken  true: a page without entries that goes on, one that names itself as
-                                the next one, one whose document ends early"""
+  otherVersion, wrongRange      true: another version although the condition forbids it; other bytes
+  change                        true: the object becomes another version before this; the content
+                                of version n is that of the first one from byte 1000 n on
+  emptyPage, sameToken, noToken, broken
+                                true: a page without entries that goes on, one that names itself as
+                                the next one, one that names none, one whose document ends early"""
 
 import base64
 import bisect
@@ -50,9 +61,11 @@ CODES = {400: "InvalidRequest", 403: "AccessDenied", 404: "NoSuchKey", 405: "Met
          412: "PreconditionFailed", 416: "InvalidRange", 429: "TooManyRequests",
          500: "InternalError", 503: "SlowDown"}
 
+FIRST_CHANGE = 1704067200  # of every object
 CONTENT = memoryview(common.PATTERN * 4)
 CONTENT_FILE = os.memfd_create("content")
 os.write(CONTENT_FILE, CONTENT)
+AFTER = b"\xff\xff\xff"  # behind every rank with the same beginning
 
 
 def size_of(body):
@@ -65,56 +78,88 @@ class Settings:
         self.skew = 0  # seconds that the server's clock is ahead
         self.rate = 0  # bytes/s of each connection, 0: as fast as it goes
         self.latency = 0  # ms before each answer
+        self.busy, self.atOnce = 0, 0  # requests that are served at once, 0: any number
+        self.overload = {"status": 503}  # effects on those above
+        # What versions are told apart by: strong (and then dates are at random), weak, date,
+        # young (a date, but too new), none.
+        self.validator = "strong"
 
 
 class Bucket:
     def __init__(self, count=0, format="key-{:06}", objects=None, region="us-east-1",
-                 regionStatus=301, regionHeader=True):
+                 regionStatus=301, regionHeader=True, order="utf-8", quirks=()):
         self.region, self.region_status, self.region_header = region, regionStatus, regionHeader
         # Bytes, or the size of generated content.
         self.objects = {key: value.encode() if isinstance(value, str) else value
                         for key, value in (objects or {}).items()}
-        self.keys = sorted({format.format(i) for i in range(count)} | set(self.objects))
+        self.order, self.quirks = order, quirks
+        self.keys = sorted({format.format(i) for i in range(count)} | set(self.objects),
+                           key=self.rank)
+        self.ranks = [self.rank(key) for key in self.keys]
         self.versions = collections.Counter()
         self.pages = {}
 
+    def rank(self, key):
+        return key.encode(self.order)
+
     def body(self, key):
         """None where there is no such object."""
-        at = bisect.bisect_left(self.keys, key)
+        at = bisect.bisect_left(self.ranks, self.rank(key))
         found = at < len(self.keys) and self.keys[at] == key
         return self.objects.get(key, 10) if found else None
 
-    def etag(self, key):
-        return f'"{abs(hash(key)):016x}{self.versions[key]:016x}-2"'
+    @staticmethod
+    def etag(key, version=0):
+        return f'"{abs(hash(key)):016x}{version:016x}-2"'
+
+    def validators(self, key, kind, version):
+        changed = FIRST_CHANGE + version * 86400
+        if kind == "strong":
+            changed += random.randrange(86400)
+        if kind == "young":
+            changed = time.time()
+        headers = {}
+        if kind in ("strong", "weak"):
+            headers["ETag"] = ("W/" if kind == "weak" else "") + self.etag(key, version)
+        if kind in ("strong", "date", "young"):
+            headers["Last-Modified"] = email.utils.formatdate(changed, usegmt=True)
+        return headers
 
     def entries(self, prefix, delimiter, start, count):
-        """Up to `count` keys and folders from the key `start`, and the key that comes next."""
-        found = []
-        at = bisect.bisect_left(self.keys, max(prefix, start))
+        """Up to `count` keys and folders from the rank `start`, and the key that comes next."""
+        found, counted, by_key = [], 0, "counts-keys" in self.quirks
+        at = bisect.bisect_left(self.ranks, max(self.rank(prefix), start))
         while at < len(self.keys) and self.keys[at].startswith(prefix):
             key = self.keys[at]
-            if len(found) == count:
+            if counted == count:
                 return found, key
+            counted += 1
             cut = key.find(delimiter, len(prefix)) if delimiter else -1
-            if cut < 0:
-                found.append((key, False))
-                at += 1
-            else:
-                found.append((key[:cut + 1], True))
-                at = bisect.bisect_left(self.keys, key[:cut + 1] + "\U0010ffff", at)
+            entry = (key if cut < 0 else key[:cut + 1], cut >= 0)
+            if found[-1:] != [entry]:
+                found.append(entry)
+            at = at + 1 if cut < 0 or by_key else bisect.bisect_left(
+                self.ranks, self.rank(entry[0]) + AFTER, at)
         return found, None
 
     def page(self, query, settings, effects):
-        start = decode_token(query.get("continuation-token", ""))
         prefix, count = query.get("prefix", ""), int(query.get("max-keys", 1000))
-        found, following = self.entries(prefix, query.get("delimiter", ""), start,
-                                        min(count, settings.pageSize))
+        delimiter = query.get("delimiter", "")
+        newer = query.get("list-type") == "2" and "version-1" not in self.quirks
+        key = decode_token(query.get("continuation-token", "") if newer else "")
+        start = self.rank(key)
+        way = "start-after" if newer else "marker"
+        behind = query.get(way, "") if f"no-{way}" not in self.quirks else ""
+        if behind and not start:
+            passed = not newer and behind.endswith("/") and "repeats" not in self.quirks
+            start = self.rank(behind) + (AFTER if passed else b"\0")
+        found, following = self.entries(prefix, delimiter, start, min(count, settings.pageSize))
         token = encode_token(following) if following is not None else None
         if effects.get("emptyPage"):
-            found, token = [], encode_token(start, str(random.random()))
+            found, token = [], encode_token(key, str(random.random()))
         if effects.get("sameToken"):
-            token = query.get("continuation-token", encode_token(start))
-        encoded = query.get("encoding-type") == "url"
+            token = query.get("continuation-token", encode_token(key))
+        encoded = query.get("encoding-type") == "url" and "no-encoding-type" not in self.quirks
 
         def text(key):
             return urllib.parse.quote_plus(key, safe="/-_.*") if encoded else escape(key)
@@ -124,8 +169,12 @@ class Bucket:
                  f"<Prefix>{text(prefix)}</Prefix><KeyCount>{len(found)}</KeyCount>",
                  "<EncodingType>url</EncodingType>" if encoded else "",
                  f"<IsTruncated>{str(token is not None).lower()}</IsTruncated>"]
-        if token is not None:
+        said = token is not None and not effects.get("noToken")
+        if said and newer and "no-token" not in self.quirks:
             parts.append(f"<NextContinuationToken>{token}</NextContinuationToken>")
+        if said and not newer and "no-next-marker" not in self.quirks:
+            last = escape(found[-1][0]) if "plain-next-marker" in self.quirks else text(found[-1][0])
+            parts.append(f"<NextMarker>{last}</NextMarker>")
         for key, folder in found:
             if folder:
                 parts.append(f"<CommonPrefixes><Prefix>{text(key)}</Prefix></CommonPrefixes>")
@@ -214,13 +263,30 @@ class Server:
             path, _, query = request.target.partition("?")
             self.requests.append(
                 {"method": request.method, "path": path, "query": query, "time": time.monotonic(),
+                 "connection": connection.number,
                  **{name: request.headers[name] for name in ("authorization", "range")
                     if name in request.headers}})
-        effects = self.effects_on(request)
+        with self.lock:
+            settings = self.settings  # without the requests before a calm
+            is_served = settings.busy < (settings.atOnce or 1 << 60)
+            settings.busy += is_served
+        effects = self.effects_on(request) if is_served else settings.overload
+        try:
+            return self.respond(connection, request, effects)
+        finally:
+            with self.lock:
+                settings.busy -= is_served
+
+    def respond(self, connection, request, effects):
         time.sleep((self.settings.latency + effects.get("delay", 0)) / 1000)
         if effects.get("reset"):
             connection.reset()
         if effects.get("reset") or effects.get("close"):
+            return False
+        if "raw" in effects:
+            connection.sock.sendall(effects["raw"].encode())
+            while "endless" in effects:
+                connection.sock.sendall(effects["endless"].encode() * 100)
             return False
         try:
             if "status" in effects:
@@ -260,24 +326,32 @@ class Server:
         body = bucket.body(key)
         if body is None:
             raise Refusal(404)
-        etag = bucket.etag(key)
-        if effects.get("wrongEtag"):
-            etag = '"another-version"'
-        elif request.headers.get("if-match", etag) not in (etag, "*"):
-            raise Refusal(412)
+        version = bucket.versions[key] + bool(effects.get("otherVersion"))
+        validators = bucket.validators(key, self.settings.validator, version)
+        if not effects.get("otherVersion"):
+            self.check_conditions(request, validators)
         size = size_of(body)
-        headers = {"ETag": etag, "Accept-Ranges": "bytes", "Content-Type": "video/mxf",
-                   "Last-Modified": "Mon, 01 Jan 2024 00:00:00 GMT"}
+        headers = {"Accept-Ranges": "bytes", "Content-Type": "video/mxf", **validators}
+        shift = 1000 * version if isinstance(body, int) else 0
         wanted = re.fullmatch(r"bytes=(\d+)-(\d*)", request.headers.get("range", ""))
         if not wanted:
-            return 200, headers, body, 0, size
+            return 200, headers, body, shift, size
         first, last = int(wanted[1]), min(int(wanted[2] or size), size - 1)
         if first > last:
             raise Refusal(416, headers={"Content-Range": f"bytes */{size}"})
         if effects.get("wrongRange"):
             first -= 1000
         headers["Content-Range"] = f"bytes {first}-{last}/{size}"
-        return 206, headers, body, first, last - first + 1
+        return 206, headers, body, first + shift, last - first + 1
+
+    @staticmethod
+    def check_conditions(request, validators):
+        etag, changed = validators.get("ETag", ""), validators.get("Last-Modified", "")
+        before = request.headers.get("if-unmodified-since")
+        date = email.utils.parsedate_to_datetime
+        if (request.headers.get("if-match", etag) != etag or etag.startswith("W/")
+                and "if-match" in request.headers or before and date(changed) > date(before)):
+            raise Refusal(412)
 
     def check_signer(self, request, bucket):
         signed = re.search(r"Credential=[^/]*/\d+/([^/]*)/",
@@ -346,9 +420,10 @@ class Server:
 def main():
     channel = common.take_stdout()
     server = Server()
-    common.control(channel, {"port": common.serve(server.handle)}, {
+    listener = common.Listener(server.handle)
+    common.control(channel, {"port": listener.port}, {
         "bucket": server.bucket, "set": server.set, "fault": server.fault, "chaos": server.chaos,
-        "calm": server.calm, "requests": server.take_requests})
+        "calm": server.calm, "away": listener.away, "requests": server.take_requests})
 
 
 if __name__ == "__main__":

@@ -24,10 +24,10 @@ class Server:
         self.lock, self.requests, self.numbers = threading.Lock(), [], itertools.count(1)
         self.reset()
 
-    def reset(self, flows="[        ]", open=False, status=200, unsized=False, cut=0, location="",
-              tokenStatus=200, basic=True, lifetime=3600, id="client", secret="word"):
-        """flows: the body; open: no token needed; status, unsized, cut (bytes short): of the
-        flows' answer; location: it is moved there; tokenStatus: of the token endpoint, which takes
+    def reset(self, flows="[        ]", open=False, status=200, unsized=False, cut=0, promise=0,
+              location="", tokenStatus=200, basic=True, lifetime=3600, id="client", secret="word"):
+        """flows: the body; open: no token needed; status, unsized, cut (bytes short), promise
+        (its Content-Length): of the flows' answer; location: it is moved there; tokenStatus: of the token endpoint, which takes
         client and secret by Basic or, `basic` being false, in the body only; lifetime (s)."""
         self.settings = {name: value for name, value in locals().items() if name != "self"}
         self.void()
@@ -60,7 +60,8 @@ class Server:
                 body = settings["flows"] if status == 200 else {"summary": "as told"}
         data = (body if isinstance(body, str) else json.dumps(body)).encode()
         if not settings["unsized"]:
-            headers["Content-Length"] = len(data)
+            promise = settings["promise"] if request.path != "/token" else 0
+            headers["Content-Length"] = promise or len(data)
         connection.send_head(status, headers, data[:len(data) - cut])
         return not settings["unsized"] and not cut
 

@@ -1,0 +1,163 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#include "base/failurelog.h"
+
+#include "base/errorlog.h"
+#include "base/lasterror.h"
+#include "base/localfile.h"
+#include "base/network.h"
+#include "base/system.h"
+#include "credentials.h"
+#include "net/s3address.h"
+#include "transfer.h"
+
+#include <exception>
+#include <string>
+
+namespace hq {
+
+namespace {
+
+bool isLastError(Error error)
+{
+    return lastError() == static_cast<std::uint32_t>(error);
+}
+
+std::string shown(std::string_view address)
+{
+    // Longer ones would push the reason out of the line.
+    constexpr std::size_t kLongest = 8192;
+    const std::string text = harmlessAddress(address);
+    return "<" + (text.size() > kLongest ? text.substr(0, kLongest) + "..." : text) + ">";
+}
+
+// What is wrong with the text of an address.
+std::string wrongForm(std::string_view address)
+{
+    const std::size_t begin = address.find_first_not_of(" \t\r\n\"'<");
+    const bool isTrimmed = begin != 0 && begin != std::string_view::npos &&
+                           network::isNetworkSource(std::string(address.substr(begin)));
+    if (isTrimmed)
+        return address[0] == ' ' ? "the address begins with a blank"
+                                 : "the address does not begin with its scheme";
+    if (isS3Address(address) && !S3Address::parse(address))
+        return address.find('@') == std::string_view::npos
+                   ? "the address has no \"@\" behind its secret"
+                   : "the address is not s3://KEY:SECRET@SITE/BUCKET/OBJECT";
+    if (!network::isNetworkSource(std::string(address)) &&
+        address.find("://") != std::string_view::npos)
+        return "network sources begin with s3://, https:// or http://";
+    if (!address.empty() && address.back() == ' ')
+        return "the address ends with a blank";
+    return {};
+}
+
+// What the code means for this address.
+std::string meaningOf(std::string_view address)
+{
+    const auto parts = S3Address::parse(address);
+    const bool isPlain = parts ? parts->site.find("://") != std::string::npos : false;
+    if (isLastError(Error::SecureChannelError) && !isPlain)
+        return "a server that speaks plain http needs \"http://\" in front of its host";
+    return {};
+}
+
+void write(const std::string &what, std::string_view address, std::string advice)
+{
+    const FailureDetails &details = failureDetails();
+    if (advice.empty())
+        advice = details.advice;
+    if (advice.empty())
+        advice = wrongForm(address);
+    if (advice.empty())
+        advice = meaningOf(address);
+    std::string line = "ERROR: " + what + ", " + errorText(lastError());
+    if (details.httpStatus != 0)
+        line += ", HTTP status " + std::to_string(details.httpStatus);
+    constexpr std::size_t kLongestWord = 300;
+    if (!details.serverWord.empty())
+        line +=
+            ", server: " +
+            harmlessReport(std::string_view(details.serverWord).substr(0, kLongestWord), address);
+    if (!advice.empty())
+        line += ", " + advice;
+    writeHarmlessLine(line);
+}
+
+template <typename Call>
+void unlessCancelled(Call call) noexcept
+{
+    if (isStopped() || isLastError(Error::Cancelled))
+        return;
+    try {
+        call();
+    } catch (const std::exception &) {
+        // Out of memory: the line is lost, the caller is not.
+    }
+}
+
+// The code alone does not tell which of its two paths a copy failed at.
+std::string wrongSide(std::string_view source, std::string_view destination)
+{
+    const std::uint32_t code = lastError();
+    const bool isAnswered = failureDetails().httpStatus != 0;
+    const LastErrorKeeper keeper;
+    const std::string from(source);
+    const bool isNetwork = network::isNetworkSource(from);
+    if (isNetwork ? isAnswered || !wrongForm(source).empty() : !local::openForReading(from))
+        return static_cast<Error>(code) == Error::AccessDenied && !isNetwork
+                   ? "the source cannot be read"
+                   : "";
+    switch (static_cast<Error>(code)) {
+    case Error::NotSupported:
+        return network::isNetworkSource(std::string(destination)) ? "copies go to local files only"
+                                                                  : "the destination is no file";
+    case Error::PathNotFound:
+        return "the destination's folder is missing";
+    case Error::FileNotFound:
+    case Error::AccessDenied:
+        return system::kindOf(std::string(destination)) == system::Kind::Folder
+                   ? "the destination is a folder"
+                   : "the destination cannot be written";
+    case Error::InvalidName:
+        return "the destination's name is malformed or too long";
+    default:
+        return {};
+    }
+}
+
+} // namespace
+
+void logFailedOpen(std::string_view address) noexcept
+{
+    unlessCancelled([&] {
+        const bool isDenied = isLastError(Error::AccessDenied);
+        const std::string path(address);
+        std::string advice;
+        if (const LastErrorKeeper keeper; isDenied && !network::isNetworkSource(path) &&
+                                          system::kindOf(path) == system::Kind::Folder)
+            advice = "it is a folder";
+        write("Unable to open " + shown(address), address, advice);
+    });
+}
+
+void logFailedWalk(std::string_view address, std::uint64_t reported) noexcept
+{
+    unlessCancelled([&] {
+        const std::string entries =
+            std::to_string(reported) + (reported == 1 ? " entry" : " entries");
+        write(reported == 0 ? "Unable to list " + shown(address)
+                            : "Listing of " + shown(address) + " broke off after " + entries,
+              address, {});
+    });
+}
+
+void logFailedCopy(std::string_view source, std::string_view destination) noexcept
+{
+    unlessCancelled([&] {
+        write("Unable to copy " + shown(source) + " to " + shown(destination), source,
+              wrongSide(source, destination));
+    });
+}
+
+} // namespace hq

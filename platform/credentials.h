@@ -1,0 +1,27 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+
+// Which parts of an address are credentials: one answer for the log, for what is shown and for the
+// mode of files. Any text will do, also a malformed address or a local path. Any thread.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace hq {
+
+// The address as it may be logged and shown, printable and with "***" for what may be a credential:
+// the secret of an S3 address, the user part of others, the values of queries ("limit=300", which
+// the program adds, stays), fragments. The parts are those that the program itself finds; what it
+// would not take as an address shows less. Local paths stay as they are.
+std::string harmlessAddress(std::string_view address);
+
+// `text`, which a server sent about `address`, without what is hidden in it or looks like another
+// credential. Printable.
+std::string harmlessReport(std::string_view text, std::string_view address);
+
+// Whether the address lets its bearer in: an S3 key or secret, a user part, a value named like a
+// credential. Such addresses are not left where others can read them.
+bool holdsCredentials(std::string_view address);
+
+} // namespace hq

@@ -1,0 +1,79 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+
+// How long and how often something is tried again.
+#pragma once
+
+#include "net/http.h"
+
+namespace hq {
+
+class Resource;
+
+// The time that may pass without a byte of what was asked for, and the attempts in it.
+class Patience
+{
+public:
+    using Clock = HttpRequest::Clock;
+
+    // Of a person who waits for an answer.
+    static Patience ofPerson();
+    // Of a copy, which nothing but silence ends.
+    static Patience ofCopy();
+
+    Clock::time_point end() const { return m_end; }
+    int mostAttempts() const { return m_mostAttempts; }
+    // A byte came.
+    void renew() { m_end = Clock::now() + m_length; }
+    // The time between the two does not count: nobody waits.
+    void pause() { m_paused = Clock::now(); }
+    void resume() { m_end += Clock::now() - m_paused; }
+
+private:
+    Patience(Clock::duration length, int mostAttempts);
+
+    Clock::duration m_length;
+    int m_mostAttempts;
+    Clock::time_point m_end;
+    Clock::time_point m_paused;
+};
+
+// Counts the attempts of one request and says when the next one is due.
+class Attempts
+{
+public:
+    using Clock = Patience::Clock;
+
+    Attempts() : Attempts(Patience::ofPerson()) {}
+    explicit Attempts(const Patience &patience) : m_patience(patience) {}
+
+    // Looks at an answer that is not what was asked for. True: send the request again, not before
+    // due(). False: give up; the thread's last error and its details say why.
+    bool again(Resource &resource, const HttpAnswer &answer);
+    Clock::time_point due() const { return m_due; }
+    // Waits until due(); false when the thread is stopped.
+    bool wait() const;
+    // Count and time begin anew: something of what was asked for has come.
+    void reset();
+
+    Patience &patience() { return m_patience; }
+
+private:
+    Patience m_patience;
+    int m_attempts = 0;
+    int m_lessons = 0;
+    HttpAnswer m_lastFailure;
+    Clock::time_point m_due;
+};
+
+// Answers in a row that may teach something (region, clock and token, each once) before what they
+// refuse is taken for refused.
+constexpr int kMostLessons = 3;
+
+// Whether the same request may succeed later.
+bool isTransient(const HttpAnswer &answer);
+
+// A random wait that grows with the failures in a row, or what the server asks for.
+std::chrono::milliseconds backoff(int failures, const HttpAnswer &answer);
+
+} // namespace hq

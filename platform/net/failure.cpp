@@ -1,0 +1,189 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#include "net/failure.h"
+
+#include "net/s3documents.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QStringList>
+
+#include <cstdlib>
+#include <ctime>
+
+namespace hq {
+
+namespace {
+
+constexpr int kMostWordCharacters = 200;
+constexpr std::int64_t kToleratedSkewSeconds = 240;
+
+Error errorOfResult(CURLcode result)
+{
+    switch (result) {
+    case CURLE_ABORTED_BY_CALLBACK:
+        return Error::Cancelled;
+    case CURLE_OPERATION_TIMEDOUT:
+        return Error::TimedOut;
+    case CURLE_COULDNT_RESOLVE_PROXY:
+    case CURLE_COULDNT_RESOLVE_HOST:
+        return Error::NameNotResolved;
+    case CURLE_COULDNT_CONNECT:
+        return Error::CannotConnect;
+    case CURLE_SSL_CONNECT_ERROR:
+        return Error::SecureChannelError;
+    case CURLE_PEER_FAILED_VERIFICATION:
+    case CURLE_SSL_CERTPROBLEM:
+    case CURLE_SSL_CACERT_BADFILE:
+    case CURLE_SSL_CIPHER:
+    case CURLE_SSL_ISSUER_ERROR:
+        return Error::SecureFailure;
+    case CURLE_URL_MALFORMAT:
+        return Error::InvalidName;
+    case CURLE_UNSUPPORTED_PROTOCOL: // what a server sends that does not speak HTTP, or redirects
+                                     // to
+    case CURLE_TOO_MANY_REDIRECTS:
+    case CURLE_WRITE_ERROR:
+        return Error::InvalidServerResponse;
+    default:
+        return Error::ConnectionLost;
+    }
+}
+
+QString jsonWord(const QJsonObject &object)
+{
+    const auto first = [&object](std::initializer_list<const char *> names) {
+        for (const char *name : names) {
+            const QString text = object[QLatin1String(name)].toString().simplified();
+            if (!text.isEmpty())
+                return text;
+        }
+        return QString();
+    };
+    if (object["error"].isObject())
+        return jsonWord(object["error"].toObject());
+    QStringList parts{first({"type", "code", "Code", "error"}),
+                      first({"summary", "error_description", "message", "Message", "detail"})};
+    parts.removeAll({});
+    return parts.join(": ");
+}
+
+QString firstLine(const HttpAnswer &answer)
+{
+    const bool isPlain = answer.header("content-type").compare(0, 10, "text/plain") == 0;
+    const std::string line = answer.body.substr(0, answer.body.find_first_of("\r\n"));
+    return isPlain ? QString::fromStdString(line).simplified() : QString();
+}
+
+std::string duration(std::int64_t seconds)
+{
+    const std::int64_t minutes = (std::abs(seconds) + 30) / 60;
+    constexpr std::int64_t kMostMinutes = 120;
+    return minutes < kMostMinutes ? std::to_string(minutes) + " minutes"
+                                  : std::to_string((minutes + 30) / 60) + " hours";
+}
+
+std::string clockAdvice(const HttpAnswer &answer, const S3ErrorDocument &document)
+{
+    const bool isSkewed = document.code == "RequestTimeTooSkewed";
+    const std::time_t date = curl_getdate(answer.header("date").c_str(), nullptr);
+    if (date == -1 || (answer.status != 401 && answer.status != 403 && !isSkewed))
+        return {};
+    const std::int64_t ahead = static_cast<std::int64_t>(date) - std::time(nullptr);
+    // A difference that the request took into account is not the reason.
+    if (std::abs(isSkewed ? ahead : ahead - answer.clockOffset) < kToleratedSkewSeconds)
+        return {};
+    return "the clock of this computer is " + duration(ahead) +
+           (ahead > 0 ? " behind" : " ahead of") + " the server's";
+}
+
+std::string regionAdvice(const HttpAnswer &answer, const S3ErrorDocument &document)
+{
+    std::string region = answer.header("x-amz-bucket-region");
+    if (region.empty())
+        region = document.region;
+    // A host that leads elsewhere all the same belongs to another region.
+    const bool isElsewhere = answer.status == 301 || answer.status == 307;
+    if (region.empty() || answer.signedRegion.empty() ||
+        (region == answer.signedRegion && !isElsewhere))
+        return {};
+    return "the bucket is in region " + region;
+}
+
+std::string adviceOf(const HttpAnswer &answer)
+{
+    if (answer.status == 407)
+        return "the proxy wants a user name and a password";
+    if (answer.isFromProxy)
+        return "the proxy refuses";
+    if (answer.result == CURLE_COULDNT_RESOLVE_PROXY)
+        return "the name of the proxy is not known";
+    if (answer.result == CURLE_PEER_FAILED_VERIFICATION)
+        return "the server's certificate is not trusted; CURL_CA_BUNDLE can name its authority";
+    const S3ErrorDocument document = parseS3Error(answer.body);
+    if (document.code == "SignatureDoesNotMatch")
+        return "the secret does not belong to the key";
+    if (document.code == "InvalidAccessKeyId")
+        return "the server does not know the key";
+    const std::string region = regionAdvice(answer, document);
+    return region.empty() ? clockAdvice(answer, document) : region;
+}
+
+} // namespace
+
+Error errorOf(const HttpAnswer &answer)
+{
+    // A refusal is one, even when the document that explains it does not come to its end.
+    const bool isRefusal = answer.status >= 400 && answer.result != CURLE_ABORTED_BY_CALLBACK;
+    if (answer.result != CURLE_OK && !isRefusal)
+        return errorOfResult(answer.result);
+    switch (answer.status) {
+    case 401:
+    case 403:
+    case 407:
+        return Error::AccessDenied;
+    case 404: {
+        const bool bucketMissing = parseS3Error(answer.body).code == "NoSuchBucket";
+        return bucketMissing ? Error::PathNotFound : Error::FileNotFound;
+    }
+    case 405:
+        return Error::NotSupported;
+    case 410:
+        return Error::FileNotFound;
+    case 408:
+    case 504:
+        return Error::TimedOut;
+    case 412:
+        return answer.isConditional ? Error::SourceChanged : Error::InvalidServerResponse;
+    default:
+        return Error::InvalidServerResponse;
+    }
+}
+
+std::string serverWord(const HttpAnswer &answer)
+{
+    const S3ErrorDocument document = parseS3Error(answer.body);
+    // Not "Code: message", which reads like a credential where the code ends in "Key".
+    QString word = QString::fromStdString(
+        document.code + (document.message.empty() ? "" : " (" + document.message + ")"));
+    if (word.isEmpty())
+        word = jsonWord(QJsonDocument::fromJson(QByteArray::fromStdString(answer.body)).object());
+    if (word.isEmpty())
+        word = firstLine(answer);
+    return word.simplified().left(kMostWordCharacters).toStdString();
+}
+
+bool failWith(const HttpAnswer &answer)
+{
+    return failWith(answer, errorOf(answer));
+}
+
+bool failWith(const HttpAnswer &answer, Error error)
+{
+    setLastError(error);
+    if (error != Error::Cancelled)
+        setFailureDetails({answer.status, serverWord(answer), adviceOf(answer)});
+    return false;
+}
+
+} // namespace hq

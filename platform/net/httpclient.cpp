@@ -1,0 +1,203 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#include "net/http.h"
+#include "transfer.h"
+
+#include <algorithm>
+#include <csignal>
+#include <mutex>
+#include <utility>
+
+namespace hq {
+
+namespace {
+
+using Clock = HttpRequest::Clock;
+
+constexpr long kKeptConnections = 40;
+constexpr std::size_t kIdleHandles = 40;
+constexpr std::size_t kIdleClients = 8;
+constexpr std::chrono::seconds kLongestIdle{60};
+constexpr std::chrono::milliseconds kLookInterval{20};
+
+void initialiseCurl()
+{
+    static std::once_flag once;
+    std::call_once(once, [] {
+        curl_global_init(CURL_GLOBAL_DEFAULT);
+#ifdef SIGPIPE
+        // TLS writes to a connection that the server has closed would end the process.
+        std::signal(SIGPIPE, SIG_IGN);
+#endif
+    });
+}
+
+// The clients that nobody uses, those given back last at the end.
+class ClientPool
+{
+public:
+    static ClientPool &shared()
+    {
+        // Never destroyed: threads may still be at work when the process ends.
+        static auto *const pool = new ClientPool;
+        return *pool;
+    }
+
+    std::unique_ptr<HttpClient> take()
+    {
+        std::vector<std::unique_ptr<HttpClient>> old; // closed when the lock is off
+        const std::lock_guard lock(m_mutex);
+        const auto limit = Clock::now() - kLongestIdle;
+        while (!m_idle.empty() && m_idle.front().since < limit) {
+            old.push_back(std::move(m_idle.front().client));
+            m_idle.erase(m_idle.begin());
+        }
+        if (m_idle.empty())
+            return nullptr;
+        auto client = std::move(m_idle.back().client);
+        m_idle.pop_back();
+        return client;
+    }
+
+    void give(std::unique_ptr<HttpClient> client)
+    {
+        const std::lock_guard lock(m_mutex);
+        m_idle.push_back({std::move(client), Clock::now()});
+        if (m_idle.size() > kIdleClients) {
+            client = std::move(m_idle.front().client);
+            m_idle.erase(m_idle.begin());
+        }
+    }
+
+private:
+    struct Idle
+    {
+        std::unique_ptr<HttpClient> client;
+        Clock::time_point since;
+    };
+
+    ClientPool() { m_idle.reserve(kIdleClients + 1); }
+
+    std::mutex m_mutex;
+    std::vector<Idle> m_idle;
+};
+
+} // namespace
+
+HttpClient::HttpClient()
+{
+    initialiseCurl();
+    m_multi = curl_multi_init();
+    curl_multi_setopt(m_multi, CURLMOPT_MAXCONNECTS, kKeptConnections);
+}
+
+HttpClient::~HttpClient()
+{
+    for (CURL *easy : m_idle)
+        curl_easy_cleanup(easy);
+    curl_multi_cleanup(m_multi);
+}
+
+void HttpClient::GiveBack::operator()(HttpClient *client) const noexcept
+{
+    ClientPool::shared().give(std::unique_ptr<HttpClient>(client));
+}
+
+HttpClient::Lease HttpClient::lease()
+{
+    auto client = ClientPool::shared().take();
+    if (!client)
+        client = std::make_unique<HttpClient>();
+    return Lease(client.release());
+}
+
+void HttpClient::start(Transfer &transfer)
+{
+    CURL *easy = nullptr;
+    if (m_idle.empty()) {
+        easy = curl_easy_init();
+    } else {
+        easy = m_idle.back();
+        m_idle.pop_back();
+    }
+    transfer.m_client = this;
+    if (!easy) {
+        transfer.finish(CURLE_OUT_OF_MEMORY);
+        return;
+    }
+    transfer.prepare(easy);
+    m_active.push_back(&transfer);
+    if (curl_multi_add_handle(m_multi, easy) != CURLM_OK)
+        transfer.finish(CURLE_FAILED_INIT);
+}
+
+void HttpClient::remove(Transfer &transfer)
+{
+    transfer.m_client = nullptr;
+    curl_slist_free_all(transfer.m_headerList);
+    transfer.m_headerList = nullptr;
+    CURL *easy = transfer.m_easy;
+    transfer.m_easy = nullptr;
+    if (!easy)
+        return;
+    m_active.erase(std::remove(m_active.begin(), m_active.end(), &transfer), m_active.end());
+    curl_multi_remove_handle(m_multi, easy);
+    if (m_idle.size() < kIdleHandles) {
+        curl_easy_reset(easy);
+        m_idle.push_back(easy);
+    } else {
+        curl_easy_cleanup(easy);
+    }
+}
+
+void HttpClient::collect()
+{
+    int left = 0;
+    while (const CURLMsg *message = curl_multi_info_read(m_multi, &left)) {
+        if (message->msg != CURLMSG_DONE)
+            continue;
+        const CURLcode result = message->data.result;
+        char *owner = nullptr;
+        curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &owner);
+        auto *transfer = reinterpret_cast<Transfer *>(owner);
+        transfer->finish(result);
+        remove(*transfer); // the connection is free for the next transfer from here on
+    }
+}
+
+// Behind everything that has come, so that a caller who was long away loses nothing by it.
+void HttpClient::expire()
+{
+    const auto now = Clock::now();
+    if (now < m_nextLook)
+        return;
+    m_nextLook = now + kLookInterval;
+    for (Transfer *transfer : std::vector<Transfer *>(m_active))
+        transfer->expire(now);
+}
+
+void HttpClient::step(int milliseconds)
+{
+    // Waiting comes first: what a perform brings in is looked at by the caller at once.
+    if (milliseconds > 0)
+        curl_multi_poll(m_multi, nullptr, 0, milliseconds, nullptr);
+    int running = 0;
+    curl_multi_perform(m_multi, &running);
+    collect();
+    expire();
+}
+
+void HttpClient::run(Transfer &transfer)
+{
+    start(transfer);
+    while (!transfer.isDone()) {
+        if (isStopped()) {
+            remove(transfer);
+            transfer.finish(CURLE_ABORTED_BY_CALLBACK);
+            return;
+        }
+        step(kStopPollMilliseconds);
+    }
+}
+
+} // namespace hq

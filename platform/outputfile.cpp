@@ -1,0 +1,29 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#include "outputfile.h"
+
+#include "base/errorlog.h"
+#include "base/nativefile.h"
+
+#include <QFile>
+
+bool hqOpenForWriting(QFile *file, const QString &path, bool ownerOnly)
+{
+    using hq::system::Exposure;
+    if (path.contains(QChar(0))) // a name that ends early would be another file's
+        return false;
+    auto exposure = Exposure::None;
+    auto opened =
+        hq::system::NativeFile::openForOverwriting(path.toStdString(), ownerOnly, &exposure);
+    if (!opened.isOpen() ||
+        !file->open(opened.releaseDescriptor(), QIODevice::WriteOnly, QFileDevice::AutoCloseHandle))
+        return false;
+    if (exposure == Exposure::ToOthers)
+        hq::writeErrorLog(
+            "ERROR: a stream file with credentials could not be kept from other users");
+    else if (exposure == Exposure::ToOpeners)
+        hq::writeErrorLog(
+            "ERROR: a stream file with credentials could be narrowed but not replaced: "
+            "who had it open can read them");
+    return true;
+}

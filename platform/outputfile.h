@@ -1,0 +1,14 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QString>
+
+class QFile;
+
+// Opens `file` for writing at a local path, emptied; a missing one is made. A pipe that nobody
+// reads does not open. With `ownerOnly` nobody but the owner can read what is written: a new file
+// is made that way, an existing one that others can read is replaced, links followed. Where the
+// folder or the file system forbids that it is written all the same, which the error log says.
+// Any thread.
+bool hqOpenForWriting(QFile *file, const QString &path, bool ownerOnly);
