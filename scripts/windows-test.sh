@@ -133,30 +133,8 @@ rm "$made/display"
 export DISPLAY=:$number
 # The Windows that runs was started without a display, and stays so.
 limited 60 wineserver -k -w || die "Wine's server does not end"
-limited 300 wine 'C:\Tools\Pellory 2\pellory.exe' &
-program_pid=$!
-window=
-window_shows() {
-    window=$(limited 10 xdotool search --onlyvisible --name '^Pellory$' 2>/dev/null | head -n 1) &&
-        [[ -n $window ]]
-}
-soon window_shows || soon window_shows || die "the installed program shows no window"
-# The list of drives comes a moment after the window.
-sleep 3
-limited 30 import -window root "$made/window.png"
-status=0
-wine "$installer" /S || status=$?
-[[ $status == 2 && -f "$drive/Tools/Pellory 2/pellory.exe" ]] ||
-    die "the installer ends with $status beside a program that runs"
-# A click can be lost, before the window has the keyboard for instance.
-exit_clicked() {
-    kill -0 "$program_pid" 2>/dev/null || return 0
-    limited 10 xdotool mousemove --window "$window" 813 561 click 1 || true # "Exit"
-    sleep 1
-    ! kill -0 "$program_pid" 2>/dev/null
-}
-soon exit_clicked || die "the program does not end at a click on \"Exit\""
-wait "$program_pid" || die "the program did not end well"
+limited 600 /usr/bin/python3 "$root/tests/windows_window.py" 'C:\Tools\Pellory 2\pellory.exe' \
+    "$(windows_path "$installer")" "$made/window.png" || die "the window does not do what it should"
 say "The window is in $made/window.png."
 
 (cd "$drive/Tools/Pellory 2" && wine Uninstall.exe /S)

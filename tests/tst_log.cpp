@@ -59,7 +59,6 @@ Function *ofLibcurl(const char *name)
 
 } // namespace
 
-#ifndef Q_OS_WIN
 // Stand before libcurl's own, which refuse nothing that is known here.
 #undef curl_easy_setopt
 CURLcode curl_easy_setopt(CURL *easy, CURLoption option, ...)
@@ -79,7 +78,6 @@ curl_version_info_data *curl_version_info(CURLversion age)
         info.version_num = CURL_VERSION_BITS(7, 86, 0);
     return &info;
 }
-#endif
 
 // The call, its address, its target, the server's fault; then the line. "%" is the test's folder,
 // "#" the server's port, "$" an address's beginning, "~" a long name.
