@@ -3,22 +3,29 @@
 
 // bench_browse [COUNT [RUNS]]: what browsing large folders costs in the window, offscreen, against
 // the bare walk of the same listing, and the longest time between two turns of the event loop.
+//
+// bench_browse clicks [COUNT [RUNS]]: what clicks on folders cost beside COUNT entries (1,000,000)
+// that are loaded already, against a view on a proxy that filters nothing.
 #include "hqutil.h"
 #include "mainwindow.h"
 #include "testserver.h"
+#include "treeitems.h"
 
 #include <QApplication>
 #include <QComboBox>
 #include <QElapsedTimer>
 #include <QPushButton>
-#include <QStandardItem>
+#include <QSortFilterProxyModel>
+#include <QStandardItemModel>
 #include <QTemporaryDir>
 #include <QTextEdit>
 #include <QTimer>
 #include <QTreeView>
 #include <algorithm>
 #include <cstdio>
+#include <ctime>
 #include <malloc.h>
+#include <memory>
 #include <sys/resource.h>
 
 namespace {
@@ -123,7 +130,14 @@ public:
     }
 
     QTreeView *tree() const { return m_window.findChild<QTreeView *>("treeView"); }
+    QTreeView *files() const { return m_window.findChild<QTreeView *>("fileView"); }
+    QStandardItemModel *model() const { return m_window.findChild<QStandardItemModel *>(); }
     void click(const QModelIndex &index) { emit tree()->clicked(index); }
+    void click(const QStandardItem *item)
+    {
+        const auto *proxy = qobject_cast<QSortFilterProxyModel *>(tree()->model());
+        click(proxy->mapFromSource(item->index()));
+    }
     QModelIndex root() const { return tree()->model()->index(0, 0); }
     QString status() const
     {
@@ -185,6 +199,108 @@ double bareItemBytes(int count)
     return (usedBytes() - before) / count;
 }
 
+double threadMilliseconds()
+{
+    timespec time = {};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return 1e3 * double(time.tv_sec) + double(time.tv_nsec) / 1e6;
+}
+
+// The best of `runs`: the others were disturbed.
+template <class Prepare, class Action>
+double bestOf(int runs, Prepare prepare, Action action)
+{
+    double best = 1e9;
+    for (int i = 0; i < runs; ++i) {
+        prepare();
+        QApplication::processEvents();
+        const double before = threadMilliseconds();
+        action();
+        QApplication::processEvents(); // lays the view out and paints it
+        best = std::min(best, threadMilliseconds() - before);
+    }
+    return best;
+}
+
+// Clicks on `folder`, each after one on `other`.
+void benchClick(Browser &browser, const char *what, const QStandardItem *folder,
+                const QStandardItem *other, int runs)
+{
+    const double ours = bestOf(
+        runs, [&] { browser.click(other); }, [&] { browser.click(folder); });
+    QTreeView view;
+    view.resize(browser.files()->size());
+    view.show();
+    std::unique_ptr<QSortFilterProxyModel> bare;
+    const double theirs = bestOf(
+        runs,
+        [&] {
+            view.setModel(nullptr);
+            bare = std::make_unique<QSortFilterProxyModel>();
+        },
+        [&] {
+            bare->setSourceModel(folder->model());
+            view.setModel(bare.get());
+            view.setRootIndex(bare->mapFromSource(folder->index()));
+        });
+    std::printf("  %-34s %7.1f ms, a bare proxy %7.1f ms: %.2f times\n", what, ours, theirs,
+                ours / theirs);
+}
+
+QStandardItem *childOf(const QStandardItem *parent, const QString &text)
+{
+    for (int row = 0; row < parent->rowCount(); ++row) {
+        if (parent->child(row)->text() == text)
+            return parent->child(row);
+    }
+    qFatal("no such folder");
+}
+
+int benchClicks(int count, int runs)
+{
+    TestServer server("fault_server.py");
+    if (!server.start())
+        qFatal("%s", server.error().constData());
+    QJsonObject objects;
+    for (int i = 0; i < 10; ++i) {
+        for (const char *name : {"small/%1", "third/%1", "top%1"})
+            objects[QString(name).arg(i)] = "";
+    }
+    server.command("bucket", {{"bucket", "files"},
+                              {"count", count},
+                              {"format", "large/clip-{:06}.mxf"},
+                              {"objects", objects}});
+    server.command("bucket",
+                   {{"bucket", "folders"}, {"count", count}, {"format", "folder-{:06}/clip.mxf"}});
+    Browser browser(server);
+    browser.add("files");
+    browser.add("folders");
+
+    browser.measure("Connect", [&] { browser.connectTo("files"); });
+    QStandardItem *root = browser.model()->item(0);
+    const auto list = [&](const QString &name) {
+        QStandardItem *folder = childOf(root, name);
+        browser.measure("first click", [&] { browser.click(folder); });
+        return folder;
+    };
+    const QStandardItem *large = list("large"), *small = list("small"), *third = list("third");
+    std::printf("processor time of clicks, %d files in a folder\n", count);
+    benchClick(browser, "few files, after many", small, large, runs);
+    benchClick(browser, "few files, many loaded", small, third, runs);
+    benchClick(browser, "few files, many below", root, small, runs);
+    benchClick(browser, "many files", large, small, runs);
+
+    browser.measure("Connect", [&] { browser.connectTo("folders"); });
+    root = browser.model()->item(0);
+    const auto name = [&](int number) {
+        return QStringLiteral("folder-%1").arg(number, 6, 10, QLatin1Char('0'));
+    };
+    const QStandardItem *middle = list(name(count / 2)), *next = list(name(count / 2 + 1));
+    std::printf("processor time of clicks, %d folders\n", count);
+    benchClick(browser, "few files, many folders beside", middle, next, runs);
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -194,6 +310,9 @@ int main(int argc, char **argv)
     for (const char *name : {"HOME", "XDG_CONFIG_HOME", "XDG_STATE_HOME", "XDG_RUNTIME_DIR"})
         qputenv(name, home.path().toUtf8());
     QApplication application(argc, argv);
+    if (argc > 1 && QByteArray(argv[1]) == "clicks")
+        return benchClicks(argc > 2 ? std::max(10, QByteArray(argv[2]).toInt()) : 1'000'000,
+                           argc > 3 ? std::max(1, QByteArray(argv[3]).toInt()) : 5);
     const int count = argc > 1 ? std::max(1, QByteArray(argv[1]).toInt()) : 100'000;
     const int runs = argc > 2 ? std::max(1, QByteArray(argv[2]).toInt()) : 3;
 

@@ -205,9 +205,11 @@ public:
     std::string stray()
     {
         const std::string rest = "AKIA1:" + secret() + "@h.org/b/k";
-        switch (below(4)) {
+        switch (below(5)) {
         case 0:
             return rest;
+        case 3:
+            return (below(2) ? "s3//" : "C:/x/s3:") + rest;
         case 1:
             return "//" + rest;
         case 2:

@@ -7,7 +7,9 @@ curl in the same run:
 
     bench/network.py [--client build/release/bench_client] [--runs 5] [--only listing,near,far,chaos]
 
-Prints the median of each figure and its ratio to the peers'. The copies go to /dev/shm."""
+Prints the median of each figure and its ratio to the peers'. The copies go to /dev/shm, or to
+--target, a file on a disk. Ours are on the disk when they are done; the peers' are synced behind
+them."""
 
 import argparse
 import json
@@ -20,6 +22,7 @@ import time
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 TARGET = "/dev/shm/pellory-bench"
+SYNCED = ["sh", "-c", 'target=$1; shift; "$@" && sync "$target"', "sh"]
 GIB = 1 << 30
 CHAOS = [[0.025, {"status": 503}], [0.025, {"reset": True}], [0.05, {"cut": -1}]]
 
@@ -99,11 +102,14 @@ def check_size(name):
 
 
 def main():
+    global TARGET
     parser = argparse.ArgumentParser()
     parser.add_argument("--client", default=os.path.join(ROOT, "build/release/bench_client"))
     parser.add_argument("--runs", type=int, default=5)
     parser.add_argument("--only", default="listing,near,far,chaos")
+    parser.add_argument("--target", default=TARGET)
     options = parser.parse_args()
+    TARGET = options.target
     wanted = options.only.split(",")
     server = Server()
     source = f"s3://AK:SK@127.0.0.1:{server.port}"
@@ -120,11 +126,12 @@ def main():
             compare("Listing 400,000 keys: memory",
                     {"pellory": [options.client, "walk", source + "/more"]}, 1)
         copy = [options.client, "copy", source + "/media/big", TARGET]
-        curl = ["curl", "-sf", "-o", TARGET, web + "/media/big"]
+        curl = [*SYNCED, TARGET, "curl", "-sf", "-o", TARGET, web + "/media/big"]
 
         def streams(count, cutoff):
-            return rclone(server, "copyto", ":s3:media/big", TARGET, "--multi-thread-streams",
-                          str(count), "--multi-thread-cutoff", cutoff)
+            return [*SYNCED, TARGET,
+                    *rclone(server, "copyto", ":s3:media/big", TARGET, "--multi-thread-streams",
+                            str(count), "--multi-thread-cutoff", cutoff)]
 
         if "near" in wanted or "far" in wanted:
             touch_memory(GIB + (64 << 20))

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "browsetree.h"
 
+#include <QSignalBlocker>
 #include <QStandardItemModel>
 #include <algorithm>
 
@@ -22,6 +23,13 @@ void BrowseTree::forget()
 {
     m_rootItems->clear();
     m_pathHashes.clear();
+    m_fileCounts.clear();
+}
+
+int BrowseTree::fileCount(const QStandardItem *item) const
+{
+    const auto found = m_fileCounts.find(item);
+    return found == m_fileCounts.end() ? 0 : found->second;
 }
 
 void BrowseTree::startS3(const QString &url)
@@ -43,11 +51,15 @@ void BrowseTree::startTams(const QString &text, const QString &site)
 // To delete a hundred thousand items takes as long as a listing's gap may be.
 void BrowseTree::discardTree()
 {
-    while (m_model->rowCount() > 0) {
-        for (QStandardItem *item : m_model->takeRow(0)) {
-            if (item) // a Root fills its first column only
-                m_discarded.emplace_back(item);
-        }
+    while (m_model->rowCount() > 0)
+        discard(m_model->takeRow(0));
+}
+
+void BrowseTree::discard(const QList<QStandardItem *> &row)
+{
+    for (QStandardItem *item : row) {
+        if (item) // most fill their first column only
+            m_discarded.emplace_back(item);
     }
     m_deletion.start(0);
 }
@@ -97,6 +109,7 @@ void BrowseTree::append(const std::vector<EntryArrival> &entries)
         QStringList parentParts;
         int parentsKnown;
         QList<QStandardItem *> items;
+        int files;
     };
     std::vector<Rows> all;
     auto rows = all.end();
@@ -107,7 +120,7 @@ void BrowseTree::append(const std::vector<EntryArrival> &entries)
                                 [&](const Rows &known) { return path == known.parentPath; });
         }
         if (rows == all.end())
-            rows = all.insert(all.end(), {path.toString(), nullptr, {}, 0, {}});
+            rows = all.insert(all.end(), {path.toString(), nullptr, {}, 0, {}, 0});
         if (!rows->parent && rows->parentsKnown < m_rootItems->size()) {
             rows->parent = findParent(rows->parentPath);
             rows->parentParts = nodeData(rows->parent).pathParts;
@@ -117,14 +130,19 @@ void BrowseTree::append(const std::vector<EntryArrival> &entries)
             continue;
         QStandardItem *item = makeEntryItem(entry.path, entry.isFile, m_icons, rows->parentParts);
         rows->items.append(item);
-        if (!entry.isFile) {
+        if (entry.isFile) {
+            ++rows->files;
+        } else {
             m_rootItems->append(item);
             m_pathHashes.push_back(qHash(entry.path));
         }
     }
     for (const Rows &finished : all) {
-        if (finished.parent)
-            finished.parent->appendRows(finished.items);
+        if (!finished.parent)
+            continue;
+        // Before the rows: the proxies ask when they come.
+        m_fileCounts[finished.parent] += finished.files;
+        finished.parent->appendRows(finished.items);
     }
 }
 
@@ -138,9 +156,58 @@ QStandardItem *BrowseTree::findParent(const QString &path) const
     return nullptr;
 }
 
-void BrowseTree::append(const TamsNodeData &flow)
+// The model takes several rows at once by their first column alone. The others are filled in
+// silence and told of together: one by one, each would have the proxies map all rows anew.
+void BrowseTree::append(const std::vector<TamsNodeData> &flows)
 {
-    const QList<QStandardItem *> row = makeFlowRow(flow, m_icons);
-    m_rootItems->append(row.first());
-    m_rootItems->first()->appendRow(row);
+    if (flows.empty())
+        return;
+    QStandardItem *root = m_rootItems->first();
+    const int begin = root->rowCount();
+    std::vector<QList<QStandardItem *>> rows;
+    QList<QStandardItem *> labels;
+    for (const TamsNodeData &flow : flows) {
+        rows.push_back(makeFlowRow(flow, m_icons));
+        labels.append(rows.back().first());
+    }
+    if (root->columnCount() < rows.front().size())
+        root->setColumnCount(rows.front().size());
+    m_rootItems->append(labels);
+    m_fileCounts[root] += labels.size();
+    root->appendRows(labels);
+    {
+        const QSignalBlocker blocker(m_model);
+        for (std::size_t i = 0; i < rows.size(); ++i) {
+            for (int column = 1; column < rows[i].size(); ++column)
+                root->setChild(begin + int(i), column, rows[i][column]);
+        }
+    }
+    emit m_model->dataChanged(root->child(begin, 1)->index(),
+                              root->child(root->rowCount() - 1, root->columnCount() - 1)->index());
+}
+
+QStandardItem *BrowseTree::renew(QStandardItem *folder)
+{
+    const NodeData node = nodeData(folder);
+    QStandardItem *fresh =
+        makeEntryItem(node.path, false, m_icons, node.pathParts.mid(0, node.pathParts.size() - 1));
+    int kept = 0;
+    for (int i = 0; i < m_rootItems->size(); ++i) {
+        QStandardItem *item = m_rootItems->at(i);
+        const bool isWithinFolder = isWithin(item, folder);
+        if (isWithinFolder)
+            m_fileCounts.erase(item);
+        if (isWithinFolder && item != folder)
+            continue;
+        (*m_rootItems)[kept] = item == folder ? fresh : item;
+        m_pathHashes[std::size_t(kept++)] = m_pathHashes[std::size_t(i)];
+    }
+    m_rootItems->erase(m_rootItems->begin() + kept, m_rootItems->end());
+    m_pathHashes.resize(std::size_t(kept));
+
+    QStandardItem *parent = folder->parent();
+    const int row = folder->row();
+    discard(parent->takeRow(row));
+    parent->insertRow(row, fresh);
+    return fresh;
 }

@@ -7,6 +7,7 @@
 
 #include <QTimer>
 #include <memory>
+#include <unordered_map>
 #include <vector>
 
 // Fills the window's tree of a remote source. GUI thread.
@@ -29,10 +30,18 @@ public:
     // Append rows. An entry goes below the first of `rootItems` with the path that its own begins
     // with, and is left out when there is none; a flow goes below the Root.
     void append(const std::vector<EntryArrival> &entries);
-    void append(const TamsNodeData &flow);
+    void append(const std::vector<TamsNodeData> &flows);
+
+    // How many of the rows appended to an item were files or flows.
+    int fileCount(const QStandardItem *item) const;
+
+    // Puts a fresh item, not listed yet, into the row of an S3 folder and into its place in
+    // `rootItems`, which nothing below the old one stays in.
+    QStandardItem *renew(QStandardItem *folder);
 
 private:
     void discardTree();
+    void discard(const QList<QStandardItem *> &row);
     void deleteSome();
     static QStandardItem *parentAmongLastRows(const QStandardItem *item);
     void setRoot(QStandardItem *root);
@@ -44,6 +53,7 @@ private:
     // Of the path of each of m_rootItems, for an S3 source. Going through them takes microseconds,
     // and a batch has one or two parents; a map of all folders would cost as much as their items.
     std::vector<uint> m_pathHashes;
+    std::unordered_map<const QStandardItem *, int> m_fileCounts;
     // Roots of trees before, deleted bit by bit.
     std::vector<std::unique_ptr<QStandardItem>> m_discarded;
     QTimer m_deletion;

@@ -11,6 +11,7 @@
 
 class BrowseTree;
 class QStandardItem;
+struct WalkEnd;
 
 // Runs the listings of the connected source on the thread pool and brings what they report into
 // the tree, a batch at a time, so that the event loop keeps turning. GUI thread.
@@ -33,6 +34,14 @@ public:
     void listFolder(QStandardItem *folder);
     void listTamsFlows(const QString &site);
 
+    // Lists a folder of the tree once more, by a fresh item in its row. A listing of it or of what
+    // is below is interrupted and comes to its end before.
+    void listAgain(QStandardItem *folder);
+
+    // Makes the calls that are under way return. What is listed by then stays, and its end is
+    // reported as always; what is not open by then stays closed.
+    void interrupt();
+
     // Stops all of it, without waiting. Nothing is reported or changed afterwards.
     void stop();
 
@@ -41,11 +50,30 @@ signals:
     void finished(QStandardItem *item, bool isRoot);
     void endpointRead(QString endpoint);
     void failed(QString title, QString text);
+    // Behind the end of a listing that broke off: its folder without credentials, what it had
+    // reported, and why.
+    void brokeOff(QString folder, quint64 entries, QString reason);
+    // Whether something is being opened or listed.
+    void busyChanged(bool isBusy);
+    // Before and after the exchange of a folder's item.
+    void renewing(QStandardItem *folder);
+    void renewed(QStandardItem *folder);
 
 private:
     class Outlet;
+    struct Piece
+    {
+        quint64 number;
+        const QStandardItem *folder; // null for the source
+        hq::StopToken work;
+        hq::StopToken call; // of the utility library alone: what it has reported still arrives
+    };
 
-    void start(std::function<void(const Outlet &)> listing);
+    void start(const QStandardItem *folder, std::function<void(const Outlet &)> listing);
+    void end(quint64 number);
+    void reportFailure(const QString &address, const WalkEnd &walk);
+    void listWaiting();
+    bool isListedWithin(const QStandardItem *folder) const;
     void plan(ArrivalQueue::Take when);
     void takeBatch();
 
@@ -53,6 +81,8 @@ private:
     BrowseTree *m_tree;
     QObject *m_window;
     std::shared_ptr<ArrivalQueue> m_queue;
-    std::vector<hq::StopToken> m_tokens;
+    std::vector<Piece> m_pieces; // that have not ended
+    quint64 m_lastNumber = 0;
+    std::vector<QStandardItem *> m_waiting; // to be listed again
     QTimer m_nextBatch;
 };

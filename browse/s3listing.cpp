@@ -2,7 +2,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "s3listing.h"
 
+#include "failures.h"
 #include "hqutil.h"
+#include "transfer.h"
 
 namespace {
 
@@ -11,6 +13,7 @@ const QByteArray linePrefix = QByteArrayLiteral("Adding: ");
 struct Walk
 {
     const std::function<bool(EntryArrival)> &take;
+    quint64 entries;
     QByteArray line;
     // For hqOSAwsParse, which terminates what it writes; too large to be cleared for each entry.
     char bucket[256];
@@ -38,13 +41,20 @@ int addEntry(void *user, const char *address, unsigned int attributes)
     if (entry.path.endsWith(QLatin1Char('/')))
         entry.path.chop(1);
     entry.isFile = (attributes & HQ_ATTRIBUTE_FOLDER) == 0;
+    ++walk.entries;
     return walk.take(std::move(entry)) ? 0 : 1;
 }
 
 } // namespace
 
-void walkEntries(const QString &address, const std::function<bool(EntryArrival)> &take)
+WalkEnd walkEntries(const QString &address, const std::function<bool(EntryArrival)> &take)
 {
-    Walk walk{take, linePrefix, {}, {}, {}, {}, {}, {}, {}};
-    hqOSRecurseDirectory(&walk, address.toUtf8().constData(), addEntry, HQ_WALK_ONE_LEVEL);
+    Walk walk{take, 0, linePrefix, {}, {}, {}, {}, {}, {}, {}};
+    const QByteArray encoded = address.toUtf8();
+    WalkEnd end;
+    if (!hqOSRecurseDirectory(&walk, encoded.constData(), addEntry, HQ_WALK_ONE_LEVEL) &&
+        !hq::isStopped())
+        end.failure = QString::fromStdString(hq::failureReason(encoded.toStdString()));
+    end.entries = walk.entries;
+    return end;
 }

@@ -5,6 +5,7 @@
 #include "credentials.h"
 #include "entryfile.h"
 #include "hqutil.h"
+#include "paging.h"
 #include "transfer.h"
 
 #include <QHash>
@@ -57,6 +58,21 @@ std::nullopt_t fail(const char *what, const QByteArray &address, TamsFailure *fa
     failure->title = QLatin1String("ERROR: ") + QLatin1String(what);
     failure->text = failure->title + QStringLiteral(" <%1>").arg(QString::fromStdString(shown));
     return std::nullopt;
+}
+
+// What is shown as if it were all there is.
+void logOddAnswer(const QByteArray &json, const QByteArray &address, bool hasMore)
+{
+    const std::string shown = hq::harmlessAddress(address.toStdString());
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(json, &error);
+    if (!document.isArray())
+        ErrOut("ERROR: No list of flows <%s>, %s ", shown.c_str(),
+               document.isNull() ? error.errorString().toUtf8().constData()
+                                 : "the answer is another JSON text");
+    if (hasMore)
+        ErrOut("ERROR: Not all flows <%s>, the repository has more than were asked for ",
+               shown.c_str());
 }
 
 // A site may have been entered with a user and a password.
@@ -124,7 +140,9 @@ std::optional<std::vector<ListedFlow>> readTamsFlows(const QString &address, Tam
         return fail("Error reading flow", encoded, failure);
     buffer[read] = '\0';
     const auto length = static_cast<int>(std::strlen(buffer.get()));
-    return foldTamsFlows(QByteArray::fromRawData(buffer.get(), length));
+    const QByteArray answer = QByteArray::fromRawData(buffer.get(), length);
+    logOddAnswer(answer, encoded, hq::hasNextPage(file.handle()));
+    return foldTamsFlows(answer);
 }
 
 std::vector<ListedFlow> foldTamsFlows(const QByteArray &json)

@@ -66,6 +66,13 @@ QList<QStandardItem *> makeFlowRow(const TamsNodeData &flow, const ItemIcons &ic
             new QStandardItem(flow.created)};
 }
 
+bool isWithin(const QStandardItem *item, const QStandardItem *folder)
+{
+    while (item && item != folder)
+        item = item->parent();
+    return item;
+}
+
 NodeData nodeData(const QStandardItem *item)
 {
     return item ? item->data(NodeDataRole).value<NodeData>() : NodeData();

@@ -38,6 +38,9 @@ QStandardItem *makeEntryItem(const QString &path, bool isFile, const ItemIcons &
 // The four items of a flow's row: label, with kind and payload, then id, format and created.
 QList<QStandardItem *> makeFlowRow(const TamsNodeData &flow, const ItemIcons &icons);
 
+// Whether `item` is `folder` or below it. Neither is null.
+bool isWithin(const QStandardItem *item, const QStandardItem *folder);
+
 // The payload that an item holds, or a default one when it holds none or is null.
 NodeData nodeData(const QStandardItem *item);
 TamsNodeData tamsNodeData(const QStandardItem *item);

@@ -2,7 +2,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <QPersistentModelIndex>
 #include <QSortFilterProxyModel>
+#include <functional>
+#include <vector>
+
+class QStandardItem;
 
 // Shows one kind of the tree's rows. Kind "Folder": every Root and folder. Kind "File": the Root,
 // the files of every folder whose text contains the filter text, and what leads to them. The
@@ -14,11 +19,33 @@ public:
     explicit TreeSortFilterProxyModel(const QString &rowKind);
     ~TreeSortFilterProxyModel() override;
 
+    // How many files were put below a folder, by whoever fills the tree; 0 when that is not known.
+    // Where it is all there is, no row has to be looked at.
+    using FileCount = std::function<int(const QStandardItem *)>;
+    void setFileCount(FileCount count) { m_fileCount = std::move(count); }
+
+    // For the kind "File". Takes the model and the text of `folder` as source and filter. Beside
+    // what leads to it and what is below it, nothing is shown from now on and no row is looked at:
+    // that takes as long as there are rows, and millions can be loaded.
+    void showFolder(const QStandardItem *folder);
+
+    // Shows all of the tree again.
+    void setFilterFixedString(const QString &pattern);
+
 protected:
     bool filterAcceptsRow(int source_row, const QModelIndex &source_parent) const override;
 
 private:
     bool isBelowMatch(const QModelIndex &sourceParent) const;
+    bool acceptsShown(const QStandardItem *folder, int row) const;
+    bool acceptsItem(const QStandardItem *item, bool isMatch) const;
+    bool hasAccepted(const QStandardItem *folder) const;
+    bool hasOnlyFiles(const QStandardItem *folder) const;
 
     const QString kind;
+    std::vector<QPersistentModelIndex> m_path; // from the Root to the shown folder; empty for all
+    QString m_pattern;                         // of the shown folder
+    FileCount m_fileCount;
+    mutable int m_knownRows = -1; // of the shown folder, of which it is known
+    mutable bool m_isOnlyFiles = false;
 };

@@ -32,6 +32,11 @@ bool holdsCredentials(const QString &address)
     return hq::holdsCredentials(address.toStdString());
 }
 
+QString usualAddress(const QString &address)
+{
+    return QString::fromStdString(hq::usualS3Address(address.toStdString()));
+}
+
 QString withPart(const QString &address, const QString &part)
 {
     if (address.endsWith(separator) || part.startsWith(separator))

@@ -20,6 +20,10 @@ QString s3AddressStart(const QString &key, const QString &secret, const QString 
 // hq::harmlessAddress().
 bool holdsCredentials(const QString &address);
 
+// The form that stream files hold: for what lies below an account, which the walk reports as
+// "s3://" ... site "//" bucket, with a single "/".
+QString usualAddress(const QString &address);
+
 // Appends "\" unless one stands there already, at the end of the address or in front of the part,
 // and then the part.
 QString withPart(const QString &address, const QString &part);

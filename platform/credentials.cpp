@@ -36,6 +36,14 @@ struct Scheme
 // turned, a blank or a folder may stand in front. Drives of one letter are none.
 std::optional<Scheme> findScheme(std::string_view text)
 {
+    // Its colon forgotten.
+    for (const std::string_view name : {"s3", "https", "http"}) {
+        const bool isBegin = startsWithNoCase(text, name) && text.size() > name.size() + 1 &&
+                             isAddressSeparator(text[name.size()]) &&
+                             isAddressSeparator(text[name.size() + 1]);
+        if (isBegin)
+            return Scheme{0, name.size(), name.size() + 2, name == "s3"};
+    }
     for (std::size_t colon = 0; (colon = text.find(':', colon)) != kNone; ++colon) {
         std::size_t start = colon;
         while (start > 0 && isLetterOrDigit(text[start - 1]))
@@ -46,7 +54,9 @@ std::optional<Scheme> findScheme(std::string_view text)
         const std::string_view name = text.substr(start, colon - start);
         const bool isS3 = isS3Scheme(name);
         const bool isKnown = isS3 || startsWithNoCase(name, "http");
-        if (name.size() >= 2 && end - colon - 1 >= (isKnown ? 1 : 2))
+        // Without slashes a name is one only where a site may follow.
+        const bool hasSite = isKnown && text.find('@', end) != kNone;
+        if (name.size() >= 2 && end - colon - 1 >= (hasSite ? 0 : isKnown ? 1 : 2))
             return Scheme{isS3 ? colon - 2 : start, colon, end, isS3};
     }
     return std::nullopt;

@@ -10,6 +10,7 @@
 #include "base/localfile.h"
 #include "base/network.h"
 #include "base/system.h"
+#include "paging.h"
 
 #include <chrono>
 #include <cstdarg>
@@ -147,8 +148,10 @@ int hq::copyFile(const char *source, const char *destination, int keepExisting,
     const int copied = guardedBool([&] {
         if (!source || !destination)
             return fail(Error::InvalidParameter);
-        if (network::isNetworkSource(destination))
-            return fail(Error::NotSupported);
+        if (network::isNetworkSource(destination)) {
+            setLastError(Error::NotSupported);
+            return blameTarget();
+        }
         Throttle throttle(progress);
         const auto report = [&throttle](qint64 done, qint64 total) {
             throttle.report(done, total);
@@ -163,6 +166,14 @@ int hq::copyFile(const char *source, const char *destination, int keepExisting,
     if (!copied)
         logFailedCopy(source ? source : "", destination ? destination : "");
     return copied;
+}
+
+bool hq::hasNextPage(HQHANDLE file)
+{
+    return guardedBool([file] {
+        return HandleTable::instance().with(
+            file, [](const File &opened) { return opened.hasNextPage(); });
+    });
 }
 
 void ErrLogSetFileName(const char *name)

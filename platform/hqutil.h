@@ -10,7 +10,8 @@
  * Sources    "s3://", "https://" and "http://" in any letter case are network sources, every
  *            other text is a local path.
  *            S3 form: "s3://" key ":" secret "@" site "/" bucket ["/" object key], nothing
- *            escaped; empty key and secret make unsigned requests.
+ *            escaped; empty key and secret make unsigned requests. Without a bucket it is the
+ *            account. Two "/" in front of the bucket count as one.
  * Ownership  Arguments stay the caller's and are not kept. Handles are closed with
  *            hqOSCloseFile, encoder outputs released with hqXCFree.
  * Handles    Pointer-sized; all bits set is the invalid handle. A handle that is invalid,
@@ -19,14 +20,14 @@
  * Errors     Each function names its failure value; hqOSGetLastError tells why, per thread,
  *            in the numbers listed there. Nothing is thrown.
  * Log        Each failed open, walk and copy leaves one line in the error log: what, where
- *            without credentials, why. One that was cancelled leaves none, nor does any other
- *            call.
+ *            without credentials, why. One that was cancelled leaves none. Settings and entry
+ *            files that cannot be read or saved leave a line of their own, other calls none.
  * Threads    Every function may be called from any thread. One handle used by two threads at
  *            once is served one call after the other.
- * Waiting    On the network an open, or a read, fails after 45 s without a byte of what was asked
- *            for, tokens and retries included, a copy after 60 s. Of that a connection takes 10 s
- *            at most, the first byte of an answer 35 s, the next bytes of it 30 s each time. A stop
- *            token set for the thread (transfer.h) ends every call within 250 ms. */
+ * Waiting    On the network an open, a read and a page of a walk fail after 45 s without a byte of
+ *            what was asked for, tokens and retries included, a copy after 60 s. Of that a
+ * connection takes 10 s at most, the first byte of an answer 35 s, the next bytes of it 30 s each
+ * time. A stop token set for the thread (transfer.h) ends every call within 250 ms. */
 #ifndef HQUTIL_H
 #define HQUTIL_H
 
@@ -132,9 +133,11 @@ int hqOSGetConfigDir(char *buffer, int flags);
  * the walk. */
 typedef int (*HqWalkCallback)(void *user, const char *address, unsigned int attributes);
 
-/* Walks the entries directly inside a folder, bucket or prefix, in the order of their names, on
- * the calling thread. `flags` is HQ_WALK_ONE_LEVEL. Returns 1 after a complete walk or one that
- * the callback ended, 0 when it broke off. */
+/* Walks the entries directly inside a folder, bucket, prefix or account, in the order of their
+ * names, on the calling thread. Each address is the folder's as given, "/" unless that ends it
+ * already, and the rest; an account's buckets have the "/" in either case. `flags` is
+ * HQ_WALK_ONE_LEVEL. Returns 1 after a complete walk or one that the callback ended, 0 when it
+ * broke off. */
 int hqOSRecurseDirectory(void *user, const char *folder, HqWalkCallback callback, uint32_t flags);
 
 /* Takes an entry's address apart, cutting a part that does not fit at a character boundary. The

@@ -4,6 +4,7 @@
 
 #include "base/errorlog.h"
 #include "base/nativefile.h"
+#include "credentials.h"
 
 #include <QFile>
 
@@ -18,12 +19,12 @@ bool hqOpenForWriting(QFile *file, const QString &path, bool ownerOnly)
     if (!opened.isOpen() ||
         !file->open(opened.releaseDescriptor(), QIODevice::WriteOnly, QFileDevice::AutoCloseHandle))
         return false;
+    const std::string shown = hq::harmlessAddress(path.toStdString());
     if (exposure == Exposure::ToOthers)
-        hq::writeErrorLog(
-            "ERROR: a stream file with credentials could not be kept from other users");
+        hq::writeErrorLog("ERROR: <" + shown + "> holds credentials that other users can read");
     else if (exposure == Exposure::ToOpeners)
-        hq::writeErrorLog(
-            "ERROR: a stream file with credentials could be narrowed but not replaced: "
-            "who had it open can read them");
+        hq::writeErrorLog("ERROR: <" + shown +
+                          "> holds credentials, could be narrowed but not replaced: "
+                          "who had it open can read them");
     return true;
 }

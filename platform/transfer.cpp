@@ -9,23 +9,28 @@
 namespace hq {
 
 namespace {
-thread_local const StopToken *t_token = nullptr;
+thread_local const ScopedStopToken *t_innermost = nullptr;
 constexpr int kStepMilliseconds = 50;
 } // namespace
 
-ScopedStopToken::ScopedStopToken(const StopToken &token) : m_token(token), m_previous(t_token)
+ScopedStopToken::ScopedStopToken(const StopToken &token) : m_token(token), m_outer(t_innermost)
 {
-    t_token = &m_token;
+    t_innermost = this;
 }
 
 ScopedStopToken::~ScopedStopToken()
 {
-    t_token = m_previous;
+    t_innermost = m_outer;
+}
+
+bool ScopedStopToken::isAnyStopped() const
+{
+    return m_token.isStopped() || (m_outer && m_outer->isAnyStopped());
 }
 
 bool isStopped()
 {
-    return t_token && t_token->isStopped();
+    return t_innermost && t_innermost->isAnyStopped();
 }
 
 bool sleepUnlessStopped(int milliseconds)

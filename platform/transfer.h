@@ -26,7 +26,7 @@ private:
 };
 
 // Makes the utility library's calls of this thread end with error 1223 within 250 ms of
-// `token.stop()`, as long as the object lives; the token set before is back afterwards.
+// `token.stop()`, as long as the object lives. Tokens set before count as well.
 class ScopedStopToken
 {
 public:
@@ -35,15 +35,17 @@ public:
     ScopedStopToken(const ScopedStopToken &) = delete;
     ScopedStopToken &operator=(const ScopedStopToken &) = delete;
 
+    bool isAnyStopped() const;
+
 private:
     StopToken m_token;
-    const StopToken *m_previous;
+    const ScopedStopToken *m_outer;
 };
 
-// Whether the token of this thread, if it has one, is stopped.
+// Whether a token of this thread, if it has one, is stopped.
 bool isStopped();
 
-// Sleeps in steps until `milliseconds` are over or the thread's token is stopped; false when it
+// Sleeps in steps until `milliseconds` are over or a token of the thread is stopped; false when one
 // is stopped.
 bool sleepUnlessStopped(int milliseconds);
 

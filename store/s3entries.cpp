@@ -58,6 +58,7 @@ QVector<S3Entry> readS3Entries(const QString &directory)
         lines.setAutoDetectUnicode(false);
         if (std::optional<S3Entry> entry = parseS3Entry(lines)) {
             entry->bucket = name.chopped(4);
+            entry->path = directory + name;
             entries.append(*entry);
         }
     }

@@ -18,6 +18,7 @@ struct S3Entry
     QString region;
     QString bucket;
     QString site;
+    QString path{}; // of the file that it was read from
 };
 
 // Reads the lines of one entry; nothing when fewer than two of them count. Leaves `bucket` empty.

@@ -16,8 +16,8 @@
 #include <vector>
 
 // From now on this process lives with a system that refuses, by what `plan` holds: "t" files
-// without a name, "l" locks, "o" the other calls that a file system need not know; "s" makes
-// fdatasync fail.
+// without a name, "n" names for them, "l" locks, "o" the other calls that a file system need not
+// know; "s" makes fdatasync fail.
 inline void refuseCalls(const QByteArray &plan)
 {
     const auto result = [](int error) {
@@ -36,6 +36,8 @@ inline void refuseCalls(const QByteArray &plan)
         refuse(SYS_flock, ENOLCK);
     if (plan.contains('f'))
         refuse(SYS_fstatfs, EIO);
+    if (plan.contains('n'))
+        refuse(SYS_linkat, EOPNOTSUPP);
     if (plan.contains('s'))
         refuse(SYS_fdatasync, EIO);
     if (plan.contains('o')) {

@@ -5,6 +5,7 @@
 #include "base/lasterror.h"
 #include "hqutil.h"
 #include "net/timelimits.h"
+#include "openfiles.h"
 #include "streamcontent.h"
 #include "testmain.h"
 #include "testserver.h"
@@ -16,6 +17,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QSet>
+#include <QThreadPool>
 
 #include <thread>
 
@@ -34,13 +36,30 @@ HQHANDLE openSource(const QByteArray &address)
                           HQ_OPEN_EXISTING, HQ_ATTRIBUTE_NORMAL, nullptr);
 }
 
+// Nor is a file without a name still there.
+bool isUntouched(const QTemporaryDir &folder)
+{
+    QThreadPool::globalInstance()->waitForDone(); // which closes large ones
+    const auto all = QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot;
+    return QDir(folder.path()).isEmpty(all) && openFilesIn(folder.path()).isEmpty();
+}
+
+struct Count
+{
+    int pause;
+    int entries = 0;
+};
+
 int countEntry(void *user, const char *, unsigned int)
 {
-    ++*static_cast<int *>(user);
+    auto *count = static_cast<Count *>(user);
+    if (++count->entries == 10)
+        std::this_thread::sleep_for(std::chrono::milliseconds(count->pause));
     return 0;
 }
 
-// What is done to an object of its own, a bucket of kKeys objects, a repository's token.
+// What is done to an object of its own, a bucket of kKeys objects (which the callback rests in for
+// `size` ms), a repository's token.
 enum What { S3Read, S3Copy, WebRead, WebPieces, WebCopy, Walk, Token, Proxy };
 
 struct Case
@@ -52,7 +71,7 @@ struct Case
     uint error = 0;        // 0: done, with the content of `version`
     const char *says = ""; // what its details hold, "the server's word; the advice"
     int version = 0;
-    int requests = 0;     // 0: any number
+    int requests = 0;     // 0: any number; below 0: so many at most
     bool isShort = false; // with short time limits
 };
 
@@ -65,7 +84,6 @@ struct Case
     "[[0.025,{'status':503}],[0.025,{'reset':true}],[0.05,{'cut':-1}]]}"
 
 constexpr Case kCases[] = {
-    {"busy", S3Read, kSmall, "[{'status':503,'times':2},{'method':'GET','status':500,'times':2}]"},
     {"reset and closed", S3Read, kSmall, "[{'reset':true},{'method':'GET','close':true}]"},
     {"cut often", S3Read, kMedium, "[{'method':'GET','cut':200000,'times':9}]"},
     {"time-out", S3Read, kSmall, "[{'method':'GET','status':400,'code':'RequestTimeout'}]"},
@@ -88,16 +106,13 @@ constexpr Case kCases[] = {
     {"proxy", WebRead, kSmall, "[{'status':407," EVER "}]", 5, "the proxy", 0, 1},
     {"proxy of TLS", Proxy, 0, "[{'status':407," EVER "}]", 5, "the proxy", 0, 1},
     {"no condition", WebRead, kSmall, "[{'status':412," EVER "}]", 12152, "", 0, 1},
-    {"missing", WebRead, kSmall, "[{'status':404," EVER "}]", 2, "", 0, 1},
     {"one request", WebRead, kSmall, "[]", 0, "", 0, 1},
-    {"chunked", WebRead, kSmall, "[{'unsized':'chunked'}]", 0, "", 0, 1},
     {"until it closes", WebRead, kSmall, "[{'unsized':'close'}]", 0, "", 0, 1},
     {"of unknown size", WebRead, kUnknown, "[{'unsized':'chunked'}]", 0, "", 0, 1},
 
     // Answers that are none.
     {"half a head", S3Read, kSmall, "[{" HALF_HEAD "," EVER "}]", 12030, "", 0, 6},
     {"half, once", S3Read, kSmall, "[{" HALF_HEAD "},{'method':'GET'," HALF_HEAD "}]"},
-    {"half, web", WebRead, kSmall, "[{" HALF_HEAD "," EVER "}]", 12030, "", 0, 6},
     {"half, page", Walk, 0, "[{'skip':1," HALF_HEAD "," EVER "}]", 12030},
     {"half, copy", WebCopy, kSmall, "[{" HALF_HEAD "," EVER "}]", 12030, "", 0, 0, true},
     {"interim heads", WebRead, kSmall,
@@ -105,7 +120,6 @@ constexpr Case kCases[] = {
     {"endless head", WebRead, kSmall,
      "[{'raw':'HTTP/1.1 200 OK\\r\\n','endless':'X-Y: z\\r\\n'," EVER "}]", 12152},
     {"endless refusal", WebRead, kSmall, "[{" REFUSAL ",'endless':'<a/>'}]", 5, "Tired", 0, 1},
-    {"endless, S3", S3Read, kSmall, "[{" REFUSAL ",'endless':'<a/>'," EVER "}]", 5, "Tired"},
     {"redirects", WebRead, kSmall, "[{'status':302,'headers':{'Location':'?'}," EVER "}]", 12152},
     {"not HTTP", WebRead, kSmall, "[{'raw':'220 mail.example.org ESMTP\\r\\n'," EVER "}]", 12152},
 
@@ -140,16 +154,22 @@ constexpr Case kCases[] = {
      "[{'op':'set','latency':20},{'method':'GET','status':503,'headers':{'Retry-After':'5'}," EVER
      "}]",
      12152, "SlowDown", 0, 7, true}, // each of the six parts once
+    {"not at once", S3Copy, kLarge,
+     "[{'method':'GET','status':503,'headers':{'Retry-After':'0'}," EVER "}]", 12152, "SlowDown", 0,
+     -60, true},
     {"one at once", S3Copy, kLarge, "[{'op':'set','atOnce':1,'latency':20,'rate':100000000}]"},
     {"two at once", S3Copy, kLarge,
      "[{'op':'set','atOnce':2,'latency':20,'rate':100000000,'overload':{'reset':true}}]"},
     {"away", S3Copy, kLarge, "[{'op':'set','rate':20000000},{'op':'away','ms':500}]"},
     {"listing, chaos", Walk, 0, "[{'op':'set','pageSize':50}," CHAOS "]"},
+    {"slow reader", Walk, 1200, "[{'skip':1,'status':503}]", 0, "", 0, 0, true},
 
     // The size is that of a token server's address: none is a server that secrets are not sent to.
     {"token, plain", Token, 0, "[]", 50, "; the address of the OAuth2 server"},
     {"token refused", Token, 1, "[{'status':403,'body':'{\\'error\\':\\'not wo\\\\\\/rd\\'}'}]", 5,
      "not ***; the OAuth2 server 127.0.0.1 gave no token", 0, 1},
+    {"token, none", Token, 1, "[{'status':200,'body':'{\\'error\\':\\'x\\'}'}]", 12152,
+     "; the OAuth2"},
     {"token, half", Token, 1, "[{" HALF_HEAD "," EVER "}]", 12030, "; the OAuth2 server", 0, 6},
     {"token, silent", Token, 1, "[{'delay':60000," EVER "}]", 12002, "; the OAuth2 server", 0, 2,
      true},
@@ -220,10 +240,10 @@ bool FaultsTest::run(const Case &row, const QByteArray &bucket)
     case WebCopy:
         return copy(row, webAddress("/" + bucket + "/o"));
     case Walk: {
-        int entries = 0;
-        return hqOSRecurseDirectory(&entries, address("/" + bucket).constData(), countEntry,
+        Count count{row.size};
+        return hqOSRecurseDirectory(&count, address("/" + bucket).constData(), countEntry,
                                     HQ_WALK_ONE_LEVEL) &&
-               entries == kKeys;
+               count.entries == kKeys;
     }
     case Token: {
         const QByteArray server = row.size ? webAddress("/" + bucket) : "http://login.example.org";
@@ -251,8 +271,7 @@ bool FaultsTest::copy(const Case &row, const QByteArray &source)
     if (hq::copyFile(source.constData(), target.filePath("copy").toUtf8().constData(), 1, progress))
         return m_away.isEmpty() && contentOf(target.filePath("copy")) ==
                                        TestServer::content(1000 * row.version, row.size);
-    const auto all = QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot;
-    return !QDir(target.path()).isEmpty(all) && hq::fail(hq::Error::FileExists);
+    return !isUntouched(target) && hq::fail(hq::Error::FileExists);
 }
 
 bool FaultsTest::read(const Case &row, const QByteArray &source)
@@ -309,10 +328,13 @@ void FaultsTest::cases()
         const QByteArray said = (details.serverWord + "; " + details.advice).c_str();
         const QByteArray told = row.name + (": error " + QByteArray::number(error)) + ", " + said;
         QVERIFY2(isDone == (row.error == 0) && error == row.error, told);
-        QVERIFY2(isDone || said.contains(row.says), told);
+        // An empty word of the server's is none.
+        const bool isSaid = *row.says == ';' ? said.startsWith(row.says) : said.contains(row.says);
+        QVERIFY2(isDone || isSaid, told);
         QVERIFY2(timer.elapsed() < kHang, told);
         const int sent = requests().size();
-        QVERIFY2(!row.requests || sent == row.requests, told + ", requests " + char('0' + sent));
+        QVERIFY2(!row.requests || (row.requests < 0 ? sent <= -row.requests : sent == row.requests),
+                 told + ", requests " + char('0' + sent));
     }
 }
 
@@ -409,7 +431,7 @@ void FaultsTest::stoppedCopyLeavesNothing()
                           target.filePath("copy").toUtf8().constData(), 1,
                           [&](qint64, qint64) { token.stop(); }));
     QCOMPARE(hqOSGetLastError(), 1223u);
-    QVERIFY(QDir(target.path()).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
+    QVERIFY(isUntouched(target));
 }
 
 void FaultsTest::stopsWhileNothingComes()

@@ -8,7 +8,11 @@
 #include "hqutil.h"
 #include "testmain.h"
 #include "testserver.h"
+#include "url.h"
 
+#include <QAction>
+#include <QDesktopServices>
+#include <QFileSystemModel>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QRandomGenerator>
@@ -47,17 +51,23 @@ private slots:
     void initTestCase();
     void init();
     void levels();
-    void emptyBucket();
     void accountRoot();
     void unreachable();
     void faults();
+    void listAgain();
+    void interrupt();
+    void thisComputer();
     void hostilePages();
     void anotherConnect();
+    void editedRegion();
     void outOfBounds();
     void statusIsPaced();
     void queueIsBounded();
     void batches();
     void randomRounds();
+
+public slots:
+    void openLog(const QUrl &url) { m_opened = url; }
 
 private:
     void addSwift(BrowseSession &session, const QString &bucket)
@@ -69,8 +79,18 @@ private:
         return QString("s3://TESTER:%1@127.0.0.1:%2/").arg(kSecret).arg(m_swift.port()) + rest;
     }
 
+    // Turns the event loop until such a request has come since the one found before.
+    bool isAsked(const char *what)
+    {
+        const auto hasCome = [&] {
+            return QJsonDocument(m_faulty.command("requests")).toJson().contains(what);
+        };
+        return QTest::qWaitFor(hasCome, 10'000);
+    }
+
     TestServer m_swift{"swift_server.py", {"--secret", kSecret, "--location", "eu-west-1"}};
     TestServer m_faulty{"fault_server.py"};
+    QUrl m_opened;
 };
 
 void ListingTest::initTestCase()
@@ -162,25 +182,33 @@ void ListingTest::levels()
     QVERIFY(!takeLog().contains("ERROR"));
 }
 
-void ListingTest::emptyBucket()
-{
-    BrowseSession session;
-    addSwift(session, "empty");
-    session.connectTo("empty");
-    QTRY_COMPARE(session.status(), QString("Count: 0 | Finished"));
-    QTRY_VERIFY(session.probe.ui.treeView->model());
-    QCOMPARE(session.events, (QStringList{"Connecting", "Finished", "end"}));
-    QCOMPARE(treeText(session.root()), QString("Root empty"));
-}
-
-// The address of an account ends in "/", so no entry finds its parent.
+// Its address ends in "/", so below it there are two; what is made of an object has one.
 void ListingTest::accountRoot()
 {
     BrowseSession session;
     addSwift(session, "");
     session.connectTo(" - ");
     QTRY_COMPARE(session.status(), QString("Count: 2 | Finished"));
-    QCOMPARE(treeText(session.root()), QString("Root "));
+    QCOMPARE(session.events.mid(1, 2), (QStringList{"Adding: empty//", "Adding: tree//"}));
+    QCOMPARE(treeText(session.root()), QString("Root (Folder empty,Folder tree)"));
+    session.click(session.child(session.root(), "tree"));
+    QTRY_COMPARE(session.files().size(), 2);
+    QStandardItem *clip = session.child(session.child(session.root(), "tree"), "clip");
+    QCOMPARE(nodeData(clip).path, address("/tree/clip"));
+    session.click(clip);
+    QTRY_COMPARE(session.files(), QStringList("a.mxf"));
+    const QTreeView *view = session.probe.ui.fileView;
+    emit session.probe.ui.fileView->clicked(view->model()->index(0, 0, view->rootIndex()));
+    QCOMPARE(session.probe.selectedPath, address("/tree/clip/a.mxf"));
+    QTemporaryDir target;
+    session.probe.ui.combo_TargetDir->setEditText(target.path());
+    session.probe.ui.button_MakeStream->click();
+    QFile made(target.filePath("a.stream"));
+    QVERIFY(made.open(QIODevice::ReadOnly));
+    QCOMPARE(QString::fromUtf8(made.readAll()), address("tree/clip/a.mxf"));
+    session.probe.ui.button_LocalizeFile->click();
+    QTRY_VERIFY(QFile::exists(target.filePath("a.mxf")));
+    QVERIFY(!takeLog().contains("ERROR"));
 }
 
 void ListingTest::unreachable()
@@ -202,13 +230,15 @@ void ListingTest::unreachable()
 
 void ListingTest::faults()
 {
-    const std::tuple<const char *, int, bool> rows[] = {
-        {"[{'skip':2,'cut':-1}]", kClips, false},
-        {"[{'contains':'continuation','cut':-1,'times':0}]", 1000, true},
-        {"[{'contains':'continuation','skip':1,'status':403}]", 2000, true},
-        {"[{'contains':'list-type','status':403,'times':0}]", 0, true},
+    const std::tuple<const char *, int, const char *> rows[] = {
+        {"[{'skip':2,'cut':-1}]", kClips, ""},
+        {"[{'contains':'continuation','cut':-1,'times':0}]", 1000, "12030 (connection lost)"},
+        {"[{'contains':'continuation','skip':1,'status':403}]", 2000,
+         "5 (denied), HTTP status 403"},
+        {"[{'contains':'list-type','status':403,'times':0}]", 0, "5 (denied), HTTP status 403"},
     };
-    for (const auto &[fault, entries, brokeOff] : rows) {
+    for (const auto &[fault, entries, reason] : rows) {
+        const bool brokeOff = *reason;
         init();
         BrowseSession session;
         session.addS3("AK", "SK", m_faulty.port(), "clips");
@@ -219,7 +249,160 @@ void ListingTest::faults()
         QVERIFY2(session.root()->rowCount() == entries, fault);
         const QByteArray log = takeLog();
         QVERIFY2(log.contains("ERROR") == brokeOff && !log.contains("SK@"), log);
+        const auto *box = session.probe.window.findChild<QMessageBox *>();
+        QVERIFY2(bool(box) == brokeOff, fault);
+        if (!box)
+            continue;
+        const QString text = QString("The listing of <s3://AK:***@127.0.0.1:%1/clips> broke off "
+                                     "after %2 entries:\nerror %3")
+                                 .arg(m_faulty.port())
+                                 .arg(entries)
+                                 .arg(reason);
+        QVERIFY2(box->text().startsWith(text), box->text().toUtf8());
+        QCOMPARE(box->windowTitle(), QString("ERROR: Listing incomplete"));
+        QCOMPARE(box->windowModality(), Qt::WindowModal);
+        QCOMPARE(box->standardButtons(), QMessageBox::Ok);
     }
+}
+
+void ListingTest::listAgain()
+{
+    m_faulty.command("bucket",
+                     {{"bucket", "again"},
+                      {"objects", QJsonObject{{"a/1", ""}, {"a/deep/x/2", ""}, {"b/3", ""}}}});
+    BrowseSession session;
+    addSwift(session, "empty");
+    session.addS3("AK", "SK", m_faulty.port(), "again");
+    session.connectTo("again");
+    QTRY_COMPARE(session.status(), QString("Count: 2 | Finished"));
+    session.probe.window.show();
+    QTreeView *view = session.probe.ui.treeView;
+    const auto again = [&](const QStandardItem *item) {
+        view->setCurrentIndex(session.probe.folderProxy->mapFromSource(item->index()));
+        QApplication::setActiveWindow(&session.probe.window); // after a box
+        QTest::keyClick(&session.probe.window, Qt::Key_F5);
+    };
+    const auto folder = [&](const char *name) { return session.child(session.root(), name); };
+
+    // Two folders that are refused: one box after the other, without a loop of its own.
+    m_faulty.command("fault", {{"contains", "prefix"}, {"times", 2}, {"status", 403}});
+    session.click(folder("a"));
+    session.click(folder("b"));
+    QTRY_COMPARE(session.events.filter("Finished").size(), 3);
+    for (const int left : {1, 0}) {
+        QTRY_COMPARE(session.probe.window.findChildren<QMessageBox *>().size(), 1);
+        session.probe.dialog<QMessageBox>()->close();
+        QTRY_COMPARE(session.probe.window.findChildren<QMessageBox *>().size(), left);
+    }
+    QVERIFY(nodeData(folder("a")).listed);
+    again(folder("a"));
+    QTRY_COMPARE(session.files(), QStringList("1"));
+    QCOMPARE(view->currentIndex().data().toString(), QString("a"));
+    session.click(session.child(folder("a"), "deep"));
+    QTRY_COMPARE(treeText(session.root()),
+                 QString("Root again(Folder a(File 1,Folder deep(Folder x)),Folder b)"));
+
+    // While its listing and one below are under way: they end, in peace, and it begins anew.
+    m_faulty.command("fault", {{"contains", "prefix"}, {"times", 2}, {"delay", 60'000}});
+    m_faulty.command("requests");
+    session.click(session.child(session.child(folder("a"), "deep"), "x"));
+    for (int round = 0; round < 2; ++round) {
+        QVERIFY(isAsked("prefix"));
+        again(folder("a"));
+        if (round == 0)
+            again(session.child(folder("a"), "deep")); // goes with the folder above
+    }
+    again(folder("b"));
+    QTRY_COMPARE(treeText(session.root()),
+                 QString("Root again(Folder a(File 1,Folder deep),Folder b(File 3))"));
+    QTRY_VERIFY(!view->testAttribute(Qt::WA_SetCursor));
+    QStringList paths;
+    for (const QStandardItem *item : session.probe.rootItems)
+        paths += nodeData(item).path.section('/', 3);
+    QCOMPARE(paths, (QStringList{"again", "again/a", "again/b", "again/a/deep"}));
+    QVERIFY(session.probe.window.findChildren<QMessageBox *>().isEmpty());
+
+    // The Root: the source that is shown, not the one in the box.
+    session.probe.ui.combo_URL->setCurrentIndex(0);
+    again(session.root());
+    QVERIFY(!view->model());
+    QTRY_COMPARE(session.status(), QString("Count: 2 | Finished"));
+    QCOMPARE(treeText(session.root()), QString("Root again(Folder a,Folder b)"));
+}
+
+void ListingTest::interrupt()
+{
+    BrowseSession session;
+    session.addS3("AK", "SK", m_faulty.port(), "clips");
+    session.probe.window.show();
+    const auto isBusy = [&] {
+        const Ui_MainWindow &ui = session.probe.ui;
+        return ui.treeView->cursor() == Qt::BusyCursor && ui.fileView->cursor() == Qt::BusyCursor;
+    };
+    QAction *stop = session.probe.ui.treeView->actions().at(1);
+    QVERIFY(!isBusy() && !stop->isEnabled());
+    // What is there stays, and the end is reported as always.
+    m_faulty.command("fault", {{"contains", "continuation"}, {"delay", 60'000}});
+    session.connectTo("clips");
+    QTRY_VERIFY(session.root() && session.root()->rowCount() == 1000);
+    QVERIFY(isBusy() && stop->isEnabled());
+    QTest::keyClick(&session.probe.window, Qt::Key_Escape);
+    QTRY_COMPARE(session.status(), QString("Count: 1000 | Finished"));
+    QTRY_VERIFY(session.probe.ui.treeView->model() && !isBusy());
+    QCOMPARE(session.events.mid(1001), (QStringList{"Finished", "end"}));
+    // A source that is still being opened stays closed.
+    m_faulty.command("fault", {{"method", "HEAD"}, {"contains", "/clips"}, {"delay", 60'000}});
+    m_faulty.command("requests");
+    session.connectTo("clips");
+    QVERIFY(isAsked("HEAD"));
+    QVERIFY(isBusy());
+    QTest::keyClick(&session.probe.window, Qt::Key_Escape);
+    QTRY_VERIFY(!isBusy());
+    QCOMPARE(session.events, QStringList("Connecting"));
+    QVERIFY(!session.probe.ui.treeView->model() && session.probe.rootItems.isEmpty());
+    QCOMPARE(session.status(), QString("Connecting"));
+    QCOMPARE(takeLog(), QByteArray());
+    QVERIFY(session.probe.window.findChildren<QMessageBox *>().isEmpty());
+
+    // A failure is told by the status box's tooltip, and by the log that its menu opens.
+    m_faulty.command("fault", {{"contains", "/clips"}, {"status", 403}, {"times", 0}});
+    QTest::keyClick(&session.probe.window, Qt::Key_F5);
+    QTRY_VERIFY(isBusy());
+    QTRY_VERIFY(!isBusy());
+    const QString tip = session.probe.ui.textbox_Status->toolTip().replace('\n', ' ');
+    QVERIFY2(
+        tip.contains(QString("Unable to open <s3://AK:***@127.0.0.1:%1/clips>, error 5 (denied), "
+                             "HTTP status 403")
+                         .arg(m_faulty.port())),
+        tip.toUtf8());
+    QDesktopServices::setUrlHandler("file", this, "openLog");
+    session.probe.ui.textbox_Status->actions().last()->trigger();
+    QDesktopServices::unsetUrlHandler("file");
+    QCOMPARE(m_opened.fileName(), QString("test.log"));
+    QVERIFY(QFile::exists(m_opened.toLocalFile()));
+}
+
+void ListingTest::thisComputer()
+{
+    BrowseSession session;
+    session.addS3("AK", "SK", m_faulty.port(), "clips");
+    m_faulty.command("fault", {{"contains", "continuation"}, {"delay", 60'000}});
+    session.probe.window.show();
+    session.connectTo("clips");
+    QTRY_VERIFY(session.root() && session.root()->rowCount() == 1000);
+    QTest::keyClick(&session.probe.window, Qt::Key_Home, Qt::ControlModifier);
+    const QTreeView *view = session.probe.ui.treeView;
+    QCOMPARE(view->model(), static_cast<QAbstractItemModel *>(session.probe.driveModel));
+    QVERIFY(!view->rootIndex().isValid() && !session.probe.ui.fileView->model());
+    QVERIFY(session.probe.rootItems.isEmpty() && !session.probe.tamsBrowsing);
+    QVERIFY(!view->testAttribute(Qt::WA_SetCursor));
+    const int events = session.events.size();
+    QThreadPool::globalInstance()->waitForDone();
+    QCoreApplication::processEvents();
+    QCOMPARE(session.events.size(), events);
+    QCOMPARE(view->model(), static_cast<QAbstractItemModel *>(session.probe.driveModel));
+    emit session.probe.ui.treeView->clicked(session.probe.driveModel->index(QDir::rootPath()));
+    QVERIFY(session.probe.ui.fileView->model());
 }
 
 // Pages that are hard to read hold nothing up that comes after them, however many threads read.
@@ -236,10 +419,7 @@ void ListingTest::hostilePages()
     m_faulty.command("requests");
     for (int i = QThreadPool::globalInstance()->maxThreadCount(); i > 0; --i) {
         session.connectTo("clips");
-        bool isListed = false;
-        QTRY_VERIFY(isListed =
-                        isListed ||
-                        QJsonDocument(m_faulty.command("requests")).toJson().contains("list-type"));
+        QVERIFY(isAsked("list-type"));
     }
     session.connectTo("empty");
     QTRY_COMPARE(session.status(), QString("Count: 0 | Finished"));
@@ -275,6 +455,30 @@ void ListingTest::anotherConnect()
     QCOMPARE(session.events, (QStringList{"Connecting", "Connecting", "Finished", "end"}).mid(1));
     QCOMPARE(treeText(session.root()), QString("Root empty"));
     QCOMPARE(session.probe.treeModel->rowCount(), 1);
+}
+
+void ListingTest::editedRegion()
+{
+    for (const QString region : {"eu-west-2", "eu-west-3"}) {
+        init();
+        m_faulty.command("bucket", {{"bucket", "far"}, {"region", region}});
+        BrowseSession session;
+        session.addS3("AK", "SK", m_faulty.port(), "far");
+        QMetaObject::invokeMethod(&session.probe.window, "onUpdateUrl", Q_ARG(QString, "AK"),
+                                  Q_ARG(QString, "SK"), Q_ARG(QString, region),
+                                  Q_ARG(QString, "far"), Q_ARG(URL *, session.probe.sources[0]),
+                                  Q_ARG(int, 0));
+        m_faulty.command("requests");
+        session.connectTo("far");
+        QTRY_COMPARE(session.status(), QString("Count: 0 | Finished"));
+        QTRY_VERIFY(session.probe.ui.treeView->model());
+        QCOMPARE(session.events, (QStringList{"Connecting", "Finished", "end"}));
+        QCOMPARE(treeText(session.root()), QString("Root far"));
+        const QJsonArray requests = m_faulty.command("requests")["requests"].toArray();
+        QCOMPARE(requests.size(), 2);
+        for (const QJsonValue &request : requests)
+            QVERIFY(request["authorization"].toString().contains("/" + region + "/s3/"));
+    }
 }
 
 void ListingTest::outOfBounds()
@@ -366,8 +570,13 @@ void ListingTest::randomRounds()
             for (const int most = random.bounded(60); timer.elapsed() < most;) {
                 QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
                 const QStandardItem *root = session->root();
-                if (root && root->rowCount() > 0 && session->probe.ui.treeView->model())
-                    session->click(root->child(random.bounded(root->rowCount())));
+                QTreeView *view = session->probe.ui.treeView;
+                if (!root || root->rowCount() == 0 || !view->model())
+                    continue;
+                const QStandardItem *row = root->child(random.bounded(root->rowCount()));
+                session->click(row);
+                view->setCurrentIndex(session->probe.folderProxy->mapFromSource(row->index()));
+                view->actions().at(random.bounded(20) ? 0 : random.bounded(3))->trigger();
             }
         }
         QElapsedTimer closing;

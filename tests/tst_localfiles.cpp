@@ -292,7 +292,7 @@ void LocalFilesTest::refusedCalls()
 {
 #ifdef __linux__
     QVERIFY(fill(at("source"), QByteArray("0123456789abcde").repeated(1 << 18)));
-    for (const char *plan : {"t", "o", "l", "to", "tol", "s", "ts"}) {
+    for (const char *plan : {"t", "n", "o", "l", "to", "tol", "s", "ts"}) {
         QFile::remove(at("target"));
         for (int i = 0; i < 2; ++i) { // new, replaced
             const uint expected = strchr(plan, 's') ? 1117 & 0xff : 0;
@@ -344,37 +344,41 @@ void LocalFilesTest::endedInACopy()
 // The leftovers of a process that died and nothing else.
 void LocalFilesTest::removesAbandoned()
 {
-    const QStringList others{"a.mxf.abc123.part", ".a.mxf.abc12.part", ".A.mxf.Abc124.part",
-                             ".abc123.part",      ".a.mxf.abc123.par", ".a.mxf-abc123.part"};
-    for (const QString &name : others + QStringList{".a.mxf.abc123.part", ".\xc3\xbc.000000.part"})
+    const QStringList others{"a.mxf.pellory-abc123.part",  ".a.mxf.pellory-abc12.part",
+                             ".A.mxf.pellory-Abc124.part", ".pellory-abc123.part",
+                             ".a.mxf.pellory-abc123.par",  ".a.mxf.abc123.part"};
+    for (const QString &name :
+         others + QStringList{".a.mxf.pellory-abc123.part", ".\xc3\xbc.pellory-000000.part"})
         QVERIFY(fill(at(name.toUtf8()), "x"));
-    QVERIFY(QDir(m_folder->path()).mkdir(".folder.abc123.part") &&
-            fill(at(".open.abc123.part"), "x"));
-    QFile held(at(".open.abc123.part"));
+    QVERIFY(QDir(m_folder->path()).mkdir(".folder.pellory-abc123.part") &&
+            fill(at(".open.pellory-abc123.part"), "x"));
+    QFile held(at(".open.pellory-abc123.part"));
     QVERIFY(held.open(QIODevice::ReadOnly));
-    QStringList expected = others + QStringList{".folder.abc123.part", ".open.abc123.part", "copy"};
+    QStringList expected =
+        others + QStringList{".folder.pellory-abc123.part", ".open.pellory-abc123.part", "copy"};
 #ifndef Q_OS_WIN
     QCOMPARE(::flock(held.handle(), LOCK_EX | LOCK_NB), 0);
-    QVERIFY(QFile::link("a.mxf.abc123.part", at(".link.abc123.part")) &&
-            ::mkfifo(at(".pipe.abc123.part"), 0600) == 0);
-    const hq::system::NativeFile reader(::open(at(".pipe.abc123.part"), O_RDONLY | O_NONBLOCK));
-    expected << ".link.abc123.part"
-             << ".pipe.abc123.part";
+    QVERIFY(QFile::link("a.mxf.pellory-abc123.part", at(".link.pellory-abc123.part")) &&
+            ::mkfifo(at(".pipe.pellory-abc123.part"), 0600) == 0);
+    const hq::system::NativeFile reader(
+        ::open(at(".pipe.pellory-abc123.part"), O_RDONLY | O_NONBLOCK));
+    expected << ".link.pellory-abc123.part"
+             << ".pipe.pellory-abc123.part";
 #endif
 #ifdef __linux__
     // Where another machine may be at work, what looks new and is not of this one stays.
     const timespec past[2]{};
-    QVERIFY(fill(at(".old.abc123.part"), "") &&
-            ::utimensat(AT_FDCWD, at(".old.abc123.part"), past, 0) == 0);
+    QVERIFY(fill(at(".old.pellory-abc123.part"), "") &&
+            ::utimensat(AT_FDCWD, at(".old.pellory-abc123.part"), past, 0) == 0);
     Copier killed("wtf", at("copy"), at("killed"));
     QVERIFY(killed.isWriting());
     killed.kill();
     QVERIFY(killed.waitForFinished());
-    QCOMPARE(Copier("f", at(".a.mxf.abc12.part"), at("copy")).error(), 0u);
+    QCOMPARE(Copier("f", at(".a.mxf.pellory-abc12.part"), at("copy")).error(), 0u);
     QCOMPARE(names().filter(".old.") + names().filter(".killed."), QStringList());
-    QVERIFY(names().contains(".a.mxf.abc123.part"));
+    QVERIFY(names().contains(".a.mxf.pellory-abc123.part"));
 #endif
-    QVERIFY(hqOSCopyFile(at(".a.mxf.abc12.part"), at("copy"), 0));
+    QVERIFY(hqOSCopyFile(at(".a.mxf.pellory-abc12.part"), at("copy"), 0));
     QStringList found = names();
     found.sort();
     expected.sort();

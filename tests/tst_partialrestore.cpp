@@ -27,6 +27,7 @@ const QByteArray kTool = "#!/bin/sh\n"
                          "exit 3\n";
 
 const QString kFinished = "Partial restore finished";
+const QString kRefused = "Partial restore refused: ";
 
 } // namespace
 
@@ -136,10 +137,13 @@ void PartialRestoreTest::commandLine()
           {"s", "", fields, ""}}) {
         QFile::remove(m_tool + ".log");
         PartialRestoreDialog dialog(row.source, row.target, nullptr);
+        QString said;
+        dialog.setReport([&](const QString &line) { said = line; });
         dialog.show();
         dialog.findChild<QComboBox *>()->setCurrentIndex(1); // makes no difference
         fillDialog(&dialog, row.fields, "Accept");
         QVERIFY(!dialog.isVisible());
+        QCOMPARE(said.startsWith(kRefused), row.expected.isEmpty());
         QTRY_VERIFY(!dialog.isCopying());
         QCOMPARE(runs().value(0).mid(2).join('|'), row.expected);
         dialog.show();
@@ -185,6 +189,7 @@ void PartialRestoreTest::duringACopy()
     copying->show();
     fillDialog(copying, {"3", "4", "second"}, "Accept");
     QVERIFY(!copying->isVisible());
+    QCOMPARE(status(probe), kRefused + "the copy before has not ended");
 
     PartialRestoreDialog *second = openDialog(probe);
     QVERIFY(second != copying && second->isVisible() && !second->isModal());

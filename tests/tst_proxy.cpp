@@ -47,13 +47,13 @@ void ProxyTest::rows()
                       entry("hollow", {entry("void", {})}), new QStandardItem("no kind")});
     QStandardItemModel model;
     model.appendRow(root);
-    TreeSortFilterProxyModel folders("Folder");
+    TreeSortFilterProxyModel folderProxy("Folder");
     TreeSortFilterProxyModel files("File");
-    QAbstractItemModelTester folderTester(&folders);
+    QAbstractItemModelTester folderTester(&folderProxy);
     QAbstractItemModelTester fileTester(&files);
-    folders.setSourceModel(&model);
+    folderProxy.setSourceModel(&model);
     files.setSourceModel(&model);
-    QCOMPARE(shown(folders), QString("root(clip(clip2,Clip3),x.y*[,xzy,hollow(void))"));
+    QCOMPARE(shown(folderProxy), QString("root(clip(clip2,Clip3),x.y*[,xzy,hollow(void))"));
     const QList<QPair<QString, QString>> filters{
         {"", "root(clip(z,a,clip2(b),Clip3(c)),x.y*[(d),xzy(e))"},
         {"x.y*[", "root(x.y*[(d))"},
@@ -64,14 +64,36 @@ void ProxyTest::rows()
         files.setFilterFixedString(filter);
         QCOMPARE(shown(files), expected);
     }
+    // One folder alone: what leads to it and what is below, or nothing.
+    const QList<QPair<QStandardItem *, QString>> folders{{clip, "root(clip(z,a,clip2(b)))"},
+                                                         {clip->child(2), "root(clip(clip2(b)))"},
+                                                         {root->child(3), "root"},
+                                                         {clip->child(3), "root(clip(Clip3(c)))"},
+                                                         {root, "root"},
+                                                         {root->child(1), "root(x.y*[(d))"}};
+    for (const auto &[folder, expected] : folders) {
+        files.showFolder(folder);
+        QCOMPARE(shown(files), expected);
+    }
+    root->child(3)->appendRow(file("late"));
+    root->appendRow(file("top"));
+    root->child(1)->appendRow(file("more"));
+    QCOMPARE(shown(files), QString("root(x.y*[(d,more))"));
+    root->child(1)->removeRow(1);
+    root->child(3)->removeRow(1);
+    root->removeRow(5);
+    files.setFilterFixedString("clip");
+    QCOMPARE(shown(files), QString("root(clip(z,a,clip2(b)))"));
+    files.showFolder(clip);
     // Rows that come and go later.
     clip->appendRows({file("new"), entry("newFolder", {})});
     QCOMPARE(shown(files), QString("root(clip(z,a,clip2(b),new))"));
-    QCOMPARE(shown(folders), QString("root(clip(clip2,Clip3,newFolder),x.y*[,xzy,hollow(void))"));
+    QCOMPARE(shown(folderProxy),
+             QString("root(clip(clip2,Clip3,newFolder),x.y*[,xzy,hollow(void))"));
     clip->removeRow(0);
     QCOMPARE(shown(files), QString("root(clip(a,clip2(b),new))"));
     model.clear();
-    QCOMPARE(shown(files) + shown(folders), QString());
+    QCOMPARE(shown(files) + shown(folderProxy), QString());
 }
 
 void ProxyTest::payloads()

@@ -209,7 +209,7 @@ void S3Test::emptyAndMarkers()
                                           QString(address("/tree/folder/in.mxf"))}));
     WalkResult account;
     QVERIFY(hqOSRecurseDirectory(&account, address("/").constData(), collect, HQ_WALK_ONE_LEVEL));
-    QVERIFY(account.entries.contains(QString(address("/paged/"))));
+    QVERIFY(account.entries.contains(QString(address("//paged/"))));
 
     WalkResult missing;
     QVERIFY(!hqOSRecurseDirectory(&missing, address("/nowhere").constData(), collect,

@@ -28,6 +28,7 @@ private slots:
     void tamsLife();
     void refusedFiles();
     void removeFirstOfTwins();
+    void ownName();
 
 private:
     void write(const QString &name, const QByteArray &content)
@@ -267,6 +268,30 @@ void SourcesTest::removeFirstOfTwins()
     probe.ui.button_URL_Remove->click();
     QCOMPARE(probe.sources.size(), 1);
     QCOMPARE(probe.sources[0]->getKey(), QString("second"));
+}
+
+// A file that was copied there by hand goes under its own name, edited or not, and alone.
+void SourcesTest::ownName()
+{
+    for (const char *name : {"Y.CSV", "x.CSV"})
+        write(name, "AccessKeyId=upper\nSecretKey=S");
+    if (!isWindows)
+        write("x.csv", "AccessKeyId=lower\nSecretKey=S");
+    MainWindowProbe probe;
+    const int sources = probe.sources.size();
+    QCOMPARE(sources, isWindows ? 2 : 3);
+    probe.ui.combo_URL->setCurrentIndex(sources - 1);
+    probe.ui.button_Params->click();
+    fillDialog(probe.dialog<ParamDialog>(), {"K", "", "S", "z"}, "Accept");
+    probe.ui.button_URL_Remove->click();
+    QCOMPARE(read("Y.CSV"), QByteArray("missing"));
+    while (!probe.sources.isEmpty()) {
+        const char *name = probe.sources[0]->getKey() == "upper" ? "x.CSV" : "x.csv";
+        probe.ui.combo_URL->setCurrentIndex(0);
+        probe.ui.button_URL_Remove->click();
+        QCOMPARE(read(name), QByteArray("missing"));
+        QCOMPARE(entryNames(m_directory, "*.csv").size(), probe.sources.size());
+    }
 }
 
 PELLORY_TEST_MAIN(SourcesTest, QApplication)

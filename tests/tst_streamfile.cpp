@@ -48,7 +48,16 @@ void StreamFileTest::names()
          {std::tuple(QString("News 2026. ü🎬"), "News 2026. ü🎬", "News 2026. ü🎬"),
           {"../a\\..\\b", ".._a_.._b", ".._a_.._b"},
           {QString("a") + QChar(0) + "b", "a_b", "a_b"},
-          {"a:b<c>\"|?*\n", "a:b<c>\"|?*\n", "a_b_c______"}}) {
+          {"a:b<c>\"|?*\n", "a:b<c>\"|?*\n", "a_b_c______"},
+          {"clip.", "clip.", "clip_"},
+          {"clip. ", "clip. ", "clip._"},
+          {"Con", "Con", "Con_"},
+          {"nul.tar.gz", "nul.tar.gz", "nul_.tar.gz"},
+          {"AUX .mxf", "AUX .mxf", "AUX_ .mxf"},
+          {"com\u00b2", "com\u00b2", "com\u00b2_"},
+          {"lpt9.", "lpt9.", "lpt9_"},
+          {"COM0 COM10 CONSOLE", "COM0 COM10 CONSOLE", "COM0 COM10 CONSOLE"},
+          {"", "", ""}}) {
         QCOMPARE(fileNameOnDisk(name, NameRules::Posix), QString(posix));
         QCOMPARE(fileNameOnDisk(name, NameRules::Windows), QString(windows));
     }

@@ -15,6 +15,7 @@
 #include <QJsonObject>
 
 #include <thread>
+#include <tuple>
 
 namespace {
 
@@ -35,9 +36,8 @@ private slots:
     void folds();
     void wholePath();
     void answers();
-    void failures_data();
     void failures();
-    void tokens_data();
+    void interrupt();
     void tokens();
     void tokenIsForOneHost();
     void tokenServesAllThreads();
@@ -172,107 +172,121 @@ void TamsTest::answers()
     for (int i = 0; large.size() < 3 * 1024 * 1024 / 2; ++i)
         large += QString("{\"id\":\"%1\",\"note\":\"%2\"},").arg(i).arg("", 15000, 'x');
     large.back() = ']';
-    const std::pair<QJsonObject, int> rows[] = {
-        {{}, 0}, // ten bytes
-        {{{"flows", QString(json("{'id':'abc'}"))}}, 0},
-        {{{"flows", large}}, large.count('{')},
-        {{{"flows", large}, {"unsized", true}}, large.count('{')},
+    const QString one(json("[{'id':'1','label':'one'}]"));
+    const auto next = [](const char *name, const char *value) {
+        return QJsonObject{{name, value}};
     };
-    for (const auto &[settings, flows] : rows) {
+    // Settings, flows, what is logged.
+    const std::tuple<QJsonObject, int, const char *> rows[] = {
+        {{}, 0, ""}, // ten bytes
+        {{{"flows", QString(json("{'id':'abc'}"))}}, 0, "No list of flows"},
+        {{{"flows", "<html><body>sorry"}}, 0, "No list of flows"},
+        {{{"flows", large}}, large.count('{'), ""},
+        {{{"flows", large}, {"unsized", true}}, large.count('{'), ""},
+        {{{"flows", one}, {"next", next("X-Paging-NextKey", "k")}}, 1, "Not all flows"},
+        {{{"flows", one}, {"next", next("Link", "<https://a/b?c=1>; rel=\"next\"")}},
+         1,
+         "Not all flows"},
+        {{{"flows", one}, {"next", next("Link", "<https://a/next>; rel=\"first\"")}}, 1, ""},
+    };
+    for (const auto &[settings, flows, logged] : rows) {
+        init();
         reset(settings);
         BrowseSession session;
+        QSignalSpy inserted(session.probe.treeModel, &QAbstractItemModel::rowsInserted);
         session.connectTo(addRepository(session));
         QTRY_COMPARE(session.status(), QString("Count: %1 | Finished").arg(flows));
+        QCOMPARE(inserted.size(), flows > 0 ? 2 : 1); // the Root, and all flows at once
         QTRY_VERIFY(session.probe.ui.treeView->model());
         QCOMPARE(session.root()->rowCount(), flows);
         QCOMPARE(session.probe.rootItems.size(), flows + 1);
+        const QByteArray log = takeLog();
+        QVERIFY2(log.contains("ERROR") == (*logged != 0) && log.contains(logged), log);
     }
-}
-
-void TamsTest::failures_data()
-{
-    QTest::addColumn<QJsonObject>("settings");
-    QTest::addColumn<QString>("what");   // of the log line and the box
-    QTest::addColumn<QString>("reason"); // in the log
-    QTest::newRow("no entry file") << QJsonObject() << "Unable to open TAMS config file"
-                                   << "";
-    QTest::newRow("missing") << QJsonObject{{"status", 404}} << "Unable to open"
-                             << "error 2 0x00000002";
-    QTest::newRow("token endpoint down") << QJsonObject{{"tokenStatus", 403}} << "Unable to open"
-                                         << "out of order";
-    QTest::newRow("nine bytes") << QJsonObject{{"flows", "[       ]"}} << "Flow too small"
-                                << "error";
-    QTest::newRow("cut") << QJsonObject{{"flows", QString(100'000, ' ')}, {"cut", 5}}
-                         << "Error reading flow"
-                         << "error";
-    QTest::newRow("promises 4 GiB")
-        << QJsonObject{{"promise", 4294967296.0}} << "Error reading flow"
-        << "error 12152 0x00002F78";
 }
 
 void TamsTest::failures()
 {
-    QFETCH(QJsonObject, settings);
-    QFETCH(QString, what);
-    QFETCH(QString, reason);
-    reset(settings);
-    BrowseSession session;
-    const QString host = addRepository(session);
-    const bool noFile = settings.isEmpty();
-    const QString path = configDirectory() + host + ".json";
-    if (noFile)
-        QVERIFY(QFile::remove(path));
-    session.connectTo(host);
-    QTRY_VERIFY_WITH_TIMEOUT(session.probe.window.findChild<QMessageBox *>(), 60'000);
-    const auto *box = session.probe.window.findChild<QMessageBox *>();
-    const QString place = noFile ? path : "https://" + host + "/Prod/flows?limit=300";
-    QCOMPARE(box->windowTitle(), "ERROR: " + what);
-    QCOMPARE(box->text(), (noFile ? "R" : "ER") + QString("ROR: %1 <%2>").arg(what, place));
-    QCOMPARE(box->standardButtons(), QMessageBox::Ok);
-    QCOMPARE(box->icon(), QMessageBox::Warning);
-    QCOMPARE(session.events, noFile ? QStringList() : QStringList("Connecting"));
-    QCOMPARE(session.status(), session.events.join(""));
-    QVERIFY(!session.probe.ui.treeView->model());
-    QCOMPARE(session.root()->rowCount(), 0);
-    const QString log = takeLog();
-    QVERIFY2(log.contains(QString("ERROR: %1 <%2>").arg(what, place)), log.toUtf8());
-    QVERIFY2(log.contains(reason) && !log.contains("wo rd"), log.toUtf8());
-    // The box is still there when the window goes.
+    const QString large(100'000, ' ');
+    // Settings, what log line and box say, the reason in the log.
+    const std::tuple<QJsonObject, QString, QString> rows[] = {
+        {{}, "Unable to open TAMS config file", ""}, // no entry file
+        {{{"status", 404}}, "Unable to open", "as told to ***"},
+        {{{"tokenStatus", 403}}, "Unable to open", "out of order"},
+        {{{"flows", "[       ]"}}, "Flow too small", "error"},
+        {{{"flows", large}, {"cut", 5}}, "Error reading flow", "error"},
+        {{{"promise", 4294967296.0}}, "Error reading flow", "error 12152 0x00002F78"},
+    };
+    for (const auto &[settings, what, reason] : rows) {
+        init();
+        reset(settings);
+        BrowseSession session;
+        const QString host = addRepository(session);
+        const bool noFile = settings.isEmpty();
+        const QString path = configDirectory() + host + ".json";
+        QVERIFY(!noFile || QFile::remove(path));
+        session.connectTo(host);
+        QTRY_VERIFY_WITH_TIMEOUT(session.probe.window.findChild<QMessageBox *>(), 60'000);
+        const auto *box = session.probe.window.findChild<QMessageBox *>();
+        const QString place = noFile ? path : "https://" + host + "/Prod/flows?limit=300";
+        QCOMPARE(box->windowTitle(), "ERROR: " + what);
+        QCOMPARE(box->text(), (noFile ? "R" : "ER") + QString("ROR: %1 <%2>").arg(what, place));
+        QCOMPARE(box->standardButtons(), QMessageBox::Ok);
+        QCOMPARE(box->icon(), QMessageBox::Warning);
+        QCOMPARE(session.events, noFile ? QStringList() : QStringList("Connecting"));
+        QCOMPARE(session.status(), session.events.join(""));
+        QVERIFY(!session.probe.ui.treeView->model());
+        QCOMPARE(session.root()->rowCount(), 0);
+        const QString log = takeLog();
+        QVERIFY2(log.contains(QString("ERROR: %1 <%2>").arg(what, place)), log.toUtf8());
+        QVERIFY2(log.contains(reason) && !log.contains("wo rd") && !log.contains("token-"),
+                 log.toUtf8());
+        // The box is still there when the window goes.
+    }
 }
 
-void TamsTest::tokens_data()
+// Leaves what a failure leaves, but tells nobody what they did themselves.
+void TamsTest::interrupt()
 {
-    QTest::addColumn<QJsonObject>("settings");
-    QTest::addColumn<bool>("voided");          // the token, between two Connects
-    QTest::addColumn<QStringList>("expected"); // requests of both
-    const QString basic = "POST token Basic", body = "POST token ", get = "GET flows Bearer";
-    QTest::newRow("lasts") << QJsonObject() << false << QStringList{basic, get, get};
-    QTest::newRow("refused once") << QJsonObject() << true
-                                  << QStringList{basic, get, get, basic, get};
-    QTest::newRow("Basic refused")
-        << QJsonObject{{"basic", false}} << true << QStringList{basic, body, get, get, body, get};
-    QTest::newRow("short life") << QJsonObject{{"lifetime", 0.002}} << false
-                                << QStringList{basic, get, basic, get};
+    reset({{"promise", 100'000}}); // and no more than ten bytes come
+    BrowseSession session;
+    session.probe.window.show();
+    session.connectTo(addRepository(session));
+    QVERIFY(QTest::qWaitFor([&] { return !requests().filter("GET").isEmpty(); }));
+    QTest::keyClick(&session.probe.window, Qt::Key_Escape);
+    QTRY_VERIFY(!session.probe.ui.treeView->testAttribute(Qt::WA_SetCursor));
+    QCOMPARE(session.events, QStringList("Connecting"));
+    QVERIFY(!session.probe.ui.treeView->model());
+    QVERIFY(!session.probe.window.findChild<QMessageBox *>());
+    QCOMPARE(takeLog(), QByteArray());
 }
 
 void TamsTest::tokens()
 {
-    QFETCH(QJsonObject, settings);
-    QFETCH(bool, voided);
-    QFETCH(QStringList, expected);
-    reset(settings);
-    BrowseSession session;
-    const QString host = addRepository(session);
-    for (const int round : {1, 2}) {
-        session.connectTo(host);
-        QTRY_COMPARE_WITH_TIMEOUT(session.endsOfSources, round, 60'000);
-        if (voided && round == 1)
-            m_server.command("void");
+    const QString basic = "POST token Basic", body = "POST token ", get = "GET flows Bearer";
+    // Settings, whether the token is voided between two Connects, the requests of both.
+    const std::tuple<QJsonObject, bool, QStringList> rows[] = {
+        {{}, false, {basic, get, get}},
+        {{}, true, {basic, get, get, basic, get}},
+        {{{"basic", false}}, true, {basic, body, get, get, body, get}},
+        {{{"lifetime", 0.002}}, false, {basic, get, basic, get}},
+    };
+    for (const auto &[settings, voided, expected] : rows) {
+        init();
+        reset(settings);
+        BrowseSession session;
+        const QString host = addRepository(session);
+        for (const int round : {1, 2}) {
+            session.connectTo(host);
+            QTRY_COMPARE_WITH_TIMEOUT(session.endsOfSources, round, 60'000);
+            if (voided && round == 1)
+                m_server.command("void");
+        }
+        QStringList sent = requests();
+        sent.replaceInStrings("login.amazonaws.com/", "");
+        sent.replaceInStrings(host + "/Prod/flows?limit=300", "flows");
+        QCOMPARE(sent, expected);
     }
-    QStringList sent = requests();
-    sent.replaceInStrings("login.amazonaws.com/", "");
-    sent.replaceInStrings(host + "/Prod/flows?limit=300", "flows");
-    QCOMPARE(sent, expected);
 }
 
 void TamsTest::tokenIsForOneHost()

@@ -103,11 +103,7 @@ void MainWindow::makeModels()
     driveModel = new QFileSystemModel(this);
     driveModel->setReadOnly(true);
     driveModel->setFilter(QDir::Dirs | QDir::NoDotAndDotDot);
-    // The computer's own text names this root too, but on Windows only to index(): setRootPath()
-    // takes it for a folder that is missing and stays where the program was started.
-    driveModel->setRootPath(QString());
-    showModel(ui->treeView, driveModel);
-    ui->treeView->setRootIndex(driveModel->index(driveModel->rootPath()));
+    showDrives();
 
     // A double-click opens a folder; it must not start to edit the name.
     ui->treeView->setEditTriggers(QAbstractItemView::NoEditTriggers);

@@ -8,11 +8,15 @@
 #include <QList>
 #include <QMainWindow>
 #include <QModelIndex>
+#include <functional>
 #include <memory>
 
 class AddDialog;
+class BrowseActions;
 class BrowseTree;
+class ListingWarnings;
 class Listings;
+class LogAccess;
 class ParamDialog;
 class PartialRestoreDialog;
 class QFileSystemModel;
@@ -72,13 +76,16 @@ private:
     // Sources: item i of the "URL:" box shows sources[i], the computer's entry comes last.
     void loadSources();
     void appendComputer();
-    QString entryBucket(const URL *source) const;
+    QString entryPath(const URL *source) const;
     void deleteEntryFile(const QString &path);
     void saveTargets();
 
     // Connecting and listing
     void makeListings();
     void leaveSource();
+    void connectS3(const QString &url);
+    void listAgain();
+    void showComputer();
     void connectTams(const QString &text);
     void showSource(const QString &url);
     void listSource(const QString &address);
@@ -88,6 +95,7 @@ private:
 
     // Browsing
     void setBrowsing(bool local, bool tams);
+    void showDrives();
     void showLocalFolder(const QModelIndex &folder);
     void showFolderFiles(const QStandardItem *folder);
     QStandardItem *itemOf(const TreeSortFilterProxyModel *proxy, const QModelIndex &index) const;
@@ -117,12 +125,17 @@ private:
     bool localBrowsing = true;
     bool tamsBrowsing = false;
     QString tamsEndpoint;
-    // Buckets whose entry file an edited record came from; the others have their own.
-    QHash<const URL *, QString> m_entryBuckets;
+    // Of the entry files that are not named as a new one of the record would be: the record was
+    // edited, or the file was copied there by hand as "X.CSV".
+    QHash<const URL *, QString> m_entryPaths;
     enum class Selection { None, File, Flow } m_selection = Selection::None; // of the last click
     QString m_flowAddressStart; // of the selected flow: repository and endpoint
     BackgroundWork m_work;
     std::unique_ptr<BrowseTree> m_tree;
     std::unique_ptr<Listings> m_listings;
     std::unique_ptr<StatusLine> m_statusLine;
+    BrowseActions *m_browseActions = nullptr;
+    ListingWarnings *m_listingWarnings = nullptr;
+    LogAccess *m_logAccess = nullptr;
+    std::function<void()> m_connectAgain; // to the source connected to last; empty without one
 };

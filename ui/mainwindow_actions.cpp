@@ -61,7 +61,7 @@ void MainWindow::writeSelected(bool encrypt)
     const QString name = isFlow ? selectedPath : selectedName.section(QLatin1Char('.'), 0, 0);
     const QString directory = ui->combo_TargetDir->currentText();
     writeStreamFile(streamFilePath(directory, fileNameOnDisk(name)),
-                    isFlow ? flowAddress() : selectedPath, encrypt);
+                    isFlow ? flowAddress() : usualAddress(selectedPath), encrypt);
 }
 
 void MainWindow::on_button_MakeStream_clicked()

@@ -21,6 +21,15 @@ void MainWindow::setBrowsing(bool local, bool tams)
     ui->treeView->setExpandsOnDoubleClick(local);
 }
 
+void MainWindow::showDrives()
+{
+    // The computer's own text names this root too, but on Windows only to index(): setRootPath()
+    // takes it for a folder that is missing and stays where the program was started.
+    driveModel->setRootPath(QString());
+    showModel(ui->treeView, driveModel);
+    ui->treeView->setRootIndex(driveModel->index(driveModel->rootPath()));
+}
+
 void MainWindow::on_treeView_clicked(QModelIndex index)
 {
     if (!index.isValid())
@@ -61,8 +70,7 @@ void MainWindow::showLocalFolder(const QModelIndex &folder)
 
 void MainWindow::showFolderFiles(const QStandardItem *folder)
 {
-    fileProxy->setSourceModel(treeModel);
-    fileProxy->setFilterFixedString(folder->text());
+    fileProxy->showFolder(folder);
     const QModelIndex root = fileProxy->mapFromSource(folder->index());
     showModel(ui->fileView, root.isValid() ? fileProxy : nullptr);
     ui->fileView->setRootIndex(root);

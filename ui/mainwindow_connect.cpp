@@ -2,11 +2,15 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // "Connect" and the listings that it and the first click on a folder start.
+#include "browseactions.h"
 #include "browsetree.h"
 #include "hqutil.h"
 #include "listings.h"
+#include "listingwarnings.h"
+#include "logaccess.h"
 #include "mainwindow.h"
 #include "statusline.h"
+#include "treesortfilterproxymodel.h"
 #include "treeviews.h"
 #include "ui_mainwindow.h"
 #include "url.h"
@@ -14,6 +18,7 @@
 
 #include <QApplication>
 #include <QFileSystemModel>
+#include <QStandardItem>
 #include <QStyle>
 
 void MainWindow::makeListings()
@@ -22,6 +27,7 @@ void MainWindow::makeListings()
     const ItemIcons icons{style->standardIcon(QStyle::SP_DirIcon),
                           style->standardIcon(QStyle::SP_FileIcon)};
     m_tree = std::make_unique<BrowseTree>(treeModel, &rootItems, icons);
+    fileProxy->setFileCount([this](const QStandardItem *item) { return m_tree->fileCount(item); });
     m_listings = std::make_unique<Listings>(&m_work, m_tree.get(), this);
     m_statusLine = std::make_unique<StatusLine>(ui->textbox_Status);
     const Listings *listings = m_listings.get();
@@ -31,6 +37,24 @@ void MainWindow::makeListings()
     connect(listings, &Listings::endpointRead, this,
             [this](const QString &endpoint) { tamsEndpoint = endpoint; });
     connect(listings, &Listings::failed, this, &MainWindow::showListingFailure);
+    m_listingWarnings = new ListingWarnings(this);
+    connect(listings, &Listings::brokeOff, this,
+            [this](const QString &folder, quint64 entries, const QString &reason) {
+                m_listingWarnings->add(folder, entries, reason);
+            });
+    m_browseActions = new BrowseActions(
+        ui->treeView, ui->fileView,
+        {[this] { listAgain(); }, [this] { m_listings->interrupt(); }, [this] { showComputer(); }});
+    m_logAccess = new LogAccess(ui->textbox_Status);
+    connect(listings, &Listings::busyChanged, this, [this](bool isBusy) {
+        m_browseActions->setBusy(isBusy);
+        m_logAccess->refresh();
+    });
+    // The right view may show what is below the item that goes.
+    connect(listings, &Listings::renewing, this, [this] { showModel(ui->fileView, nullptr); });
+    connect(listings, &Listings::renewed, this, [this](const QStandardItem *folder) {
+        ui->treeView->setCurrentIndex(folderProxy->mapFromSource(folder->index()));
+    });
 }
 
 void MainWindow::on_button_Connect_clicked()
@@ -43,14 +67,21 @@ void MainWindow::on_button_Connect_clicked()
     }
     const QString text = ui->combo_URL->currentText();
     if (text.contains(QLatin1String("tamss://"))) {
+        m_connectAgain = [this, text] { connectTams(text); };
         connectTams(text);
         return;
     }
     const QString url = sources[index]->getUrl();
+    m_connectAgain = [this, url] { connectS3(url); };
+    connectS3(url);
+}
+
+void MainWindow::connectS3(const QString &url)
+{
     leaveSource();
     if (hqOSIsNetworkSource(url.toUtf8().constData()) == 0) {
         setBrowsing(true, false);
-        driveModel->setRootPath(text);
+        driveModel->setRootPath(ui->combo_URL->currentText());
         showModel(ui->treeView, driveModel);
         ui->treeView->setRootIndex(driveModel->index(driveModel->rootPath()));
         return;
@@ -63,9 +94,34 @@ void MainWindow::on_button_Connect_clicked()
 void MainWindow::leaveSource()
 {
     m_listings->stop();
+    m_listingWarnings->clear();
     showModel(ui->treeView, nullptr);
     showModel(ui->fileView, nullptr);
     m_tree->forget();
+}
+
+void MainWindow::listAgain()
+{
+    const QModelIndex current = ui->treeView->currentIndex();
+    if (current.model() == driveModel) {
+        on_treeView_clicked(current);
+        return;
+    }
+    QStandardItem *item = itemOf(folderProxy, current);
+    if (item && item->parent()) {
+        m_listings->listAgain(item);
+    } else if (m_connectAgain) {
+        itemCount = 0;
+        m_connectAgain();
+    }
+}
+
+void MainWindow::showComputer()
+{
+    m_connectAgain = nullptr;
+    leaveSource();
+    setBrowsing(true, false);
+    showDrives();
 }
 
 void MainWindow::showSource(const QString &url)

@@ -8,6 +8,7 @@
 #include "mainwindow.h"
 #include "paramdialog.h"
 #include "s3entries.h"
+#include "s3service.h"
 #include "tamsdialog.h"
 #include "tamsentries.h"
 #include "targetdirectories.h"
@@ -36,6 +37,8 @@ void MainWindow::loadSources()
         auto *source =
             new URL(entry.key, entry.secret, entry.region, entry.bucket, entry.site, false);
         sources.append(source);
+        if (entry.path != s3EntryPath(directory, entry.bucket))
+            m_entryPaths.insert(source, entry.path);
         ui->combo_URL->addItem(source->getDisplayName());
     }
     for (const QString &host : readTamsHosts(directory)) {
@@ -71,16 +74,17 @@ void MainWindow::onUpdateUrl(const QString &key, const QString &secret, const QS
     if (position < 0)
         return;
     sources[position] = new URL(key, secret, region, bucket, target->getSite(), false);
-    m_entryBuckets.insert(sources[position], entryBucket(target));
-    m_entryBuckets.remove(target);
+    m_entryPaths.insert(sources[position], entryPath(target));
+    m_entryPaths.remove(target);
+    hq::tryRegionFirst(target->getSite().toStdString(), bucket.toStdString(), region.toStdString());
     ui->combo_URL->setCurrentIndex(position);
     ui->combo_URL->setItemText(position, sources[position]->getDisplayName());
     delete target;
 }
 
-QString MainWindow::entryBucket(const URL *source) const
+QString MainWindow::entryPath(const URL *source) const
 {
-    return m_entryBuckets.value(source, source->getBucket());
+    return m_entryPaths.value(source, s3EntryPath(configDirectory(), source->getBucket()));
 }
 
 void MainWindow::on_button_URL_Remove_clicked()
@@ -99,13 +103,13 @@ void MainWindow::on_button_URL_Remove_clicked()
         return;
     ui->combo_URL->removeItem(position);
     const std::unique_ptr<URL> source(sources.takeAt(position));
-    const QString bucket = entryBucket(source.get());
-    m_entryBuckets.remove(source.get());
+    const QString path = entryPath(source.get());
+    m_entryPaths.remove(source.get());
     const auto sharesFile = [&](const URL *other) {
-        return !other->isTams && entryBucket(other) == bucket;
+        return !other->isTams && entryPath(other) == path;
     };
     if (!source->isTams && std::none_of(sources.cbegin(), sources.cend(), sharesFile))
-        deleteEntryFile(s3EntryPath(directory, bucket));
+        deleteEntryFile(path);
 }
 
 void MainWindow::deleteEntryFile(const QString &path)
@@ -139,7 +143,7 @@ void MainWindow::onAddTams(const QString &tams, const QString &end, const QStrin
 
     qDeleteAll(sources);
     sources.clear();
-    m_entryBuckets.clear();
+    m_entryPaths.clear();
     ui->combo_URL->clear();
     loadSources();
     appendComputer();

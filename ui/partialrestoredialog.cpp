@@ -56,7 +56,13 @@ void PartialRestoreDialog::stopCopy()
 
 void PartialRestoreDialog::onAccept()
 {
-    if (!sourceAddress.isEmpty() && !targetDir.isEmpty()) {
+    const QString refusal = sourceAddress.isEmpty() ? tr("no file was selected")
+                            : targetDir.isEmpty()   ? tr("there is no target directory")
+                            : isCopying()           ? tr("the copy before has not ended")
+                                                    : QString();
+    if (!refusal.isEmpty()) {
+        report(tr("Partial restore refused: ") + refusal);
+    } else {
         const QLatin1Char separator('\\');
         if (!targetDir.endsWith(separator))
             targetDir.append(separator);
@@ -73,14 +79,18 @@ void PartialRestoreDialog::onCancel()
 
 void PartialRestoreDialog::onExportProcessComplete()
 {
-    if (m_report)
-        m_report(tr("Partial restore finished"));
+    report(tr("Partial restore finished"));
 }
 
 void PartialRestoreDialog::onExportProcessFailed()
 {
+    report(tr("Partial restore failed"));
+}
+
+void PartialRestoreDialog::report(const QString &line)
+{
     if (m_report)
-        m_report(tr("Partial restore failed"));
+        m_report(line);
 }
 
 void PartialRestoreDialog::resizeEvent(QResizeEvent *)

@@ -21,7 +21,7 @@ public:
     // Waits for a running copy to end, for a second at most.
     ~PartialRestoreDialog() override;
 
-    // `report` receives a line for the status box when a copy has ended.
+    // `report` receives a line for the status box when a copy has ended or is refused.
     void setReport(std::function<void(const QString &)> report) { m_report = std::move(report); }
     bool isCopying() const;
     // Asks a running copy to end, without waiting.
@@ -37,6 +37,8 @@ protected:
     void resizeEvent(QResizeEvent *event) override;
 
 private:
+    void report(const QString &line);
+
     QPushButton *acceptButton;
     QPushButton *cancelButton;
     QLabel *inLabel;

@@ -11,10 +11,11 @@ void showWarning(QWidget *parent, const QString &title, const QString &text)
     box.exec();
 }
 
-void openWarning(QWidget *parent, const QString &title, const QString &text)
+QMessageBox *openWarning(QWidget *parent, const QString &title, const QString &text)
 {
     auto *box = new QMessageBox(QMessageBox::Warning, title, text, QMessageBox::Ok, parent);
     box->setTextFormat(Qt::PlainText);
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->open();
+    return box;
 }

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+class QMessageBox;
 class QString;
 class QWidget;
 
@@ -9,5 +10,5 @@ class QWidget;
 // stands in "<" and ">" is shown as it is.
 void showWarning(QWidget *parent, const QString &title, const QString &text);
 
-// The same, but returns at once. The box goes with its parent when it is not closed before.
-void openWarning(QWidget *parent, const QString &title, const QString &text);
+// The same, but returns at once. The box goes when it is closed, or with its parent.
+QMessageBox *openWarning(QWidget *parent, const QString &title, const QString &text);

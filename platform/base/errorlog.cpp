@@ -7,6 +7,7 @@
 #include "base/redaction.h"
 #include "base/system.h"
 #include "credentials.h"
+#include "failures.h"
 #include "qtmessages.h"
 
 #include <QDateTime>
@@ -25,6 +26,7 @@ struct Log
 {
     std::mutex mutex;
     std::string name = "Pellory";
+    std::string lastLine;
 };
 
 Log &errorLog()
@@ -41,15 +43,19 @@ std::string folderBelow(const std::string &root)
     return root + "Corvane" + separator + "Pellory" + separator;
 }
 
-std::string formatLine(std::string text)
+std::string oneLine(std::string text)
 {
-    // One line stays one line.
     std::replace_if(
         text.begin(), text.end(), [](char c) { return c == '\r' || c == '\n' || c == '\t'; }, ' ');
+    return printable(text);
+}
+
+std::string formatLine(const std::string &text)
+{
     std::string line = QDateTime::currentDateTime()
                            .toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz "))
                            .toStdString();
-    line += std::to_string(system::threadId()) + ' ' + printable(text);
+    line += std::to_string(system::threadId()) + ' ' + text;
     if (line.size() > kLongestLine) {
         std::size_t end = kLongestLine;
         while ((static_cast<unsigned char>(line[end]) & 0xc0) == 0x80)
@@ -65,16 +71,21 @@ std::string logName()
     return errorLog().name;
 }
 
+constexpr const char *kQtMessage = "Qt ";
+
 void append(const std::string &text)
 {
     Log &log = errorLog();
     const std::lock_guard<std::mutex> lock(log.mutex);
+    const std::string shown = oneLine(text);
+    if (text.rfind(kQtMessage, 0) != 0)
+        log.lastLine = shown;
     const std::string root = system::stateRoot();
     const std::string folder = folderBelow(root);
     if (root.empty() || !system::makeFolders(folder))
         return;
     const std::string path = folder + log.name + ".log";
-    const std::string line = formatLine(text);
+    const std::string line = formatLine(shown);
     auto file = system::NativeFile::openForAppending(path);
     std::int64_t end = 0;
     if (!file.isOpen() || !file.append(line.data(), line.size(), &end))
@@ -112,7 +123,7 @@ void handleQtMessage(QtMsgType type, const QMessageLogContext &context, const QS
         kind = "fatal";
         break;
     }
-    writeErrorLog(std::string("Qt ") + kind + " (" +
+    writeErrorLog(std::string(kQtMessage) + kind + " (" +
                   (context.category ? context.category : "default") +
                   "): " + message.toStdString());
     isBusy = false;
@@ -128,6 +139,18 @@ void setErrorLogName(std::string_view name)
         return;
     const std::lock_guard<std::mutex> lock(errorLog().mutex);
     errorLog().name = name;
+}
+
+std::string errorLogPath()
+{
+    const std::string root = system::stateRoot();
+    return root.empty() ? root : folderBelow(root) + logName() + ".log";
+}
+
+std::string lastLogLine()
+{
+    const std::lock_guard<std::mutex> lock(errorLog().mutex);
+    return errorLog().lastLine;
 }
 
 void writeErrorLog(const std::string &text) noexcept

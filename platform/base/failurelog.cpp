@@ -8,6 +8,7 @@
 #include "base/network.h"
 #include "base/system.h"
 #include "credentials.h"
+#include "failures.h"
 #include "net/s3address.h"
 #include "transfer.h"
 
@@ -62,26 +63,32 @@ std::string meaningOf(std::string_view address)
     return {};
 }
 
-void write(const std::string &what, std::string_view address, std::string advice)
+// "error 5 (denied), HTTP status 403, server: AccessDenied, what follows for the person".
+std::string reason(std::string_view address, std::string advice)
 {
     const FailureDetails &details = failureDetails();
-    if (advice.empty())
+    if (!details.advice.empty())
         advice = details.advice;
     if (advice.empty())
         advice = wrongForm(address);
     if (advice.empty())
         advice = meaningOf(address);
-    std::string line = "ERROR: " + what + ", " + errorText(lastError());
+    std::string text = errorText(lastError());
     if (details.httpStatus != 0)
-        line += ", HTTP status " + std::to_string(details.httpStatus);
+        text += ", HTTP status " + std::to_string(details.httpStatus);
     constexpr std::size_t kLongestWord = 300;
     if (!details.serverWord.empty())
-        line +=
+        text +=
             ", server: " +
             harmlessReport(std::string_view(details.serverWord).substr(0, kLongestWord), address);
     if (!advice.empty())
-        line += ", " + advice;
-    writeHarmlessLine(line);
+        text += ", " + advice;
+    return text;
+}
+
+void write(const std::string &what, std::string_view address, const std::string &advice)
+{
+    writeHarmlessLine("ERROR: " + what + ", " + reason(address, advice));
 }
 
 template <typename Call>
@@ -96,19 +103,16 @@ void unlessCancelled(Call call) noexcept
     }
 }
 
-// The code alone does not tell which of its two paths a copy failed at.
+// Which of a copy's two paths is wrong, and how.
 std::string wrongSide(std::string_view source, std::string_view destination)
 {
-    const std::uint32_t code = lastError();
-    const bool isAnswered = failureDetails().httpStatus != 0;
-    const LastErrorKeeper keeper;
-    const std::string from(source);
-    const bool isNetwork = network::isNetworkSource(from);
-    if (isNetwork ? isAnswered || !wrongForm(source).empty() : !local::openForReading(from))
-        return static_cast<Error>(code) == Error::AccessDenied && !isNetwork
+    if (!failureDetails().isOfTarget)
+        return isLastError(Error::AccessDenied) && !network::isNetworkSource(std::string(source))
                    ? "the source cannot be read"
                    : "";
-    switch (static_cast<Error>(code)) {
+    const auto code = static_cast<Error>(lastError());
+    const LastErrorKeeper keeper;
+    switch (code) {
     case Error::NotSupported:
         return network::isNetworkSource(std::string(destination)) ? "copies go to local files only"
                                                                   : "the destination is no file";
@@ -127,6 +131,11 @@ std::string wrongSide(std::string_view source, std::string_view destination)
 }
 
 } // namespace
+
+std::string failureReason(std::string_view address)
+{
+    return reason(address, {});
+}
 
 void logFailedOpen(std::string_view address) noexcept
 {

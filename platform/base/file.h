@@ -25,6 +25,8 @@ public:
     virtual bool size(std::int64_t *) { return fail(Error::NotSupported); }
     virtual bool seek(std::int64_t) { return fail(Error::NotSupported); }
     virtual bool write(const char *, std::size_t) { return fail(Error::NotSupported); }
+    // Whether the source says that more of it stands elsewhere.
+    virtual bool hasNextPage() const { return false; }
     // Completes a written file. Destruction without it leaves no trace of the write.
     virtual bool close() { return true; }
 };

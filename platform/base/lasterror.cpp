@@ -73,6 +73,12 @@ const FailureDetails &failureDetails()
     return t_details;
 }
 
+bool blameTarget()
+{
+    t_details.isOfTarget = true;
+    return false;
+}
+
 // Moved, so that nothing has to be allocated.
 LastErrorKeeper::LastErrorKeeper() : m_code(t_lastError), m_details(std::move(t_details)) {}
 

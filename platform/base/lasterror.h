@@ -40,17 +40,20 @@ std::uint32_t lastError();
 // The code as lines of the log give it: "error 5 (denied)".
 std::string errorText(std::uint32_t code);
 
-// What a network call knows of its failure beside the code.
+// What a call knows of its failure beside the code.
 struct FailureDetails
 {
-    long httpStatus = 0;    // of the answer that ended it; 0 when there was none
-    std::string serverWord; // what the server says about it, as it came
-    std::string advice;     // what follows for the person; empty when nothing does
+    long httpStatus = 0;     // of the answer that ended it; 0 when there was none
+    std::string serverWord;  // what the server says about it, as it came
+    std::string advice;      // what follows for the person; empty when nothing does
+    bool isOfTarget = false; // a copy's destination failed, not its source
 };
 
 // Of this thread's last failure. Set behind its code.
 void setFailureDetails(FailureDetails details);
 const FailureDetails &failureDetails();
+// Says that the last failure is that of a copy's destination; false.
+bool blameTarget();
 
 // Brings this thread's code and details back on destruction.
 class LastErrorKeeper

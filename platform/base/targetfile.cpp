@@ -56,11 +56,11 @@ std::unique_ptr<TargetFile> TargetFile::create(const std::string &destination,
                                                system::Rights rights, bool keepExisting)
 {
     std::string target = writableTarget(destination, keepExisting);
-    if (target.empty())
-        return nullptr;
     std::unique_ptr<TargetFile> file(new TargetFile(std::move(target), keepExisting));
-    if (!file->open(rights))
+    if (file->m_target.empty() || !file->open(rights)) {
+        blameTarget();
         return nullptr;
+    }
     system::removeAbandoned(folderOf(file->m_target), file->m_file, [] { return !isStopped(); });
     return file;
 }
@@ -79,17 +79,18 @@ bool TargetFile::open(system::Rights rights)
 
 bool TargetFile::reserve(std::int64_t size)
 {
-    return m_file.reserve(size, [] { return !isStopped(); });
+    return m_file.reserve(size, [] { return !isStopped(); }) || blameTarget();
 }
 
 bool TargetFile::writeAt(std::int64_t offset, const char *data, std::size_t size)
 {
-    return m_file.writeAt(offset, data, size) && pace(static_cast<std::int64_t>(size));
+    return (m_file.writeAt(offset, data, size) && pace(static_cast<std::int64_t>(size))) ||
+           blameTarget();
 }
 
 bool TargetFile::clear()
 {
-    return m_file.clear();
+    return m_file.clear() || blameTarget();
 }
 
 bool TargetFile::copyFrom(const system::NativeFile &source, const CopyProgress &progress)
@@ -108,9 +109,10 @@ bool TargetFile::copyFrom(const system::NativeFile &source, const CopyProgress &
         return false;
     const std::unique_ptr<char[]> buffer(new char[kChunk]);
     for (std::size_t read = kChunk; read == kChunk;) {
-        if (!source.readAt(done, buffer.get(), kChunk, &read) ||
-            !m_file.writeAt(done, buffer.get(), read))
+        if (!source.readAt(done, buffer.get(), kChunk, &read))
             return false;
+        if (!m_file.writeAt(done, buffer.get(), read))
+            return blameTarget();
         done += static_cast<std::int64_t>(read);
         if (!step(done, std::max(done, total)))
             return false;
@@ -144,7 +146,7 @@ bool TargetFile::commit()
     const bool isLong = m_unwritten >= system::smallestWriteBack();
     if (!goOn() || (isLong && !m_file.writeBack()) || !goOn() || !m_file.sync() || !goOn() ||
         !place())
-        return false;
+        return blameTarget();
     m_isPlaced = true;
     // Whoever sees the copy finished may delete the source.
     m_file.syncName(m_target);
@@ -157,12 +159,28 @@ bool TargetFile::place()
     if (m_name.empty()) {
         if (m_file.link(m_target))
             return true;
-        if (m_keepExisting || lastError() != static_cast<std::uint32_t>(Error::FileExists))
+        const bool isTaken = lastError() == static_cast<std::uint32_t>(Error::FileExists);
+        if (isTaken && m_keepExisting)
             return false;
-        m_name =
-            makeTemporary(m_target, [this](const std::string &name) { return m_file.link(name); });
+        if (isTaken)
+            m_name = makeTemporary(m_target,
+                                   [this](const std::string &name) { return m_file.link(name); });
+        else if (!takeName())
+            return false;
     }
     return !m_name.empty() && m_file.rename(m_name, m_target, m_keepExisting);
+}
+
+// For systems that make files without a name and give them none later.
+bool TargetFile::takeName()
+{
+    const system::NativeFile nameless = std::exchange(m_file, {});
+    const system::Rights rights = nameless.rights();
+    m_name = makeTemporary(m_target, [&](const std::string &name) {
+        m_file = system::NativeFile::createLocked(name, rights);
+        return m_file.isOpen();
+    });
+    return !m_name.empty() && copyFrom(nameless, {}) && m_file.sync();
 }
 
 } // namespace hq

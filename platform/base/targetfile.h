@@ -49,6 +49,7 @@ private:
     bool open(system::Rights rights);
     bool pace(std::int64_t size);
     bool place();
+    bool takeName();
 
     const std::string m_target;
     const bool m_keepExisting;

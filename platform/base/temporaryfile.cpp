@@ -13,12 +13,13 @@ namespace hq {
 
 namespace {
 
-// A temporary name is ".", the name, ".", a mark, ".part". The mark is random but for its end,
-// which stands for this run of the machine. File systems end names at 255 bytes or characters.
+// A temporary name is ".", the name, ".pellory-", a mark, ".part". The mark is random but for its
+// end, which stands for this run of the machine. File systems end names at 255 bytes or characters.
 constexpr std::size_t kLongestName = 200;
 constexpr std::size_t kMarkSize = 6;
 constexpr std::size_t kBootMarkSize = 3;
 constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyz0123456789";
+constexpr std::string_view kOurs = ".pellory-"; // other programs have parts, too
 constexpr std::string_view kEnd = ".part";
 
 // Empty when the system does not tell its runs apart.
@@ -59,13 +60,14 @@ std::string folderOf(const std::string &path)
 
 bool isTemporaryName(std::string_view name)
 {
-    constexpr std::size_t kMarks = 1 + 1 + kMarkSize + kEnd.size();
+    constexpr std::size_t kMarks = 1 + kOurs.size() + kMarkSize + kEnd.size();
     if (name.size() <= kMarks || name.size() > kMarks + kLongestName || name.front() != '.' ||
         name.substr(name.size() - kEnd.size()) != kEnd)
         return false;
     name.remove_suffix(kEnd.size());
     const std::string_view mark = name.substr(name.size() - kMarkSize);
-    return name[name.size() - kMarkSize - 1] == '.' &&
+    name.remove_suffix(kMarkSize);
+    return name.substr(name.size() - kOurs.size()) == kOurs &&
            mark.find_first_not_of(kLetters) == std::string_view::npos;
 }
 
@@ -115,8 +117,8 @@ std::string makeTemporary(const std::string &target,
         name.resize(end);
     }
     for (int attempt = 0; attempt < 100; ++attempt) {
-        std::string path = target.substr(0, start) + '.' + name + '.' + newMark();
-        path += kEnd;
+        std::string path = target.substr(0, start) + '.' + name;
+        path.append(kOurs).append(newMark()).append(kEnd);
         if (create(path))
             return path;
         if (lastError() != static_cast<std::uint32_t>(Error::FileExists))

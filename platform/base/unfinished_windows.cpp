@@ -189,7 +189,7 @@ void removeAbandoned(const std::string &folder, const NativeFile &,
 {
     const LastErrorKeeper keeper;
     WIN32_FIND_DATAW found{};
-    const HANDLE search = ::FindFirstFileW(native(folder + ".*.part").c_str(), &found);
+    const HANDLE search = ::FindFirstFileW(native(folder + ".*.pellory-*.part").c_str(), &found);
     if (search == INVALID_HANDLE_VALUE)
         return;
     const std::unique_ptr<void, BOOL (*)(HANDLE)> closer(

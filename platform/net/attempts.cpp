@@ -133,13 +133,15 @@ std::chrono::milliseconds backoff(int failures, const HttpAnswer &answer)
         seconds = date - std::time(nullptr);
         isGiven = true;
     }
-    if (isGiven)
-        return std::chrono::seconds(std::clamp<long long>(seconds, 0, kLongestToldSeconds));
     int ceiling = kFirstBackoffMilliseconds;
     for (int i = 1; i < failures && ceiling < kLongestBackoffMilliseconds; ++i)
         ceiling *= 2;
     ceiling = std::min(ceiling, kLongestBackoffMilliseconds);
-    return std::chrono::milliseconds(QRandomGenerator::global()->bounded(ceiling / 2, ceiling + 1));
+    const std::chrono::milliseconds own(
+        QRandomGenerator::global()->bounded(ceiling / 2, ceiling + 1));
+    // Not even one that says "at once" is asked without a pause.
+    const std::chrono::seconds told(std::clamp<long long>(seconds, 0, kLongestToldSeconds));
+    return isGiven ? std::max<std::chrono::milliseconds>(own, told) : own;
 }
 
 } // namespace hq

@@ -73,7 +73,7 @@ constexpr int kMostLessons = 3;
 // Whether the same request may succeed later.
 bool isTransient(const HttpAnswer &answer);
 
-// A random wait that grows with the failures in a row, or what the server asks for.
+// A random wait that grows with the failures in a row, longer when the server asks for that.
 std::chrono::milliseconds backoff(int failures, const HttpAnswer &answer);
 
 } // namespace hq

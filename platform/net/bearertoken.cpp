@@ -172,6 +172,8 @@ public:
             form.emplace_back("client_secret", m_client.secret);
         }
         request.body = canonicalQuery(form);
+        request.secrets = {m_client.secret, percentEncoded(m_client.secret, false),
+                           basicCredentials(m_client).toStdString()};
         return request;
     }
     Lesson learn(const HttpAnswer &, const Patience &) override { return Lesson::None; }
@@ -188,23 +190,6 @@ bool refusesBasic(const HttpAnswer &answer)
     const QByteArray body = QByteArray::fromStdString(answer.body);
     return answer.status == 401 ||
            QJsonDocument::fromJson(body).object()["error"].toString() == "invalid_client";
-}
-
-// The same answer without the secret, in any form: an authority may repeat what it was sent.
-HttpAnswer withoutSecret(HttpAnswer answer, const Client &client)
-{
-    if (client.secret.empty())
-        return answer;
-    QString body = QString::fromStdString(answer.body);
-    const QString secret = QString::fromStdString(client.secret);
-    const QByteArray list = QJsonDocument(QJsonArray{secret}).toJson(QJsonDocument::Compact);
-    const QString escaped = QString::fromUtf8(list.mid(2, list.size() - 4));
-    for (const QString &form : {escaped, QString(escaped).replace('/', "\\/"), secret,
-                                QString::fromStdString(percentEncoded(client.secret, false)),
-                                QString::fromUtf8(basicCredentials(client))})
-        body.replace(form, "***");
-    answer.body = body.toStdString();
-    return answer;
 }
 
 // Scheme or host of the server's address, as those who send the request will read it.
@@ -227,10 +212,9 @@ bool isSafe(const Client &client)
 }
 
 // The last error is the token's; whose token, its details tell.
-void nameServer(const HttpAnswer &answer, const Client &client)
+void nameServer(const Client &client)
 {
     FailureDetails details = failureDetails();
-    details.serverWord = serverWord(withoutSecret(answer, client));
     const std::string advice =
         "the OAuth2 server " + partOf(client, CURLUPART_HOST) + " gave no token";
     details.advice = details.advice.empty() ? advice : advice + "; " + details.advice;
@@ -277,7 +261,7 @@ bool fetchToken(const Client &client, Repository &target, const Patience &patien
             given = failWith(answer, Error::InvalidServerResponse);
     }
     if (!given) {
-        nameServer(answer, client);
+        nameServer(client);
         return false;
     }
     const auto life =
@@ -315,10 +299,10 @@ bool bearerToken(const std::string &host, std::string *token, const Patience &pa
     return true;
 }
 
-void refuseBearerToken(const std::string &host, const std::string &token)
+void refuseBearerToken(const std::string &host, const std::string &token, const Patience &patience)
 {
     const auto target = repository(host);
-    const RepositoryHold hold(*target, Clock::time_point::max());
+    const RepositoryHold hold(*target, patience.end());
     if (hold && target->token == token)
         target->token.clear();
 }

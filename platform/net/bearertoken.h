@@ -17,7 +17,8 @@ namespace hq {
 // being fetched waits for it, or until patience ends or the own thread is stopped.
 bool bearerToken(const std::string &host, std::string *token, const Patience &patience);
 
-// Forgets a token that `host` refused, unless another one has taken its place already.
-void refuseBearerToken(const std::string &host, const std::string &token);
+// Forgets a token that `host` refused, unless another one has taken its place already or is being
+// fetched until patience ends.
+void refuseBearerToken(const std::string &host, const std::string &token, const Patience &patience);
 
 } // namespace hq

@@ -171,11 +171,19 @@ std::string serverWord(const HttpAnswer &answer)
     // Not "Code: message", which reads like a credential where the code ends in "Key".
     QString word = QString::fromStdString(
         document.code + (document.message.empty() ? "" : " (" + document.message + ")"));
-    if (word.isEmpty())
+    // What a success holds beside that is content, a token for instance.
+    const bool isRefusal = answer.status < 200 || answer.status >= 300;
+    if (word.isEmpty() && isRefusal)
         word = jsonWord(QJsonDocument::fromJson(QByteArray::fromStdString(answer.body)).object());
-    if (word.isEmpty())
+    if (word.isEmpty() && isRefusal)
         word = firstLine(answer);
-    return word.simplified().left(kMostWordCharacters).toStdString();
+    word = word.simplified();
+    for (const std::string &secret : answer.secrets) {
+        const QString text = QString::fromStdString(secret).simplified();
+        if (!text.isEmpty())
+            word.replace(text, "***");
+    }
+    return word.left(kMostWordCharacters).toStdString();
 }
 
 bool failWith(const HttpAnswer &answer)

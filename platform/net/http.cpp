@@ -117,6 +117,7 @@ Transfer::Transfer(HttpRequest request, Sink sink, std::size_t bodyLimit)
     m_answer.isConditional = m_request.isConditional;
     m_answer.signedRegion = m_request.signedRegion;
     m_answer.clockOffset = m_request.clockOffset;
+    m_answer.secrets = m_request.secrets;
 }
 
 Transfer::~Transfer()
@@ -206,8 +207,11 @@ void Transfer::finish(CURLcode result)
         if (result == CURLE_OK)
             result = CURLE_RECV_ERROR;
         if (isEndlessLine(result))
-            result = CURLE_WRITE_ERROR;                      // as for a head without an end
-        if (m_head == Head::Open || m_answer.status < 200) { // a redirect has come whole
+            result = CURLE_WRITE_ERROR; // as for a head without an end
+        // A redirect is the answer only where it is not followed.
+        const bool isRedirect =
+            result == CURLE_TOO_MANY_REDIRECTS || result == CURLE_UNSUPPORTED_PROTOCOL;
+        if (m_head == Head::Open || m_answer.status < 200 || !isRedirect) {
             m_answer.status = 0;
             m_answer.headers.clear();
         }
@@ -299,24 +303,25 @@ std::size_t Transfer::onBody(char *data, std::size_t, std::size_t size, void *se
         transfer->m_isExplained = size >= room;
         return transfer->m_isExplained ? 0 : size;
     }
-    if (transfer->m_sink) {
-        switch (transfer->m_sink(data, size)) {
-        case Flow::Continue:
-            transfer->m_request.deadline = Clock::time_point::max();
-            transfer->allow(timeLimits().stall);
-            return size;
-        case Flow::Pause:
-            transfer->m_due = Clock::time_point::max();
-            return CURL_WRITEFUNC_PAUSE;
-        case Flow::Abort:
-            return 0;
-        }
+    auto flow = Flow::Continue;
+    if (transfer->m_sink)
+        flow = transfer->m_sink(data, size);
+    else if (answer.body.size() + size > transfer->m_bodyLimit)
+        flow = Flow::Abort;
+    else
+        answer.body.append(data, size);
+    switch (flow) {
+    case Flow::Continue:
+        transfer->m_request.deadline = Clock::time_point::max();
+        transfer->allow(timeLimits().stall);
+        return size;
+    case Flow::Pause:
+        transfer->m_due = Clock::time_point::max();
+        return CURL_WRITEFUNC_PAUSE;
+    case Flow::Abort:
+        break;
     }
-    if (answer.body.size() + size > transfer->m_bodyLimit)
-        return 0;
-    answer.body.append(data, size);
-    transfer->allow(timeLimits().stall);
-    return size;
+    return 0;
 }
 
 } // namespace hq

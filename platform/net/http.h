@@ -27,10 +27,12 @@ struct HttpRequest
     bool followRedirects = false;     // credentials stay with the first host
     bool isDirect = false;            // past any proxy
     bool isConditional = false;       // a 412 is an answer to one of the headers
-    // By when the first byte for a sink, or the whole answer when there is none, must have come.
+    // By when the first byte of a success, or a whole refusal, must have come.
     Clock::time_point deadline = Clock::time_point::max();
     std::string signedRegion;     // what an S3 signature was made with
     std::int64_t clockOffset = 0; // seconds
+    // What the request holds and nobody else may read, as it may come back in an answer.
+    std::vector<std::string> secrets;
 };
 
 struct HttpAnswer
@@ -46,6 +48,7 @@ struct HttpAnswer
     bool isConditional = false;                 // of the request
     std::string signedRegion;                   // of the request
     std::int64_t clockOffset = 0;               // of the request, seconds
+    std::vector<std::string> secrets;           // of the request
 
     bool isSuccess() const { return result == CURLE_OK && status >= 200 && status < 300; }
     std::string header(const char *lowerCaseName) const;

@@ -3,11 +3,13 @@
 #include "net/networkfile.h"
 
 #include "net/failure.h"
+#include "net/text.h"
 #include "transfer.h"
 
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <utility>
 
 namespace hq {
 
@@ -18,6 +20,7 @@ constexpr std::size_t kMostBufferedForSize = 64 * 1024 * 1024;
 constexpr std::uint32_t kMostAtOnce = 256 * 1024 * 1024;
 constexpr std::size_t kMostThrownAway = 256 * 1024;
 constexpr std::int64_t kWorthwhile = 64 * 1024; // a server that gives less each time wears us out
+constexpr int kMostRepeats = 6;                 // in a row, of a source that never comes further
 // Positions behind it are past the end of everything; up to it sums cannot overflow.
 constexpr std::int64_t kLastPosition = std::numeric_limits<std::int64_t>::max() - (1LL << 40);
 
@@ -83,11 +86,14 @@ Flow NetworkFile::take(const char *data, std::size_t size)
         static_cast<std::size_t>(std::min<std::int64_t>(m_skip, static_cast<std::int64_t>(size)));
     m_skip -= static_cast<std::int64_t>(skipped);
     m_buffer.append(data + skipped, size - skipped);
+    m_attempts.patience().renew();
     // What came before a cut and comes again is no progress.
+    m_isRepeating = true;
     const std::int64_t end = m_position + static_cast<std::int64_t>(buffered());
     if (end > m_furthest) {
         m_furthest = end;
-        m_attempts.patience().renew();
+        m_isRepeating = false;
+        m_repeats = 0;
         if (end - m_counted >= kWorthwhile) {
             m_counted = end;
             m_attempts.reset();
@@ -187,6 +193,8 @@ bool NetworkFile::recover()
     if (m_answer.isSuccess())
         m_answer.malformed = true; // fewer bytes than promised
     drop();
+    if (std::exchange(m_isRepeating, false) && ++m_repeats == kMostRepeats)
+        return failWith(m_answer);
     if (!m_attempts.again(*m_resource, m_answer))
         return false;
     m_mayBeginAgain = m_isHandedOut && !m_validator.exists();
@@ -211,7 +219,6 @@ bool NetworkFile::beginAgain()
     m_isLost = false;
     m_isHandedOut = false;
     m_isFirst = true;
-    m_furthest += kWorthwhile; // a cut that comes a little later by chance is no progress
     m_position = 0;
     m_size = m_givenSize;
     return m_attempts.wait();
@@ -331,6 +338,21 @@ bool NetworkFile::seek(std::int64_t position)
     }
     m_position = position;
     return true;
+}
+
+bool NetworkFile::hasNextPage() const
+{
+    if (!m_answer.header("x-paging-nextkey").empty())
+        return true;
+    // <address>; rel="next", <address>; rel="last"
+    const std::string links = lowerCase(m_answer.header("link"));
+    for (std::size_t at = links.find("rel="); at != std::string::npos;
+         at = links.find("rel=", at + 1)) {
+        const std::size_t end = links.find_first_of(";,", at);
+        if (links.substr(at, end - at).find("next") != std::string::npos)
+            return true;
+    }
+    return false;
 }
 
 } // namespace hq

@@ -28,6 +28,7 @@ public:
     bool read(void *buffer, std::uint32_t count, std::uint32_t *read) override;
     bool size(std::int64_t *size) override;
     bool seek(std::int64_t position) override;
+    bool hasNextPage() const override;
 
     // After a failed read: whether it failed only because it could not go on behind what it had
     // handed out. Then it waits, and the source is as it was when it was opened.
@@ -62,6 +63,8 @@ private:
     std::int64_t m_position = 0;   // of the next byte to be read
     std::int64_t m_furthest = 0;   // behind the last byte that came since the last seek
     std::int64_t m_counted = 0;    // m_furthest when the attempts were last counted anew
+    bool m_isRepeating = false;    // the transfer brought bytes, none of them new
+    int m_repeats = 0;             // transfers in a row that did
     bool m_isHandedOut = false;    // some byte since the last seek
     bool m_isLost = false;         // cannot go on behind these bytes
     bool m_mayBeginAgain = false;

@@ -9,7 +9,8 @@
 namespace hq {
 
 // The parts of "s3://" key ":" secret "@" site "/" bucket ["/" object key]. Nothing in an address
-// is escaped, so each part is the text between its separators.
+// is escaped, so each part is the text between its separators. In front of the bucket there may be
+// two "/".
 struct S3Address
 {
     std::string accessKey;

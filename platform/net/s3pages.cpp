@@ -26,6 +26,18 @@ bool S3Pages::poll()
 {
     if (m_page || m_error != 0)
         return true;
+    // Time in which nobody polls is nobody's wait.
+    constexpr std::chrono::milliseconds kUnattended{5 * kStopPollMilliseconds};
+    if (Attempts::Clock::now() - m_polled > kUnattended)
+        m_attempts.patience().resume();
+    advance();
+    m_attempts.patience().pause();
+    m_polled = Attempts::Clock::now();
+    return m_page || m_error != 0;
+}
+
+void S3Pages::advance()
+{
     if (isStopped())
         breakOff(Error::Cancelled);
     else if (m_cursor.state() == S3Cursor::State::Stuck)
@@ -35,7 +47,6 @@ bool S3Pages::poll()
         send();
     else if (m_transfer && m_transfer->isDone())
         settle();
-    return m_page || m_error != 0;
 }
 
 int S3Pages::waitMilliseconds() const
@@ -61,6 +72,7 @@ std::optional<S3Listing> S3Pages::take()
         setFailureDetails(m_details);
     }
     m_attempts.reset();
+    m_polled = Attempts::Clock::now();
     return std::exchange(m_page, std::nullopt);
 }
 

@@ -35,6 +35,7 @@ public:
     bool isAtEnd() const { return !m_page && m_cursor.state() == S3Cursor::State::End; }
 
 private:
+    void advance();
     void send();
     void settle();
     void breakOff(Error error, const char *advice = "");
@@ -45,6 +46,7 @@ private:
     S3Cursor m_cursor;
     S3Resource m_resource;
     Attempts m_attempts; // of the page that comes next
+    Attempts::Clock::time_point m_polled = Attempts::Clock::now();
     std::unique_ptr<Transfer> m_transfer;
     std::optional<S3Listing> m_page;
     HttpAnswer m_answer;       // the last one

@@ -160,6 +160,14 @@ S3Endpoint s3Endpoint(const std::string &site, const std::string &bucket, const 
     return endpoint;
 }
 
+void tryRegionFirst(const std::string &site, const std::string &bucket, const std::string &region)
+{
+    S3Address address;
+    address.site = site.empty() ? kS3ServiceHost : site;
+    address.bucket = bucket;
+    Lessons::shared().setRegion(address, isLabel(region) ? region : std::string());
+}
+
 std::string currentRegion(const S3Address &address)
 {
     std::string region = Lessons::shared().region(address);

@@ -88,7 +88,11 @@ bool hasEntries(const S3Address &address, const std::string &prefix)
 bool walkS3(const S3Address &address, const std::string &written, const network::Entry &entry)
 {
     std::string base = written;
-    if (!isAddressSeparator(base.back()))
+    // The buckets of an account stand behind its address as given, which mostly ends in "/", and
+    // another "/": so they are found to lie below it.
+    const bool isDone = address.bucket.empty() ? base.substr(base.size() - 2) == "//"
+                                               : isAddressSeparator(base.back());
+    if (!isDone)
         base += '/';
     std::uint64_t reported = 0;
     for (const std::string &prefix : folderPrefixes(address)) {

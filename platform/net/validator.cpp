@@ -42,7 +42,10 @@ std::string Validator::condition() const
 
 bool Validator::accepts(const HttpAnswer &answer) const
 {
-    return (m_etag.empty() || answer.header("etag") == m_etag) &&
+    const std::string etag = answer.header("etag");
+    // A server that heeded If-Match need not say the tag again.
+    const bool isSameTag = etag == m_etag || (etag.empty() && isStrong());
+    return (m_etag.empty() || isSameTag) &&
            (m_lastModified.empty() || answer.header("last-modified") == m_lastModified);
 }
 

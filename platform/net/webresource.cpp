@@ -47,8 +47,10 @@ HttpRequest WebResource::request(const RequestOptions &options)
     if (!options.range.empty())
         request.headers.push_back("Range: " + options.range);
     addCondition(options, &request);
-    if (!m_token.empty())
+    if (!m_token.empty()) {
         request.headers.push_back("Authorization: Bearer " + m_token);
+        request.secrets = {m_token};
+    }
     return request;
 }
 
@@ -60,7 +62,7 @@ Lesson WebResource::learn(const HttpAnswer &answer, const Patience &patience)
     if (answer.status != 401 || m_token.empty() || (m_renewal && now < *m_renewal + kShortestLife))
         return Lesson::None;
     m_renewal = now;
-    refuseBearerToken(m_host, m_token);
+    refuseBearerToken(m_host, m_token, patience);
     return authorize(patience) ? Lesson::Learned : Lesson::Failed;
 }
 

@@ -25,9 +25,10 @@ class Server:
         self.reset()
 
     def reset(self, flows="[        ]", open=False, status=200, unsized=False, cut=0, promise=0,
-              location="", tokenStatus=200, basic=True, lifetime=3600, id="client", secret="word"):
+              location="", next={}, tokenStatus=200, basic=True, lifetime=3600, id="client", secret="word"):
         """flows: the body; open: no token needed; status, unsized, cut (bytes short), promise
-        (its Content-Length): of the flows' answer; location: it is moved there; tokenStatus: of the token endpoint, which takes
+        (its Content-Length): of the flows' answer; location: it is moved there;
+        next: headers of the flows' answer; tokenStatus: of the token endpoint, which takes
         client and secret by Basic or, `basic` being false, in the body only; lifetime (s)."""
         self.settings = {name: value for name, value in locals().items() if name != "self"}
         self.void()
@@ -56,8 +57,9 @@ class Server:
                       or request.headers.get("authorization") in self.tokens):
                 status, body = 401, {"type": "Unauthorized", "summary": "token not valid"}
             else:
-                status, cut = settings["status"], settings["cut"]
-                body = settings["flows"] if status == 200 else {"summary": "as told"}
+                status, cut, headers = settings["status"], settings["cut"], {**settings["next"]}
+                body = settings["flows"] if status == 200 else {
+                    "summary": "as told to " + request.headers.get("authorization", "").split()[-1]}
         data = (body if isinstance(body, str) else json.dumps(body)).encode()
         if not settings["unsized"]:
             promise = settings["promise"] if request.path != "/token" else 0

@@ -1,0 +1,42 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#include "browseactions.h"
+
+#include <QAction>
+#include <QTreeView>
+
+namespace {
+
+QAction *addAction(QTreeView *view, const QString &text, const QKeySequence &keys,
+                   const std::function<void()> &call)
+{
+    auto *action = new QAction(text, view);
+    action->setShortcut(keys);
+    view->addAction(action);
+    QObject::connect(action, &QAction::triggered, view, call);
+    return action;
+}
+
+} // namespace
+
+BrowseActions::BrowseActions(QTreeView *folders, QTreeView *files, const Calls &calls)
+    : QObject(folders), m_folders(folders), m_files(files)
+{
+    addAction(folders, tr("List Again"), Qt::Key_F5, calls.listAgain);
+    m_interrupt = addAction(folders, tr("Stop Listing"), Qt::Key_Escape, calls.interrupt);
+    addAction(folders, tr("This Computer"), Qt::CTRL + Qt::Key_Home, calls.showComputer);
+    folders->setContextMenuPolicy(Qt::ActionsContextMenu);
+    setBusy(false);
+}
+
+void BrowseActions::setBusy(bool isBusy)
+{
+    // Disabled, it leaves the key to whatever else has a use for it.
+    m_interrupt->setEnabled(isBusy);
+    for (QTreeView *view : {m_folders, m_files}) {
+        if (isBusy)
+            view->setCursor(Qt::BusyCursor);
+        else
+            view->unsetCursor();
+    }
+}
