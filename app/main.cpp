@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "commandline.h"
 #include "displayneed.h"
+#include "highdpi.h"
 #include "hqutil.h"
 #include "mainwindow.h"
 #include "process.h"
@@ -62,6 +63,7 @@ int main(int argc, char **argv)
     if (QSysInfo::kernelType() == QLatin1String("linux") && runsWithoutDisplay(given))
         chooseOffscreenPlatform();
 
+    scaleWithScreen();
     std::optional<FailedStartReport> report(std::in_place);
     QApplication application(argc, argv);
     const hq::StopToken stop;

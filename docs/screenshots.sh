@@ -3,13 +3,14 @@
 # SPDX-License-Identifier: Apache-2.0
 #
 # docs/screenshots.sh PROGRAM FOLDER: starts the program on a virtual display with a home of its
-# own and puts pictures of its window and dialogs into FOLDER. With QT_SCALE_FACTOR set, all is
-# drawn at that scale. Needs Xvfb, xdotool and ImageMagick (Debian: xvfb xdotool imagemagick).
+# own and puts pictures of its window and dialogs into FOLDER. SCALE is that of the display in percent
+# (100 unless it is set), which the program has to follow by itself. Needs Xvfb, xdotool and ImageMagick (Debian: xvfb xdotool imagemagick).
 set -eu
 program=$(realpath "$1")
 mkdir -p "$2"
 pictures=$(realpath "$2")
-scale=${QT_SCALE_FACTOR:-1}
+scale=${SCALE:-100}
+unset QT_SCALE_FACTOR QT_SCREEN_SCALE_FACTORS QT_ENABLE_HIGHDPI_SCALING
 
 # A home whose path reads well in a picture; it must not be there yet.
 HOME=/tmp/alex
@@ -36,7 +37,8 @@ done
 
 # The server chooses a free display and writes its number.
 mkfifo "$HOME/.display"
-Xvfb -displayfd 3 -screen 0 3400x2000x24 -nolisten tcp 3>"$HOME/.display" 2>/dev/null &
+Xvfb -displayfd 3 -screen 0 $((17 * scale))x$((10 * scale))x24 -dpi $((96 * scale / 100)) \
+    -nolisten tcp 3>"$HOME/.display" 2>/dev/null &
 display_pid=$!
 number=$(timeout 60 head -n 1 "$HOME/.display")
 [ -n "$number" ]
@@ -59,22 +61,12 @@ picture() {
 
 # click X Y: in the window's own pixels.
 click() {
-    xdotool mousemove --sync $(($1 * scale)) $(($2 * scale)) click 1
+    xdotool mousemove --sync $(($1 * scale / 100)) $(($2 * scale / 100)) click 1
     settle
 }
 
 press() {
     xdotool key "$@"
-    settle
-}
-
-# Clicks the row that the keyboard has gone to: the only one in the selection's colour.
-click_selected_row() {
-    xdotool mousemove --sync $((860 * scale)) $((480 * scale))
-    settle
-    box=$(import -window "$window" png:- | convert - -fill black +opaque '#00ABFF' -trim info: |
-        sed 's/.* [0-9]*x[0-9]*+\([0-9]*\)+\([0-9]*\) .*/\1 \2/')
-    xdotool mousemove --sync $((${box% *} + 150 * scale)) $((${box#* } + 5 * scale)) click 1
     settle
 }
 
@@ -101,10 +93,10 @@ for folder in tmp alex; do
     xdotool type --delay 40 "$folder"
     settle
 done
-click_selected_row
+press Return
 picture "$window" window
 
-click 345 23
+click 200 23
 picture "$window" sources
 press Home Return
 
@@ -112,6 +104,6 @@ dialog 602 'Add URL' new-s3
 dialog 420 'Set Params' params
 dialog 504 'Add TAMS Repository' new-tams
 
-xdotool windowsize --sync "$window" $((1600 * scale)) $((900 * scale))
+xdotool windowsize --sync "$window" $((16 * scale)) $((9 * scale))
 settle
 picture "$window" large

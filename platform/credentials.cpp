@@ -252,6 +252,15 @@ std::string harmlessAddress(std::string_view address)
                      (scheme->isS3 ? strayS3(rest) : web(rest, isOurs)));
 }
 
+std::optional<std::string> s3AddressWithoutCredentials(std::string_view address)
+{
+    const auto parts = S3Address::parse(address);
+    if (!parts || parts->bucket.find('@') != kNone)
+        return std::nullopt;
+    const std::size_t site = secretStart(*parts) + parts->secret.size() + 1;
+    return "s3://" + std::string(address.substr(site));
+}
+
 std::string harmlessReport(std::string_view text, std::string_view address)
 {
     std::vector<std::string> hidden;

@@ -5,6 +5,7 @@
 // mode of files. Any text will do, also a malformed address or a local path. Any thread.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -15,6 +16,10 @@ namespace hq {
 // the program adds, stays), fragments. The parts are those that the program itself finds; what it
 // would not take as an address shows less. Local paths stay as they are.
 std::string harmlessAddress(std::string_view address);
+
+// "s3://" site "/" bucket "/" object key of an S3 address: all but its key and secret, unchanged.
+// None for any other text, and where the secret cannot be told from what follows it.
+std::optional<std::string> s3AddressWithoutCredentials(std::string_view address);
 
 // `text`, which a server sent about `address`, without what is hidden in it or looks like another
 // credential. Printable.

@@ -4,9 +4,12 @@
 
 #include "base/errorlog.h"
 #include "base/nativefile.h"
+#include "base/system.h"
 #include "credentials.h"
 
 #include <QFile>
+
+#include <algorithm>
 
 bool hqOpenForWriting(QFile *file, const QString &path, bool ownerOnly)
 {
@@ -27,4 +30,13 @@ bool hqOpenForWriting(QFile *file, const QString &path, bool ownerOnly)
                           "> holds credentials, could be narrowed but not replaced: "
                           "who had it open can read them");
     return true;
+}
+
+QString hqNativePath(const QString &path)
+{
+    using namespace hq::system;
+    QString result = path;
+    const auto isAny = [](QChar c) { return c.unicode() < 0x80 && isSeparator(c.toLatin1()); };
+    std::replace_if(result.begin(), result.end(), isAny, QChar(QLatin1Char(separator())));
+    return result;
 }

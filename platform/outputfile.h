@@ -12,3 +12,7 @@ class QFile;
 // folder or the file system forbids that it is written all the same, which the error log says.
 // Any thread.
 bool hqOpenForWriting(QFile *file, const QString &path, bool ownerOnly);
+
+// A local path as the system writes it, with its own separators: the file that a path composed with
+// "\" stands for.
+QString hqNativePath(const QString &path);

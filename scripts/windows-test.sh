@@ -33,6 +33,14 @@ finish() {
     [[ -z $server_pid ]] || kill "$server_pid" 2>/dev/null || true
 }
 trap finish EXIT
+# Windows get the keyboard on a display only.
+rm -f "$made/display"
+mkfifo "$made/display"
+Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3<>"$made/display" 2>/dev/null &
+server_pid=$!
+read -r -t 60 number <>"$made/display" || die "Xvfb does not start"
+rm "$made/display"
+export DISPLAY=:$number
 # It is kept between the programs, which would start Windows anew each time.
 limited 60 wineserver -p
 limited 300 wineboot -u >&2
@@ -124,14 +132,7 @@ installed 'Tools\Pellory 2'
 wine "$installer" /S
 installed 'Tools\Pellory 2'
 
-rm -f "$made/display"
-mkfifo "$made/display"
-Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3<>"$made/display" 2>/dev/null &
-server_pid=$!
-read -r -t 60 number <>"$made/display" || die "Xvfb does not start"
-rm "$made/display"
-export DISPLAY=:$number
-# The Windows that runs was started without a display, and stays so.
+# Drives that are new are seen at the start.
 limited 60 wineserver -k -w || die "Wine's server does not end"
 limited 600 /usr/bin/python3 "$root/tests/windows_window.py" 'C:\Tools\Pellory 2\pellory.exe' \
     "$(windows_path "$installer")" "$made/window.png" || die "the window does not do what it should"

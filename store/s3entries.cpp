@@ -19,6 +19,14 @@ QString valueOf(const QString &line)
     return line.section(QLatin1Char('='), 1, 1);
 }
 
+std::optional<S3Entry> parseText(const QByteArray &text)
+{
+    QTextStream lines(text);
+    lines.setCodec("UTF-8");
+    lines.setAutoDetectUnicode(false);
+    return parseS3Entry(lines);
+}
+
 } // namespace
 
 std::optional<S3Entry> parseS3Entry(QTextStream &lines)
@@ -53,10 +61,7 @@ QVector<S3Entry> readS3Entries(const QString &directory)
         const auto text = hq::readEntryFile((directory + name).toUtf8());
         if (!text)
             continue;
-        QTextStream lines(*text);
-        lines.setCodec("UTF-8");
-        lines.setAutoDetectUnicode(false);
-        if (std::optional<S3Entry> entry = parseS3Entry(lines)) {
+        if (std::optional<S3Entry> entry = parseText(*text)) {
             entry->bucket = name.chopped(4);
             entry->path = directory + name;
             entries.append(*entry);
@@ -85,6 +90,32 @@ int writeS3Entry(const QByteArray &directory, const S3Entry &entry)
     hqOSfprintf(file, "AWSSecretKey=%s\r\n", entry.secret.toUtf8().constData());
     hqOSfprintf(file, "AWSRegion=%s\r\n", entry.region.toUtf8().constData());
     return hqOSCloseFile(file);
+}
+
+bool keepS3Site(const QString &path, const QString &key, const QString &site)
+{
+    const QByteArray name = path.toUtf8();
+    const auto text = hq::readEntryFile(name);
+    const auto before = text ? parseText(*text) : std::nullopt;
+    if (!before || before->key != key)
+        return false;
+    if (before->site == site)
+        return true;
+    QByteArray longer = *text;
+    if (!longer.endsWith('\n'))
+        longer += "\r\n";
+    longer += "AWSSite=" + site.toUtf8() + "\r\n";
+    // A site with "=" in it, for instance, would be cut, one with "Region" taken for a region.
+    const auto after = parseText(longer);
+    if (!after || after->site != site || after->key != key || after->secret != before->secret ||
+        after->region != before->region || longer.contains('\0'))
+        return false;
+    const HQHANDLE file = hqOSCreateFile(name.constData(), HQ_ACCESS_WRITE, HQ_SHARE_READ, nullptr,
+                                         HQ_CREATE_ALWAYS, 0, nullptr);
+    if (file == HQ_INVALID_HANDLE)
+        return false;
+    const bool isWritten = hqOSfprintf(file, "%s", longer.constData()) == longer.size();
+    return hqOSCloseFile(file) != 0 && isWritten;
 }
 
 int URL::writeCsv()

@@ -35,3 +35,8 @@ QString s3EntryPath(const QString &directory, const QString &bucket);
 // separator. Returns what hqOSCloseFile gives, -1 when the file cannot be made or its path takes
 // more than 259 bytes.
 int writeS3Entry(const QByteArray &directory, const S3Entry &entry);
+
+// Adds `site` to the entry file at `path` as a line behind all others, which stay as they are; none
+// where the file names that site already. False leaves the file alone: it does not hold an entry
+// with this key, or is one that would be read otherwise with such a line.
+bool keepS3Site(const QString &path, const QString &key, const QString &site);

@@ -4,15 +4,19 @@
 
 #include "openfiles.h"
 #include "streamcontent.h"
+#include "streamsource.h"
 #include "testmain.h"
 #include "testserver.h"
 #include "treeitems.h"
 #include "treesortfilterproxymodel.h"
 
+#include <QAction>
+#include <QFileSystemModel>
 #include <QJsonObject>
 #include <QLabel>
 #include <QProgressDialog>
 #include <QStandardItemModel>
+#include <QThread>
 
 namespace {
 
@@ -28,15 +32,41 @@ class ActionsTest : public QObject
 private slots:
     void initTestCase();
     void init();
-    void streamFiles_data();
     void streamFiles();
     void selectionOutlivesConnect();
-    void localizes_data();
     void localizes();
     void progress();
     void closing();
+    void distinctNames();
+    void wholeFolder();
+    void stoppedFolder();
 
 private:
+    QAction *folderAction(bool encrypt) const
+    {
+        for (QAction *action : m_probe->ui.treeView->actions()) {
+            if (action->text().startsWith(encrypt ? "Encrypt" : "Make"))
+                return action;
+        }
+        return nullptr;
+    }
+    void runOnFolder(const QModelIndex &folder, bool encrypt)
+    {
+        m_probe->ui.treeView->setCurrentIndex(folder);
+        folderAction(encrypt)->trigger();
+    }
+    // The text of the box at the end.
+    QString report()
+    {
+        QMessageBox *box = nullptr;
+        for (int i = 0; i < 2000 && !box; ++i) {
+            QTest::qWait(5);
+            box = m_probe->dialog<QMessageBox>();
+        }
+        const QString text = box ? box->text() : QString("no box");
+        delete box;
+        return text.section("\n\n", 1);
+    }
     void selectFlow(const QString &label, const QString &id);
     QString s3(const QString &key) const
     {
@@ -97,49 +127,38 @@ void ActionsTest::selectFlow(const QString &label, const QString &id)
     QCOMPARE(m_probe->selectedPath, label);
 }
 
-void ActionsTest::streamFiles_data()
-{
-    QTest::addColumn<bool>("flow");
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<QString>("file");
-    QTest::addColumn<QString>("address");
-    const auto file = [](const char *tag, const QString &name, const QString &path,
-                         const QString &expected) {
-        QTest::newRow(tag) << false << name << path << expected << path;
-    };
-    file("local", "für a.mov", "/médias/für a.mov", "für a.stream");
-    file("dot first", ".hidden.mxf", "/.hidden.mxf", ".stream");
-    file("separators in the name", "a\\b/c.mxf", s3("a\\b/c.mxf"), "a_b_c.stream");
-    const auto flow = [](const char *tag, const QString &label, const QString &expected) {
-        QTest::newRow(tag) << true << "id.1" << label << expected
-                           << kRepository + "/Prod/flows/id.1";
-    };
-    flow("flow that leads out", "../../up\\a", ".._.._up_a.stream");
-    flow("flow without a label", "", ".stream");
-}
-
 void ActionsTest::streamFiles()
 {
-    QFETCH(bool, flow);
-    QFETCH(QString, name);
-    QFETCH(QString, path);
-    QFETCH(QString, file);
-    QFETCH(QString, address);
-    if (flow) {
-        selectFlow(path, name);
-    } else {
-        m_probe->selectedName = name;
-        m_probe->selectedPath = path;
+    const QString address = kRepository + "/Prod/flows/id.1";
+    const struct
+    {
+        const char *name;
+        bool isFlow;
+        QString selectedName, selectedPath, file;
+    } rows[] = {
+        {"local", false, "für a.mov", "/médias/für a.mov", "für a.stream"},
+        {"dot first", false, ".hidden.mxf", "/.hidden.mxf", ".stream"},
+        {"separators in the name", false, "a\\b/c.mxf", s3("a\\b/c.mxf"), "a_b_c.stream"},
+        {"flow that leads out", true, "id.1", "../../up\\a", ".._.._up_a.stream"},
+        {"flow without a label", true, "id.1", "", ".stream"},
+    };
+    for (const auto &row : rows) {
+        init();
+        if (row.isFlow) {
+            selectFlow(row.selectedPath, row.selectedName);
+        } else {
+            m_probe->selectedName = row.selectedName;
+            m_probe->selectedPath = row.selectedPath;
+        }
+        const QString expected = row.isFlow ? address : row.selectedPath;
+        m_probe->ui.button_MakeStream->click();
+        QVERIFY2(targetFiles() == QStringList{row.file}, row.name);
+        QVERIFY2(contentOf(inTarget(row.file)) == expected.toUtf8(), row.name);
+        m_probe->ui.combo_TargetDir->setEditText(m_target->path() + '\\');
+        m_probe->ui.button_EncryptStream->click();
+        QVERIFY2(targetFiles() == QStringList{row.file}, row.name);
+        QVERIFY2(decoded(contentOf(inTarget(row.file))) == expected, row.name);
     }
-    m_probe->ui.button_MakeStream->click();
-    QCOMPARE(targetFiles(), QStringList{file});
-    QCOMPARE(contentOf(inTarget(file)), address.toUtf8());
-
-    m_probe->ui.combo_TargetDir->setEditText(m_target->path() + '\\');
-    m_probe->ui.button_EncryptStream->click();
-    QCOMPARE(targetFiles(), QStringList{file});
-    QCOMPARE(decoded(contentOf(inTarget(file))), address);
 }
 
 // A Connect to a source of another kind changes what is browsed, not what is selected. Taken for a
@@ -159,39 +178,35 @@ void ActionsTest::selectionOutlivesConnect()
     QCOMPARE(contentOf(inTarget("label.stream")), (kRepository + "/Prod/flows/id").toUtf8());
 }
 
-void ActionsTest::localizes_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<QString>("file"); // empty: nothing is written
-    QTest::newRow("object") << "a/b\\c.d.mxf" << s3("small.mxf") << "a_b_c.d.mxf";
-    QTest::newRow("local") << "file" << QCoreApplication::applicationFilePath() << "file";
-    QTest::newRow("missing object") << "none" << s3("none") << "";
-    QTest::newRow("folder above") << ".." << s3("small.mxf") << "";
-}
-
 void ActionsTest::localizes()
 {
-    QFETCH(QString, name);
-    QFETCH(QString, path);
-    QFETCH(QString, file);
-    localize(name, path);
-    QTRY_VERIFY(dialogs().isEmpty());
-    QCOMPARE(targetFiles().join('|'), file);
-    if (file.isEmpty())
-        return;
-    const QByteArray expected =
-        path.startsWith("s3://") ? TestServer::content(0, kSmall) : contentOf(path);
-    QVERIFY(contentOf(inTarget(file)) == expected);
-
-    QFile existing(inTarget(file));
-    QVERIFY(existing.open(QIODevice::WriteOnly) && existing.write("kept") == 4);
-    existing.close();
-    m_probe->ui.combo_TargetDir->setEditText(m_target->path() + '\\');
-    localize(name, path);
-    QTRY_VERIFY(dialogs().isEmpty());
-    QCOMPARE(targetFiles().join('|'), file);
-    QCOMPARE(contentOf(existing.fileName()), QByteArray("kept"));
+    const struct
+    {
+        const char *name;
+        QString selectedName, path, file; // no file: nothing is written
+    } rows[] = {
+        {"object", "a/b\\c.d.mxf", s3("small.mxf"), "a_b_c.d.mxf"},
+        {"local", "file", QCoreApplication::applicationFilePath(), "file"},
+        {"missing object", "none", s3("none"), ""},
+        {"folder above", "..", s3("small.mxf"), ""},
+    };
+    for (const auto &row : rows) {
+        init();
+        localize(row.selectedName, row.path);
+        QTRY_VERIFY2(dialogs().isEmpty(), row.name);
+        QVERIFY2(targetFiles().join('|') == row.file, row.name);
+        if (row.file.isEmpty())
+            continue;
+        const QString path = inTarget(row.file);
+        QVERIFY2(contentOf(path) == (row.path.startsWith("s3://") ? TestServer::content(0, kSmall)
+                                                                  : contentOf(row.path)),
+                 row.name);
+        QVERIFY(fill(path, "kept"));
+        m_probe->ui.combo_TargetDir->setEditText(m_target->path() + '\\');
+        localize(row.selectedName, row.path);
+        QTRY_VERIFY2(dialogs().isEmpty(), row.name);
+        QVERIFY2(targetFiles().join('|') == row.file && contentOf(path) == "kept", row.name);
+    }
 }
 
 void ActionsTest::progress()
@@ -223,6 +238,114 @@ void ActionsTest::closing()
     QTRY_COMPARE(openFilesIn(m_target->path()).size(), 3);
     m_probe.reset();
     QTRY_COMPARE(openFilesIn(m_target->path()) + targetFiles(), QStringList());
+}
+
+void ActionsTest::distinctNames()
+{
+    const struct
+    {
+        const char *name;
+        QString sources, expected; // "/" stands between them; for flows "label=id"
+    } rows[] = {
+        {"nothing shared", "a.mxf/b.mxf/.x", "a/b/"},
+        {"extensions", "clip.xml/clip.mxf/other.mxf", "clip.xml/clip.mxf/other"},
+        {"case", "Clip.xml/clip.MXF", "Clip.xml/clip.MXF"},
+        {"no extension", "clip/clip.mxf", "clip/clip.mxf"},
+        {"hidden", ".a/.b", ".a/.b"},
+        {"same but for the case", "a.mxf/A.mxf/a.MXF", "a.mxf-3/A.mxf/a.MXF-2"},
+        {"same on a disk", "a\\b.x/a_b.x", "a_b.x/a_b.x-2"},
+        {"labels", "v1.0=2/v1.0=1/v1.1=3", "v1.0-2/v1.0/v1.1"},
+        {"number that is a label", "v=1/v=2/v-2=3/V=4", "v/v-3/v-2/V-4"},
+    };
+    for (const auto &row : rows) {
+        QVector<StreamSource> sources;
+        for (const QString &text : row.sources.split('/')) {
+            const bool isFlow = text.contains('=');
+            sources.append({text.section('=', 0, 0), text.section('=', isFlow ? 1 : 0), isFlow});
+        }
+        const QStringList names = distinctStreamNames(sources);
+        QVERIFY2(names == row.expected.split('/'), (row.name + (": " + names.join('/'))).toUtf8());
+        std::reverse(sources.begin(), sources.end());
+        QStringList reversed = distinctStreamNames(sources);
+        std::reverse(reversed.begin(), reversed.end());
+        QVERIFY2(reversed == names, row.name);
+    }
+}
+
+void ActionsTest::wholeFolder()
+{
+    // Local: what the right view shows, not deeper.
+    QTemporaryDir folder;
+    QDir(folder.path()).mkdir("deep.mxf");
+    for (const char *name : {"clip.mxf", "clip.xml", "b.c.mov", ".hidden"})
+        QVERIFY(fill(folder.filePath(name), "x"));
+    QVERIFY(fill(inTarget("b.stream"), "old"));
+    QVERIFY(QDir(m_target->path()).mkdir("clip.xml.stream")); // cannot be written
+    const QModelIndex local = m_probe->driveModel->index(folder.path());
+    runOnFolder(local, false);
+    QCOMPARE(report(), QString("Stream files written: 2\nof these replaced: 1\nof these renamed, "
+                               "because names would be the same: 1\nRefused: 1"));
+    QCOMPARE(targetFiles(), QStringList({"b.stream", "clip.mxf.stream"}));
+    QCOMPARE(contentOf(inTarget("b.stream")), folder.filePath("b.c.mov").toUtf8());
+    m_probe->ui.combo_TargetDir->setEditText(inTarget("missing"));
+    runOnFolder(local, false);
+    QCOMPARE(report(), QString("Nothing was written: the target is not a folder that is there."));
+
+    // A bucket and a folder that nobody has clicked.
+    init();
+    m_server.command("bucket", {{"bucket", "many"},
+                                {"objects", QJsonObject{{"top.mxf", 1}}},
+                                {"count", 1500},
+                                {"format", "day/{:06}.mxf"}});
+    const QString bucket = s3("").section('/', 0, 2) + "/many";
+    resetForS3(m_probe->treeModel);
+    QStandardItem *root = makeRootItem("many", bucket.split('/'), bucket, {});
+    QStandardItem *day = makeEntryItem(bucket + "/day", false, {});
+    root->appendRow(day);
+    m_probe->treeModel->appendRow(root);
+    m_probe->setBrowsing(false, false);
+    emit m_probe->window.finished(nullptr, true);
+    QTRY_VERIFY(m_probe->ui.treeView->model() == m_probe->folderProxy);
+    runOnFolder(m_probe->folderProxy->mapFromSource(day->index()), true);
+    QVERIFY(report().startsWith("Stream files written: 1,500\nof these replaced: 0\n"));
+    QCOMPARE(targetFiles().size(), 1500);
+    runOnFolder(m_probe->folderProxy->mapFromSource(root->index()), false);
+    QVERIFY(report().startsWith("Stream files written: 1\n"));
+    QCOMPARE(contentOf(inTarget("top.stream")), (bucket + "/top.mxf").toUtf8());
+    m_server.command("fault", {{"contains", "/many"}, {"times", 0}, {"status", 403}});
+    runOnFolder(m_probe->folderProxy->mapFromSource(root->index()), false);
+    QVERIFY(report().startsWith("Nothing was written: the folder could not be listed completely."));
+
+    // A repository, whatever the box shows.
+    init();
+    selectFlow("v1.0", "id");
+    m_probe->ui.combo_URL->setCurrentIndex(1);
+    emit m_probe->window.finished(nullptr, true);
+    QTRY_VERIFY(m_probe->ui.treeView->model() == m_probe->folderProxy);
+    runOnFolder(m_probe->folderProxy->index(0, 0), false);
+    QVERIFY(report().startsWith("Stream files written: 1\n"));
+    QCOMPARE(contentOf(inTarget("v1.0.stream")), (kRepository + "/Prod/flows/id").toUtf8());
+}
+
+void ActionsTest::stoppedFolder()
+{
+    QTemporaryDir folder;
+    for (int i = 0; i < 3000; ++i)
+        QVERIFY(fill(folder.filePath(QString::number(i)), {}));
+    const QModelIndex local = m_probe->driveModel->index(folder.path());
+    runOnFolder(local, true);
+    QVERIFY(!folderAction(false)->isEnabled());
+    while (targetFiles().size() < 10) // before it is done, so without an event loop
+        QThread::usleep(100);
+    dialogs().value(0)->findChild<QPushButton *>()->click();
+    const QString text = report();
+    const int written = targetFiles().size();
+    QVERIFY2(text.contains(QString("\n\nStopped: %1 of 3,000 files were left out.")
+                               .arg(QLocale().toString(3000 - written))),
+             text.toUtf8());
+    QTRY_VERIFY(dialogs().isEmpty());
+    runOnFolder(local, false);
+    m_probe.reset(); // closes the window while it goes on
 }
 
 PELLORY_TEST_MAIN(ActionsTest, QApplication)

@@ -18,7 +18,8 @@ private slots:
     void form();
     void firstStart();
     void localBrowsing();
-    void remoteTree();
+    void remoteClicks();
+    void doubleClick();
     void statusLine();
     void destroyedDuringWork();
 };
@@ -53,7 +54,8 @@ QPushButton button_Add 'New S3' horizontalLayout 4,
 QPushButton button_Connect 'Connect' horizontalLayout 5,
 QPushButton button_URL_Remove 'Remove' horizontalLayout 7,
 QTreeView treeView '' horizontalLayout_2 0, QTreeView fileView '' horizontalLayout_2 1,
-QTextEdit textbox_Status '' verticalLayout 2, QLabel label_TargetDir 'Target Dir:' horizontalLayout_3 0,
+QTextEdit textbox_Status '' verticalLayout 2,
+QLabel label_TargetDir 'Target Dir:' horizontalLayout_3 0,
 QComboBox combo_TargetDir '' horizontalLayout_3 1,
 QPushButton button_TargetDir_Remove 'Remove' horizontalLayout_3 2,
 QPushButton button_EncryptStream 'Encrypt Stream File' gridLayout 1:0,
@@ -139,31 +141,81 @@ void MainWindowTest::localBrowsing()
 #endif
 }
 
-// What a server is not needed for; the rest is in tst_listing.
-void MainWindowTest::remoteTree()
+// A bucket with the folders "clip" (one file), "clip/deep" (none yet) and "void" (only a folder).
+struct Bucket
+{
+    explicit Bucket(MainWindowProbe &probe)
+    {
+        resetForS3(probe.treeModel);
+        const QString address("s3://AK:SK@localhost/rushes");
+        root = makeRootItem("rushes", address.split('/'), address, {});
+        clip = makeEntryItem(address + "/clip", false, {});
+        deep = makeEntryItem(address + "/clip/deep", false, {});
+        empty = makeEntryItem(address + "/void", false, {});
+        markListed(clip);
+        markListed(empty);
+        clip->appendRows({makeEntryItem(address + "/clip/a.mxf", true, {}), deep});
+        root->appendRows({clip, empty, makeEntryItem(address + "/top.mov", true, {})});
+        probe.setBrowsing(false, false);
+        probe.treeModel->appendRow(root);
+        emit probe.window.finished(nullptr, true);
+        QTRY_COMPARE(probe.ui.treeView->model(),
+                     static_cast<QAbstractItemModel *>(probe.folderProxy));
+    }
+    QStandardItem *root, *clip, *deep, *empty;
+};
+
+void MainWindowTest::remoteClicks()
 {
     MainWindowProbe probe;
-    resetForS3(probe.treeModel);
-    const QString address("s3://AK:SK@localhost/rushes");
-    QStandardItem *bucket = makeRootItem("rushes", address.split('/'), address, {});
-    QStandardItem *clip = makeEntryItem(address + "/clip", false, {});
-    clip->appendRow(makeEntryItem(address + "/clip/a.mxf", true, {}));
-    bucket->appendRows({clip, makeEntryItem(address + "/top.mov", true, {})});
-    probe.setBrowsing(false, false);
-    probe.treeModel->appendRow(bucket);
-    emit probe.window.finished(nullptr, true);
-    QTreeView *tree = probe.ui.treeView, *files = probe.ui.fileView;
-    QTRY_COMPARE(tree->model(), static_cast<QAbstractItemModel *>(probe.folderProxy));
+    const Bucket bucket(probe);
+    QTreeView *files = probe.ui.fileView;
+    const auto click = [&](const QStandardItem *item) {
+        emit probe.ui.treeView->clicked(probe.folderProxy->mapFromSource(item->index()));
+    };
+    const auto shown = [&] {
+        return files->model() ? files->model()->index(0, 0, files->rootIndex()).data().toString()
+                              : QString("no model");
+    };
+    click(bucket.clip);
+    QCOMPARE(shown(), QString("a.mxf"));
+    click(bucket.empty);
+    QCOMPARE(shown(), QString("no model"));
+    click(bucket.root);
+    QCOMPARE(shown(), QString("top.mov"));
+
+    click(bucket.deep); // not listed yet
+    QCOMPARE(shown(), QString("no model"));
+    click(bucket.root);
 
     // The end of a folder's listing shows its files, whatever was clicked meanwhile.
-    const auto shown = [&] { return files->model()->index(0, 0, files->rootIndex()).data(); };
-    const QModelIndex root = probe.folderProxy->index(0, 0);
-    emit tree->clicked(root);
-    QCOMPARE(shown(), QVariant("top.mov"));
-    emit probe.window.finished(clip, false);
-    QTRY_COMPARE(shown(), QVariant("a.mxf"));
+    bucket.deep->appendRow(makeEntryItem("s3://AK:SK@localhost/rushes/clip/deep/z", true, {}));
+    emit probe.window.finished(bucket.deep, false);
+    QTRY_COMPARE(shown(), QString("z"));
+    QTreeView *tree = probe.ui.treeView;
+    QCOMPARE(tree->currentIndex().data().toString(), QString("deep"));
 
+    // Neither a drag nor a menu leaves it on another folder than the one that is shown.
     probe.window.show();
+    const QModelIndex other = probe.folderProxy->mapFromSource(bucket.empty->index());
+    const QPoint place = tree->visualRect(other).center();
+    QTest::mousePress(tree->viewport(), Qt::RightButton, {}, place);
+    QCOMPARE(tree->currentIndex(), other);
+    QTest::mouseRelease(tree->viewport(), Qt::RightButton, {}, place);
+    QTRY_COMPARE(tree->currentIndex().data().toString(), QString("deep"));
+    QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, place);
+    QTest::qWait(1);
+    QCOMPARE(tree->currentIndex(), other);
+    QCOMPARE(shown(), QString("no model"));
+}
+
+void MainWindowTest::doubleClick()
+{
+    MainWindowProbe probe;
+    const Bucket bucket(probe);
+    probe.window.show();
+    QTreeView *tree = probe.ui.treeView;
+    const QModelIndex root = probe.folderProxy->index(0, 0);
     for (const bool expanded : {true, false}) {
         const QPoint place = tree->visualRect(root).center();
         QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, place);
@@ -171,6 +223,10 @@ void MainWindowTest::remoteTree()
         QCOMPARE(tree->isExpanded(root), expanded);
         QVERIFY(!tree->viewport()->findChild<QLineEdit *>());
     }
+    // Opened by a key, it looks the same.
+    tree->setColumnWidth(0, 500);
+    QTest::keyClick(tree, Qt::Key_Right);
+    QVERIFY(tree->isExpanded(root) && tree->columnWidth(0) < 500);
 }
 
 void MainWindowTest::statusLine()

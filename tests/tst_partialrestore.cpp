@@ -8,8 +8,6 @@
 #include "streamcontent.h"
 #include "testmain.h"
 
-#include <QLabel>
-
 namespace {
 
 // Reads its input to the end, notes one line of its process id, that of a process that it starts
@@ -37,7 +35,6 @@ class PartialRestoreTest : public QObject
 private slots:
     void init() { cleanup(); }
     void cleanup();
-    void placement();
     void commandLine();
     void outcome();
     void duringACopy();
@@ -79,37 +76,6 @@ void PartialRestoreTest::cleanup()
 {
     for (const char *suffix : {"", ".log", ".hold", ".deaf"})
         QFile::remove(m_tool + suffix);
-}
-
-void PartialRestoreTest::placement()
-{
-    PartialRestoreDialog dialog("s", "t", nullptr);
-    dialog.show();
-    QCOMPARE(dialog.size(), QSize(265, 200));
-    QCOMPARE(dialog.windowTitle(), QString("Partial File Restore"));
-    const auto labels = dialog.findChildren<QLabel *>();
-    const auto edits = dialog.findChildren<QLineEdit *>();
-    const auto buttons = dialog.findChildren<QPushButton *>();
-    auto *type = dialog.findChild<QComboBox *>();
-    QCOMPARE(type->currentText() + '|' + type->itemText(1), QString("Absolute|Timecode"));
-    QCOMPARE(buttons.at(0)->text() + buttons.at(1)->text(), QString("AcceptCancel"));
-    const QList<std::tuple<QLabel *, QWidget *, QString, int>> rows{
-        {labels[0], edits[0], "Timecode In: ", 35},
-        {labels[1], edits[1], "Timecode Out: ", 66},
-        {labels[3], edits[2], "File Name: ", 97},
-        {labels[2], type, "Timecode Type: ", 4}};
-    for (const auto &[size, accept, cancel] :
-         {std::tuple(QSize(265, 200), QPoint(60, 168), QPoint(147, 168)),
-          {QSize(401, 251), QPoint(128, 219), QPoint(215, 219)}}) {
-        dialog.resize(size);
-        for (const auto &[label, field, text, top] : rows) {
-            QCOMPARE(label->text(), text);
-            QCOMPARE(label->geometry(), QRect(4, top, 120, 24));
-            QCOMPARE(field->geometry(), QRect(131, top, 120, 24));
-        }
-        QCOMPARE(buttons.at(0)->geometry(), QRect(accept, QSize(80, 24)));
-        QCOMPARE(buttons.at(1)->geometry(), QRect(cancel, QSize(80, 24)));
-    }
 }
 
 void PartialRestoreTest::commandLine()

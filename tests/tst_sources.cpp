@@ -12,6 +12,7 @@
 #include "testmain.h"
 #include "url.h"
 
+#include <QAction>
 #include <QTextStream>
 
 class SourcesTest : public QObject
@@ -24,6 +25,7 @@ private slots:
     void s3Life();
     void tooLongPath();
     void edit();
+    void keepsSite();
     void tamsHosts();
     void tamsLife();
     void refusedFiles();
@@ -171,6 +173,56 @@ void SourcesTest::edit()
     fillDialog(dialogs[2], {"late"}, "Accept");
     QCOMPARE(probe.sources[0]->getKey(), QString("KB"));
     QCOMPARE(probe.sources.size(), 2);
+}
+
+void SourcesTest::keepsSite()
+{
+    const QByteArray text("# mine \xff\nAccessKeyId=KA\nSecretKey=SA");
+    const struct
+    {
+        const char *name;
+        QByteArray before;
+        QString key, site;
+        QByteArray added; // empty: the file is left alone
+        bool kept;
+    } rows[] = {
+        {"last line without an end", text, "KA", "nas.local", "\r\nAWSSite=nas.local\r\n", true},
+        {"last line with one", text + '\n', "KA", "nas.local", "AWSSite=nas.local\r\n", true},
+        {"another site there", text + "\nSite=x\n", "KA", "nas", "AWSSite=nas\r\n", true},
+        {"there already", text + "\nSite=nas.local", "KA", "nas.local", "", true},
+        {"another key", text, "KB", "nas.local", "", false},
+        {"cut at the sign", text, "KA", "nas=x", "", false},
+        {"taken for a region", text, "KA", "Region.local", "", false},
+        {"taken for a key", text, "KA", "nas\nAccessKeyId=KB", "", false},
+        {"no entry", "AccessKeyId=KA", "KA", "nas.local", "", false},
+        {"NUL", text + '\0', "KA", "nas.local", "", false},
+    };
+    for (const auto &row : rows) {
+        write("a.csv", row.before);
+        QVERIFY2(keepS3Site(m_directory + "a.csv", row.key, row.site) == row.kept, row.name);
+        QVERIFY2(read("a.csv") == row.before + row.added, read("a.csv"));
+    }
+    QVERIFY(!keepS3Site(m_directory + "missing.csv", "KA", "nas.local"));
+    QVERIFY(QFile::remove(m_directory + "a.csv"));
+
+    {
+        MainWindowProbe probe;
+        const QAction *keep = probe.ui.combo_URL->actions().value(0);
+        QVERIFY(keep && keep->text() == "Keep Site" && !keep->isEnabled());
+        probe.ui.button_Add->click();
+        fillDialog(probe.dialog<AddDialog>(), {"K", "", "S", "b", "nas.local:9000"}, "Accept");
+        QTRY_VERIFY(keep->isEnabled());
+        probe.ui.combo_URL->actions().first()->trigger();
+        QCOMPARE(probe.ui.textbox_Status->toPlainText(), QString("Site kept: nas.local:9000"));
+        write("b.csv", text);
+        BoxCloser closer;
+        probe.ui.combo_URL->actions().first()->trigger();
+        QTRY_VERIFY(closer.boxes.value(0).startsWith("Keep Site: The site nas.local:9000 was not"));
+        write("b.csv", "AccessKeyId=K\nSecretKey=S\n");
+        probe.ui.combo_URL->actions().first()->trigger();
+    }
+    MainWindowProbe restarted;
+    QCOMPARE(restarted.urlTexts().first(), QString("nas.local:9000 - b"));
 }
 
 void SourcesTest::tamsHosts()

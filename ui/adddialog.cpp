@@ -28,6 +28,7 @@ AddDialog::AddDialog(QWidget *parent)
     connect(acceptButton, SIGNAL(clicked()), this, SLOT(onAccept()));
     connect(cancelButton, SIGNAL(clicked()), this, SLOT(onCancel()));
     resize(500, 200);
+    prepareFields(this);
 }
 
 void AddDialog::onAccept()

@@ -5,6 +5,8 @@
 #include <QFontMetrics>
 #include <QLabel>
 #include <QLocale>
+#include <QProgressBar>
+#include <QPushButton>
 #include <QScreen>
 #include <QShowEvent>
 #include <QTimer>
@@ -33,6 +35,7 @@ CopyProgressDialog::CopyProgressDialog(const QString &fileName, QWidget *window)
     setLabel(label);
     m_name = label->fontMetrics().elidedText(fileName, Qt::ElideMiddle, dialogWidth - 40);
     setFixedWidth(dialogWidth);
+    takeNoKeys(fileName);
     setAutoClose(false);
     setAutoReset(false);
     setRange(0, steps);
@@ -46,6 +49,20 @@ CopyProgressDialog::CopyProgressDialog(const QString &fileName, QWidget *window)
     refresh();
 }
 
+// What is typed elsewhere while the dialog appears must not cancel the copy, also where the window
+// manager activates it all the same: no button is the default, and the first focus is the bar's.
+void CopyProgressDialog::takeNoKeys(const QString &fileName)
+{
+    setAttribute(Qt::WA_ShowWithoutActivating);
+    auto *button = new QPushButton(tr("Cancel"), this);
+    button->setAutoDefault(false);
+    setCancelButton(button);
+    auto *bar = findChild<QProgressBar *>();
+    bar->setAccessibleName(tr("Progress of %1").arg(fileName));
+    bar->setFocusPolicy(Qt::TabFocus);
+    bar->setFocus();
+}
+
 void CopyProgressDialog::stopOnCancel(const hq::StopToken &token)
 {
     connect(this, &QProgressDialog::canceled, this, [this, token] {
@@ -54,8 +71,18 @@ void CopyProgressDialog::stopOnCancel(const hq::StopToken &token)
     });
 }
 
+void CopyProgressDialog::cancelNewest(const QWidget *window)
+{
+    auto copies = window->findChildren<CopyProgressDialog *>(QString(), Qt::FindDirectChildrenOnly);
+    while (!copies.isEmpty() && copies.last()->m_ended)
+        copies.removeLast();
+    if (!copies.isEmpty())
+        emit copies.last()->canceled();
+}
+
 void CopyProgressDialog::end()
 {
+    m_ended = true;
     hide();
     deleteLater();
 }

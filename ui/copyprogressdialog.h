@@ -10,7 +10,8 @@
 #include <memory>
 
 // Shows one copy beside the main window: name, amount, speed. It appears when the copy has taken a
-// second and deletes itself when it is told to end or the user cancels. A child of the window.
+// second, without taking the keyboard, and deletes itself when it is told to end or the user
+// cancels. A child of the window.
 class CopyProgressDialog : public QProgressDialog
 {
 public:
@@ -29,10 +30,15 @@ public:
     void stopOnCancel(const hq::StopToken &token);
     void end();
 
+    // Does what "Cancel" does for the copy that was started last, shown or not; nothing without
+    // one.
+    static void cancelNewest(const QWidget *window);
+
 protected:
     void showEvent(QShowEvent *event) override;
 
 private:
+    void takeNoKeys(const QString &fileName);
     void refresh();
 
     const std::shared_ptr<Amount> m_amount;
@@ -41,4 +47,5 @@ private:
     qint64 m_lastDone = 0;
     double m_speed = 0; // bytes/s, smoothed
     int m_place = 0;    // among the dialogs beside the window, from the top
+    bool m_ended = false;
 };

@@ -2,8 +2,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "dialogplacement.h"
 
+#include <QAbstractItemView>
+#include <QComboBox>
 #include <QDialog>
+#include <QEvent>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPushButton>
 
 namespace {
@@ -18,6 +22,27 @@ int rightOf(const QWidget *widget)
 {
     return widget->geometry().right() + gap;
 }
+
+class StartInFirstField : public QObject
+{
+public:
+    explicit StartInFirstField(QDialog *dialog) : QObject(dialog), m_dialog(dialog)
+    {
+        dialog->installEventFilter(this);
+    }
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        // The button that comes first in the focus order would take a typed blank for a press.
+        if (event->type() == QEvent::Show && !event->spontaneous())
+            m_dialog->findChild<QLineEdit *>()->setFocus();
+        return QObject::eventFilter(watched, event);
+    }
+
+private:
+    QDialog *m_dialog;
+};
 } // namespace
 
 void placeRows(std::initializer_list<std::pair<QLabel *, QWidget *>> rows, int labelWidth,
@@ -37,4 +62,29 @@ void placeButtons(const QDialog *dialog, QPushButton *accept, QPushButton *cance
     const int top = dialog->height() - buttonsAboveBottom;
     accept->setGeometry(dialog->width() / 2 - offset, top, width, height);
     cancel->setGeometry(rightOf(accept), top, width, height);
+}
+
+void prepareFields(QDialog *dialog)
+{
+    QLabel *label = nullptr;
+    for (QObject *child : dialog->children()) {
+        auto *widget = qobject_cast<QWidget *>(child);
+        if (widget && label) {
+            label->setBuddy(widget);
+            const QString name = label->text().section(QLatin1Char(':'), 0, 0);
+            widget->setAccessibleName(name);
+            if (auto *box = qobject_cast<QComboBox *>(widget))
+                box->view()->setAccessibleName(name);
+        }
+        label = qobject_cast<QLabel *>(child);
+    }
+    new StartInFirstField(dialog);
+}
+
+void showInFront(QDialog *dialog)
+{
+    dialog->setWindowState(dialog->windowState() & ~Qt::WindowMinimized);
+    dialog->show();
+    dialog->raise();
+    dialog->activateWindow();
 }

@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
 
-// The pixel rules of the dialogs, which have no layout managers. All numbers are pixels.
+// What the dialogs share: their pixel rules, since they have no layout managers, and how they
+// start. All numbers are pixels.
 #pragma once
 
 #include <initializer_list>
@@ -20,3 +21,10 @@ void placeRows(std::initializer_list<std::pair<QLabel *, QWidget *>> rows, int l
 // dialog's middle.
 void placeButtons(const QDialog *dialog, QPushButton *accept, QPushButton *cancel, int offset,
                   int width);
+
+// Names each field after the label that was made before it, and puts the cursor into the first one
+// whenever the dialog is shown. For the end of a dialog's constructor.
+void prepareFields(QDialog *dialog);
+
+// Shows the dialog, or brings it to the front as it is when it is shown already.
+void showInFront(QDialog *dialog);

@@ -2,15 +2,22 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "mainwindow.h"
 
+#include "actionpreview.h"
 #include "browsetree.h"
+#include "folderactions.h"
 #include "listings.h"
 #include "paramdialog.h"
+#include "reach.h"
+#include "rowselection.h"
+#include "shownfolder.h"
 #include "statusline.h"
+#include "targetlook.h"
 #include "treeitems.h"
 #include "treesortfilterproxymodel.h"
 #include "treeviews.h"
 #include "ui_mainwindow.h"
 #include "url.h"
+#include "windowplace.h"
 
 #include <QFile>
 #include <QFileSystemModel>
@@ -65,17 +72,24 @@ MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(new Ui_MainWin
     appendComputer();
     ui->combo_URL->setCurrentIndex(ui->combo_URL->count() - 1);
 
+    makeActions();
+
     connect(ui->button_Exit, SIGNAL(clicked()), QCoreApplication::instance(), SLOT(quit()));
     ui->button_PartialFile->hide();
     // The strip is one line high: the usual margin would cut the letters, a scroll bar hide them.
     ui->textbox_Status->setLineWrapMode(QTextEdit::NoWrap);
     ui->textbox_Status->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     ui->textbox_Status->document()->setDocumentMargin(1);
+    makeReachable(this, *ui);
+    m_place = std::make_unique<WindowPlace>(this, QList<QTreeView *>{ui->treeView, ui->fileView});
 }
 
 MainWindow::~MainWindow()
 {
+    m_place.reset();
+    delete m_folderActions;
     m_work.stop();
+    delete m_preview;
     delete paramDialog;
     deletePartialRestores();
     showModel(ui->treeView, nullptr);
@@ -108,4 +122,9 @@ void MainWindow::makeModels()
     // A double-click opens a folder; it must not start to edit the name.
     ui->treeView->setEditTriggers(QAbstractItemView::NoEditTriggers);
     ui->fileView->setEditTriggers(QAbstractItemView::NoEditTriggers);
+
+    m_shownFolder = new ShownFolder(ui->treeView);
+    // What is highlighted is what is acted on, however it came to be highlighted.
+    connect(new RowSelection(ui->fileView), &RowSelection::selected, this,
+            &MainWindow::on_fileView_clicked);
 }

@@ -10,10 +10,13 @@
 #include <QModelIndex>
 #include <functional>
 #include <memory>
+#include <optional>
 
+class ActionPreview;
 class AddDialog;
 class BrowseActions;
 class BrowseTree;
+class FolderActions;
 class ListingWarnings;
 class Listings;
 class LogAccess;
@@ -22,11 +25,16 @@ class PartialRestoreDialog;
 class QFileSystemModel;
 class QStandardItem;
 class QStandardItemModel;
+class ShownFolder;
 class StatusLine;
 class TamsDialog;
 class TreeSortFilterProxyModel;
+class TargetLook;
 class URL;
+class WindowPlace;
 class Ui_MainWindow;
+struct ActionState;
+struct FolderJob;
 
 // The program's one window. Its slots read widgets, call and show; GUI thread only. The order of
 // the signals and slots gives their meta-object indices and stays as it is.
@@ -77,6 +85,7 @@ private:
     void loadSources();
     void appendComputer();
     QString entryPath(const URL *source) const;
+    void keepSite();
     void deleteEntryFile(const QString &path);
     void saveTargets();
 
@@ -98,13 +107,18 @@ private:
     void showDrives();
     void showLocalFolder(const QModelIndex &folder);
     void showFolderFiles(const QStandardItem *folder);
+    bool selectRow(const QModelIndex &name);
     QStandardItem *itemOf(const TreeSortFilterProxyModel *proxy, const QModelIndex &index) const;
 
-    // Actions
-    bool canAct() const;
+    // Actions. A flow is taken as one of the repository that the box shows, or of its own.
+    enum class FlowOf { Box, Itself };
+    void makeActions();
     bool isFlowSelected() const;
-    QString flowAddress() const;
-    void writeSelected(bool encrypt);
+    QString flowAddress(FlowOf repository) const;
+    QString flowRefusal() const;
+    ActionState actionState(FlowOf repository = FlowOf::Box) const;
+    void writeSelected(bool encrypt, FlowOf repository = FlowOf::Box);
+    std::optional<FolderJob> folderJob(const QModelIndex &folder) const;
     void deletePartialRestores();
 
     Ui_MainWindow *ui;
@@ -129,7 +143,8 @@ private:
     // edited, or the file was copied there by hand as "X.CSV".
     QHash<const URL *, QString> m_entryPaths;
     enum class Selection { None, File, Flow } m_selection = Selection::None; // of the last click
-    QString m_flowAddressStart; // of the selected flow: repository and endpoint
+    QString m_flowRepository; // of the selected flow, as both were then
+    QString m_flowEndpoint;
     BackgroundWork m_work;
     std::unique_ptr<BrowseTree> m_tree;
     std::unique_ptr<Listings> m_listings;
@@ -138,4 +153,9 @@ private:
     ListingWarnings *m_listingWarnings = nullptr;
     LogAccess *m_logAccess = nullptr;
     std::function<void()> m_connectAgain; // to the source connected to last; empty without one
+    std::unique_ptr<WindowPlace> m_place;
+    std::unique_ptr<TargetLook> m_targetLook;
+    ActionPreview *m_preview = nullptr;
+    FolderActions *m_folderActions = nullptr;
+    ShownFolder *m_shownFolder = nullptr;
 };

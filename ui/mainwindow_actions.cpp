@@ -2,37 +2,63 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // The actions on the selected file or flow.
+#include "actionpreview.h"
 #include "addressforms.h"
 #include "copyprogressdialog.h"
-#include "filename.h"
+#include "dialogplacement.h"
+#include "fileactions.h"
+#include "folderactions.h"
 #include "mainwindow.h"
+#include "namefinder.h"
 #include "partialrestoredialog.h"
+#include "releasedpoolthread.h"
 #include "statusline.h"
 #include "streamfile.h"
+#include "targetbox.h"
+#include "treeitems.h"
+#include "treesortfilterproxymodel.h"
 #include "ui_mainwindow.h"
+#include "url.h"
 
-#include <QThreadPool>
+#include <QAction>
+#include <QFileSystemModel>
+#include <QStandardItemModel>
 
-namespace {
-
-// Lets the pool start another thread in place of the calling one. A copy takes hours and mostly
-// waits; listings must not wait for it.
-class ReleasedPoolThread
+void MainWindow::makeActions()
 {
-public:
-    ReleasedPoolThread() { QThreadPool::globalInstance()->releaseThread(); }
-    ~ReleasedPoolThread() { QThreadPool::globalInstance()->reserveThread(); }
-    ReleasedPoolThread(const ReleasedPoolThread &) = delete;
-    ReleasedPoolThread &operator=(const ReleasedPoolThread &) = delete;
-};
-
-} // namespace
-
-bool MainWindow::canAct() const
-{
-    const bool selected =
-        m_selection == Selection::Flow || !selectedName.isEmpty() || !selectedPath.isEmpty();
-    return selected && !ui->combo_TargetDir->currentText().isEmpty();
+    m_targetLook = std::make_unique<TargetLook>(&m_work);
+    m_preview = new ActionPreview(
+        {ui->button_MakeStream, ui->button_EncryptStream, ui->button_LocalizeFile},
+        [this] { return actionState(); }, m_targetLook.get(), this);
+    for (const QComboBox *box : {ui->combo_URL, ui->combo_TargetDir})
+        connect(box, &QComboBox::currentTextChanged, m_preview, &ActionPreview::refresh);
+    auto *files = new FileActions(ui->fileView,
+                                  {[this] { return actionState(FlowOf::Itself); },
+                                   [this](bool encrypt) { writeSelected(encrypt, FlowOf::Itself); },
+                                   [this] { on_button_LocalizeFile_clicked(); }});
+    connect(m_preview, &ActionPreview::refreshed, files, &FileActions::update);
+    auto *target = new TargetBox(ui->combo_TargetDir);
+    connect(m_preview, &ActionPreview::refreshed, target, [target](const TargetAnswer &answer) {
+        using Finding = TargetBox::Finding;
+        const Finding found = answer.isFolder ? Finding::Folder : Finding::NoFolder;
+        target->show(answer.isKnown ? found : Finding::Unknown);
+    });
+    new NameFinder(ui->fileView);
+    auto *keep = new QAction(tr("Keep Site"), this);
+    connect(keep, &QAction::triggered, this, &MainWindow::keepSite);
+    ui->combo_URL->setContextMenuPolicy(Qt::ActionsContextMenu);
+    ui->combo_URL->addAction(keep);
+    const auto update = [this, keep] {
+        const URL *source = sources.value(ui->combo_URL->currentIndex());
+        keep->setEnabled(source && !source->isTams && source->getSite() != s3ServiceHost());
+    };
+    // Queued: while an item is removed, box and list are not in step.
+    connect(ui->combo_URL, &QComboBox::currentTextChanged, keep, update, Qt::QueuedConnection);
+    keep->setEnabled(false);
+    m_preview->refresh();
+    m_folderActions = new FolderActions(ui->treeView, &m_work,
+                                        [this](const QModelIndex &row) { return folderJob(row); });
+    connect(m_folderActions, &FolderActions::ended, m_preview, &ActionPreview::refresh);
 }
 
 // What was clicked counts and not what is browsed by now: an S3 address with its secret must not
@@ -44,24 +70,53 @@ bool MainWindow::isFlowSelected() const
     return m_selection == Selection::Flow;
 }
 
-QString MainWindow::flowAddress() const
+QString MainWindow::flowAddress(FlowOf repository) const
 {
     // The box may show a source of another kind by now.
     const QString shown = ui->combo_URL->currentText();
-    const bool isRepository = shown.contains(QLatin1String("tamss://"));
-    const QString start = isRepository ? shown + tamsEndpoint : m_flowAddressStart;
+    const bool isFromBox = repository == FlowOf::Box && shown.contains(QLatin1String("tamss://"));
+    const QString start = isFromBox ? shown + tamsEndpoint : m_flowRepository + m_flowEndpoint;
     return start + QStringLiteral("flows/") + selectedName;
 }
 
-void MainWindow::writeSelected(bool encrypt)
+// Why the box and the selected flow do not go together; empty when they do.
+QString MainWindow::flowRefusal() const
 {
-    if (!canAct())
-        return;
+    const QString shown = ui->combo_URL->currentText();
+    if (m_selection != Selection::Flow || !shown.contains(QLatin1String("tamss://")))
+        return {};
+    if (shown != m_flowRepository)
+        return tr("The selected flow is one of %1, and the box \"URL:\" shows another repository. "
+                  "Choose %1 there, or use the context menu of the files.")
+            .arg(m_flowRepository);
+    if (tamsEndpoint != m_flowEndpoint)
+        return tr("The repository's endpoint has changed since the flow was selected. Connect to "
+                  "%1 and select the flow again, or use the context menu of the files.")
+            .arg(m_flowRepository);
+    return {};
+}
+
+ActionState MainWindow::actionState(FlowOf repository) const
+{
+    ActionState state;
     const bool isFlow = isFlowSelected();
-    const QString name = isFlow ? selectedPath : selectedName.section(QLatin1Char('.'), 0, 0);
-    const QString directory = ui->combo_TargetDir->currentText();
-    writeStreamFile(streamFilePath(directory, fileNameOnDisk(name)),
-                    isFlow ? flowAddress() : usualAddress(selectedPath), encrypt);
+    state.isSelected =
+        m_selection == Selection::Flow || !selectedName.isEmpty() || !selectedPath.isEmpty();
+    state.stream.isFlow = isFlow;
+    state.stream.name = isFlow ? selectedPath : selectedName;
+    state.stream.address = isFlow ? flowAddress(repository) : usualAddress(selectedPath);
+    state.copySource = isFlow ? QString() : selectedPath;
+    state.target = ui->combo_TargetDir->currentText();
+    state.refusal = repository == FlowOf::Box ? flowRefusal() : QString();
+    return state;
+}
+
+void MainWindow::writeSelected(bool encrypt, FlowOf repository)
+{
+    const ActionState state = actionState(repository);
+    if (state.isSelected && !state.target.isEmpty())
+        writeStreamFile(streamFileOf(state), state.stream.address, encrypt);
+    m_preview->refresh();
 }
 
 void MainWindow::on_button_MakeStream_clicked()
@@ -76,16 +131,13 @@ void MainWindow::on_button_EncryptStream_clicked()
 
 void MainWindow::on_button_LocalizeFile_clicked()
 {
-    if (!canAct() || isFlowSelected())
+    const ActionState state = actionState();
+    if (!state.isSelected || state.target.isEmpty() || state.stream.isFlow)
         return;
-    QString destination = ui->combo_TargetDir->currentText();
-    if (!destination.endsWith(QLatin1Char('\\')))
-        destination.append(QLatin1Char('\\'));
-    destination.append(fileNameOnDisk(selectedName));
-
     auto *dialog = new CopyProgressDialog(selectedName, this);
-    const auto copy = [dialog, amount = dialog->amount(), source = selectedPath.toUtf8(),
-                       target = destination.toUtf8()](const BackgroundWork::Link &link) {
+    connect(dialog, &QObject::destroyed, m_preview, &ActionPreview::refresh);
+    const auto copy = [dialog, amount = dialog->amount(), source = state.copySource.toUtf8(),
+                       target = copyOf(state).toUtf8()](const BackgroundWork::Link &link) {
         const ReleasedPoolThread released;
         hq::copyFile(source.constData(), target.constData(), 1, [&](qint64 done, qint64 total) {
             amount->done = done;
@@ -95,6 +147,29 @@ void MainWindow::on_button_LocalizeFile_clicked()
         link.post([dialog] { dialog->end(); });
     };
     dialog->stopOnCancel(m_work.start(copy));
+}
+
+std::optional<FolderJob> MainWindow::folderJob(const QModelIndex &folder) const
+{
+    FolderJob job;
+    job.directory = ui->combo_TargetDir->currentText();
+    if (localBrowsing) {
+        job.folder = driveModel->filePath(folder);
+        return folder.model() == driveModel ? std::optional(job) : std::nullopt;
+    }
+    const QStandardItem *item = itemOf(folderProxy, folder);
+    if (!item)
+        return std::nullopt;
+    job.kind = tamsBrowsing ? FolderJob::Kind::Flows : FolderJob::Kind::S3;
+    job.folder = tamsBrowsing ? item->text() : nodeData(item).path;
+    if (!tamsBrowsing && item->parent() && !job.folder.endsWith(QLatin1Char('/')))
+        job.folder.append(QLatin1Char('/'));
+    for (int row = 0; tamsBrowsing && row < item->rowCount(); ++row) {
+        const TamsNodeData flow = tamsNodeData(item->child(row));
+        job.flows.append(
+            {flow.label, item->text() + tamsEndpoint + QStringLiteral("flows/") + flow.id, true});
+    }
+    return job;
 }
 
 void MainWindow::on_button_PartialFile_clicked()
@@ -111,7 +186,7 @@ void MainWindow::on_button_PartialFile_clicked()
     partialRestoreDialog =
         new PartialRestoreDialog(selectedPath, ui->combo_TargetDir->currentText(), this);
     partialRestoreDialog->setReport([this](const QString &line) { m_statusLine->show(line); });
-    partialRestoreDialog->show();
+    showInFront(partialRestoreDialog);
 }
 
 void MainWindow::deletePartialRestores()

@@ -4,6 +4,9 @@
 // The window's two views and its status line.
 #include "mainwindow.h"
 
+#include "actionpreview.h"
+#include "rowselection.h"
+#include "shownfolder.h"
 #include "statusline.h"
 #include "treeitems.h"
 #include "treesortfilterproxymodel.h"
@@ -34,6 +37,7 @@ void MainWindow::on_treeView_clicked(QModelIndex index)
 {
     if (!index.isValid())
         return;
+    m_shownFolder->set(index);
     if (localBrowsing) {
         showLocalFolder(index);
         return;
@@ -42,10 +46,13 @@ void MainWindow::on_treeView_clicked(QModelIndex index)
     if (!item)
         return;
     const NodeData node = nodeData(item);
-    if (!node.isFile && !node.listed)
+    if (!node.isFile && !node.listed) {
         listFolder(item);
-    else
+        // Those of the folder before would pass for this one's.
+        showModel(ui->fileView, nullptr);
+    } else {
         showFolderFiles(item);
+    }
 }
 
 void MainWindow::showLocalFolder(const QModelIndex &folder)
@@ -74,6 +81,8 @@ void MainWindow::showFolderFiles(const QStandardItem *folder)
     const QModelIndex root = fileProxy->mapFromSource(folder->index());
     showModel(ui->fileView, root.isValid() ? fileProxy : nullptr);
     ui->fileView->setRootIndex(root);
+    // A listing that ends switches the files, whatever was clicked since it began.
+    m_shownFolder->set(folderProxy->mapFromSource(folder->index()));
 }
 
 QStandardItem *MainWindow::itemOf(const TreeSortFilterProxyModel *proxy,
@@ -87,32 +96,39 @@ QStandardItem *MainWindow::itemOf(const TreeSortFilterProxyModel *proxy,
 void MainWindow::on_fileView_clicked(QModelIndex index)
 {
     const QModelIndex name = index.sibling(index.row(), 0);
-    if (!name.isValid())
+    if (!name.isValid() || !RowSelection::of(ui->fileView)->isNews(name))
         return;
+    if (selectRow(name))
+        m_preview->refresh();
+}
+
+// Whether the row is one that can be acted on.
+bool MainWindow::selectRow(const QModelIndex &name)
+{
     if (localBrowsing) {
         if (name.model() != localFileModel)
-            return;
+            return false;
         selectedName = localFileModel->fileName(name);
         selectedPath = localFileModel->filePath(name);
         m_selection = Selection::File;
-        return;
+        return true;
     }
     const QStandardItem *item = itemOf(fileProxy, name);
-    if (!item)
-        return;
+    if (!item || (tamsBrowsing && !item->parent()))
+        return false;
     if (tamsBrowsing) {
-        if (!item->parent())
-            return;
         const TamsNodeData flow = tamsNodeData(item);
         selectedName = flow.id;
         selectedPath = flow.label;
         m_selection = Selection::Flow;
-        m_flowAddressStart = item->parent()->text() + tamsEndpoint;
+        m_flowRepository = item->parent()->text();
+        m_flowEndpoint = tamsEndpoint;
     } else {
         selectedName = item->text();
         selectedPath = nodeData(item).path;
         m_selection = Selection::File;
     }
+    return true;
 }
 
 void MainWindow::on_treeView_doubleClicked(QModelIndex index)

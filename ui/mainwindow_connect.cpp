@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // "Connect" and the listings that it and the first click on a folder start.
+#include "actionpreview.h"
 #include "browseactions.h"
 #include "browsetree.h"
 #include "hqutil.h"
@@ -9,6 +10,7 @@
 #include "listingwarnings.h"
 #include "logaccess.h"
 #include "mainwindow.h"
+#include "shownfolder.h"
 #include "statusline.h"
 #include "treesortfilterproxymodel.h"
 #include "treeviews.h"
@@ -34,8 +36,10 @@ void MainWindow::makeListings()
     connect(listings, SIGNAL(status(QString)), this, SIGNAL(updateStatus(QString)));
     connect(listings, SIGNAL(finished(QStandardItem *, bool)), this,
             SIGNAL(finished(QStandardItem *, bool)));
-    connect(listings, &Listings::endpointRead, this,
-            [this](const QString &endpoint) { tamsEndpoint = endpoint; });
+    connect(listings, &Listings::endpointRead, this, [this](const QString &endpoint) {
+        tamsEndpoint = endpoint;
+        m_preview->refresh();
+    });
     connect(listings, &Listings::failed, this, &MainWindow::showListingFailure);
     m_listingWarnings = new ListingWarnings(this);
     connect(listings, &Listings::brokeOff, this,
@@ -53,7 +57,7 @@ void MainWindow::makeListings()
     // The right view may show what is below the item that goes.
     connect(listings, &Listings::renewing, this, [this] { showModel(ui->fileView, nullptr); });
     connect(listings, &Listings::renewed, this, [this](const QStandardItem *folder) {
-        ui->treeView->setCurrentIndex(folderProxy->mapFromSource(folder->index()));
+        m_shownFolder->set(folderProxy->mapFromSource(folder->index()));
     });
 }
 

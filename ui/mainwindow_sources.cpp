@@ -4,11 +4,13 @@
 // The window's sources and target directories.
 #include "adddialog.h"
 #include "configdirectory.h"
+#include "dialogplacement.h"
 #include "hqutil.h"
 #include "mainwindow.h"
 #include "paramdialog.h"
 #include "s3entries.h"
 #include "s3service.h"
+#include "statusline.h"
 #include "tamsdialog.h"
 #include "tamsentries.h"
 #include "targetdirectories.h"
@@ -112,6 +114,23 @@ void MainWindow::on_button_URL_Remove_clicked()
         deleteEntryFile(path);
 }
 
+// Entry files are written without a site, so a source of another one comes back as the provider's,
+// and "Connect" would send its key there.
+void MainWindow::keepSite()
+{
+    const URL *source = sources.value(ui->combo_URL->currentIndex());
+    if (!source || source->isTams)
+        return;
+    const QString path = entryPath(source);
+    if (keepS3Site(path, source->getKey(), source->getSite()))
+        m_statusLine->show(tr("Site kept: %1").arg(source->getSite()));
+    else
+        openWarning(this, tr("Keep Site"),
+                    tr("The site %1 was not added to the entry file <%2>: it cannot be written, or "
+                       "holds another key, or could not be read back with this site.")
+                        .arg(source->getSite(), path));
+}
+
 void MainWindow::deleteEntryFile(const QString &path)
 {
     const QByteArray encoded = path.toUtf8();
@@ -157,7 +176,7 @@ void MainWindow::on_button_Params_clicked()
     paramDialog = new ParamDialog(this, index, sources[index]);
     connect(paramDialog, SIGNAL(updateUrl(QString, QString, QString, QString, URL *, int)), this,
             SLOT(onUpdateUrl(QString, QString, QString, QString, URL *, int)));
-    paramDialog->show();
+    showInFront(paramDialog);
 }
 
 void MainWindow::on_button_Add_clicked()
@@ -167,7 +186,7 @@ void MainWindow::on_button_Add_clicked()
         connect(addDialog, SIGNAL(addUrl(QString, QString, QString, QString, QString)), this,
                 SLOT(onAddUrl(QString, QString, QString, QString, QString)));
     }
-    addDialog->show();
+    showInFront(addDialog);
 }
 
 void MainWindow::on_button_tams_clicked()
@@ -177,7 +196,7 @@ void MainWindow::on_button_tams_clicked()
         connect(tamsDialog, SIGNAL(addTams(QString, QString, QString, QString, QString)), this,
                 SLOT(onAddTams(QString, QString, QString, QString, QString)));
     }
-    tamsDialog->show();
+    showInFront(tamsDialog);
 }
 
 void MainWindow::fillTargetDirectories()

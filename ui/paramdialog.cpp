@@ -31,6 +31,7 @@ ParamDialog::ParamDialog(QWidget *parent, int position, URL *record)
     // A later record may get the same address, and would then be taken for this one.
     connect(target, &QObject::destroyed, this, [this] { target = nullptr; });
     resize(500, 200);
+    prepareFields(this);
 }
 
 void ParamDialog::onAccept()

@@ -33,6 +33,7 @@ PartialRestoreDialog::PartialRestoreDialog(QString source, QString directory, QW
     connect(acceptButton, SIGNAL(clicked()), this, SLOT(onAccept()));
     connect(cancelButton, SIGNAL(clicked()), this, SLOT(onCancel()));
     resize(265, 200);
+    prepareFields(this);
 }
 
 PartialRestoreDialog::~PartialRestoreDialog()

@@ -31,6 +31,7 @@ TamsDialog::TamsDialog(QWidget *parent)
     connect(cancelButton, SIGNAL(clicked()), this, SLOT(onCancel()));
     setFixedSize(600, 200);
     layoutFields();
+    prepareFields(this);
 }
 
 void TamsDialog::onAccept()

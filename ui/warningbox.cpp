@@ -2,20 +2,35 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "warningbox.h"
 
+#include "wholetext.h"
+
 #include <QMessageBox>
 
 void showWarning(QWidget *parent, const QString &title, const QString &text)
 {
     QMessageBox box(QMessageBox::Warning, title, text, QMessageBox::Ok, parent);
     box.setTextFormat(Qt::PlainText);
+    wrapLongWords(&box);
     box.exec();
+}
+
+static QMessageBox *openBox(QMessageBox::Icon icon, QWidget *parent, const QString &title,
+                            const QString &text)
+{
+    auto *box = new QMessageBox(icon, title, text, QMessageBox::Ok, parent);
+    box->setTextFormat(Qt::PlainText);
+    wrapLongWords(box);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->open();
+    return box;
 }
 
 QMessageBox *openWarning(QWidget *parent, const QString &title, const QString &text)
 {
-    auto *box = new QMessageBox(QMessageBox::Warning, title, text, QMessageBox::Ok, parent);
-    box->setTextFormat(Qt::PlainText);
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    box->open();
-    return box;
+    return openBox(QMessageBox::Warning, parent, title, text);
+}
+
+QMessageBox *openInformation(QWidget *parent, const QString &title, const QString &text)
+{
+    return openBox(QMessageBox::Information, parent, title, text);
 }

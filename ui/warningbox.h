@@ -12,3 +12,6 @@ void showWarning(QWidget *parent, const QString &title, const QString &text);
 
 // The same, but returns at once. The box goes when it is closed, or with its parent.
 QMessageBox *openWarning(QWidget *parent, const QString &title, const QString &text);
+
+// A box of the same kind that tells of no failure.
+QMessageBox *openInformation(QWidget *parent, const QString &title, const QString &text);

@@ -1,0 +1,19 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#include "highdpi.h"
+
+#include <QGuiApplication>
+#include <algorithm>
+
+void scaleWithScreen()
+{
+    const auto variables = {"QT_SCALE_FACTOR",           "QT_SCREEN_SCALE_FACTORS",
+                            "QT_ENABLE_HIGHDPI_SCALING", "QT_AUTO_SCREEN_SCALE_FACTOR",
+                            "QT_DEVICE_PIXEL_RATIO",     "QT_SCALE_FACTOR_ROUNDING_POLICY"};
+    // The screen's scale would come on top of the person's.
+    if (std::any_of(variables.begin(), variables.end(), qEnvironmentVariableIsSet))
+        return;
+    QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling, true);
+    QGuiApplication::setHighDpiScaleFactorRoundingPolicy(
+        Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
+}

@@ -1,0 +1,40 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#include "displaytext.h"
+
+#include "credentials.h"
+#include "hqutil.h"
+
+#include <QStringList>
+#include <algorithm>
+
+QString addressWithoutCredentials(const QString &address)
+{
+    const std::string text = address.toStdString();
+    const bool isFlow = address.startsWith(QLatin1String("tamss://"));
+    if (!isFlow && hqOSIsNetworkSource(text.c_str()) == 0)
+        return address;
+    if (const auto plain = hq::s3AddressWithoutCredentials(text))
+        return QString::fromStdString(*plain);
+    return QString::fromStdString(hq::harmlessAddress(text));
+}
+
+QString addressToShow(const QString &address)
+{
+    QString text = addressWithoutCredentials(address);
+    const auto isHidden = [](QChar c) { return !c.isPrint() && !c.isSurrogate(); };
+    std::replace_if(text.begin(), text.end(), isHidden, QChar(QChar::ReplacementCharacter));
+    return text;
+}
+
+QString plainToolTip(const QString &text)
+{
+    // A path that is broken at its blanks and hyphens is hard to read; only a long one has to be.
+    constexpr int longest = 120;
+    const QStringList lines = text.split(QLatin1Char('\n'));
+    const bool isShort = std::all_of(lines.cbegin(), lines.cend(),
+                                     [](const QString &line) { return line.size() <= longest; });
+    const QString start = isShort ? QStringLiteral("<p style='white-space:pre'>")
+                                  : QStringLiteral("<p style='white-space:pre-wrap'>");
+    return start + text.toHtmlEscaped() + QStringLiteral("</p>");
+}

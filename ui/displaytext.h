@@ -1,0 +1,17 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+
+// Texts that come from outside, made fit to be shown.
+#pragma once
+
+#include <QString>
+
+// An address without credentials: "s3://" site "/" bucket "/" key, a path as it is. As it may be
+// copied; for display see below.
+QString addressWithoutCredentials(const QString &address);
+
+// The same with what cannot be seen replaced, so that it is one line.
+QString addressToShow(const QString &address);
+
+// A tooltip that shows the text as it is, also when it looks like markup.
+QString plainToolTip(const QString &text);

@@ -1,0 +1,57 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#include "fileactions.h"
+
+#include "displaytext.h"
+#include "outputfile.h"
+
+#include <QAction>
+#include <QClipboard>
+#include <QDesktopServices>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QTreeView>
+#include <QUrl>
+
+FileActions::FileActions(QTreeView *files, Calls calls)
+    : QObject(files), m_files(files), m_calls(std::move(calls))
+{
+    files->setContextMenuPolicy(Qt::ActionsContextMenu);
+    const auto copy = [](const QString &text) { QGuiApplication::clipboard()->setText(text); };
+    m_onFile.append(add(tr("Make Stream File"), [this] { m_calls.write(false); }));
+    m_localize = add(tr("Localize File"), m_calls.localize);
+    m_onFile.append(add(tr("Encrypt Stream File"), [this] { m_calls.write(true); }));
+    m_copies.append(add(tr("Copy Address"), [this, copy] {
+        copy(addressWithoutCredentials(m_calls.state().stream.address));
+    }));
+    m_copies.append(add(tr("Copy Name"), [this, copy] { copy(m_calls.state().stream.name); }));
+    m_openTarget = add(tr("Open Target Folder"), [this] { openTargetFolder(); });
+    update(TargetAnswer());
+}
+
+QAction *FileActions::add(const QString &text, std::function<void()> run)
+{
+    auto *action = new QAction(text, this);
+    connect(action, &QAction::triggered, this, std::move(run));
+    m_files->addAction(action);
+    return action;
+}
+
+void FileActions::update(const TargetAnswer &target)
+{
+    const ActionState state = m_calls.state();
+    const bool hasTarget = !state.target.isEmpty();
+    for (QAction *action : qAsConst(m_onFile))
+        action->setEnabled(state.isSelected && hasTarget);
+    for (QAction *action : qAsConst(m_copies))
+        action->setEnabled(state.isSelected);
+    m_localize->setEnabled(state.isSelected && hasTarget && !state.stream.isFlow);
+    // A folder that does not answer would hold the window while the system opens it.
+    m_openTarget->setEnabled(target.isKnown && target.isFolder);
+}
+
+void FileActions::openTargetFolder() const
+{
+    const QFileInfo folder(hqNativePath(m_calls.state().target));
+    QDesktopServices::openUrl(QUrl::fromLocalFile(folder.absoluteFilePath()));
+}

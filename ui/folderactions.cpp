@@ -1,0 +1,135 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#include "folderactions.h"
+
+#include "displaytext.h"
+#include "outputfile.h"
+#include "releasedpoolthread.h"
+#include "warningbox.h"
+
+#include <QAction>
+#include <QLabel>
+#include <QLocale>
+#include <QProgressDialog>
+#include <QPushButton>
+#include <QTimer>
+#include <QTreeView>
+
+namespace {
+constexpr int dialogWidth = 380;
+constexpr int refreshMilliseconds = 100;
+} // namespace
+
+FolderActions::FolderActions(QTreeView *folders, BackgroundWork *work, JobOf jobOf)
+    : QObject(folders), m_folders(folders), m_work(work), m_jobOf(std::move(jobOf))
+{
+    folders->setContextMenuPolicy(Qt::ActionsContextMenu);
+    addAction(tr("Make Stream Files of This Folder"), false);
+    addAction(tr("Encrypt Stream Files of This Folder"), true);
+}
+
+FolderActions::~FolderActions()
+{
+    m_cancel.stop();
+}
+
+void FolderActions::addAction(const QString &text, bool encrypt)
+{
+    auto *action = new QAction(text, this);
+    connect(action, &QAction::triggered, this, [this, encrypt] { start(encrypt); });
+    m_folders->addAction(action);
+    m_actions.append(action);
+}
+
+void FolderActions::start(bool encrypt)
+{
+    auto found = m_jobOf(m_folders->currentIndex());
+    if (!found || found->directory.isEmpty()) {
+        const QString text =
+            found ? tr("There is no target folder.") : tr("Select a folder first.");
+        openWarning(m_folders->window(), tr("Stream Files"), text);
+        return;
+    }
+    FolderJob job = std::move(*found);
+    job.encrypt = encrypt;
+    for (QAction *action : qAsConst(m_actions))
+        action->setEnabled(false);
+    const auto progress = std::make_shared<FolderProgress>();
+    m_cancel = hq::StopToken();
+    showProgress(addressToShow(job.folder), progress);
+    m_work->start([this, job, progress, cancel = m_cancel](const BackgroundWork::Link &link) {
+        const ReleasedPoolThread released;
+        const hq::ScopedStopToken scope(cancel);
+        const FolderReport report = makeFolderStreams(job, progress.get());
+        link.post([this, job, report] { end(job, report); });
+    });
+}
+
+void FolderActions::showProgress(const QString &folder,
+                                 const std::shared_ptr<FolderProgress> &progress)
+{
+    auto *dialog = new QProgressDialog(m_folders->window());
+    m_progress = dialog;
+    dialog->setWindowTitle(tr("Stream Files"));
+    dialog->setWindowFlag(Qt::WindowContextHelpButtonHint, false);
+    dialog->setAttribute(Qt::WA_ShowWithoutActivating);
+    auto *label = new QLabel(dialog);
+    label->setTextFormat(Qt::PlainText); // a folder's name may look like markup
+    dialog->setLabel(label);
+    // A key that is typed elsewhere when the window comes up must not stop the work.
+    dialog->findChild<QPushButton *>()->setAutoDefault(false);
+    dialog->setFixedWidth(dialogWidth);
+    dialog->setAutoClose(false);
+    dialog->setAutoReset(false);
+    dialog->setMinimumDuration(1000);
+    const QString name = label->fontMetrics().elidedText(folder, Qt::ElideMiddle, dialogWidth - 40);
+    dialog->setLabelText(name);
+    dialog->setRange(0, 0);
+    dialog->setValue(0); // from here it counts
+    connect(dialog, &QProgressDialog::canceled, this, [cancel = m_cancel] { cancel.stop(); });
+    auto *timer = new QTimer(dialog);
+    connect(timer, &QTimer::timeout, dialog, [dialog, name, progress] {
+        const int total = progress->total, done = progress->done;
+        const QLocale locale;
+        dialog->setLabelText(
+            name + QLatin1Char('\n') +
+            (total < 0 ? tr("Listing")
+                       : tr("%1 of %2 files").arg(locale.toString(done), locale.toString(total))));
+        if (!dialog->isVisible() || total <= 0) // a value could bring it up before its time
+            return;
+        dialog->setMaximum(total);
+        dialog->setValue(done);
+    });
+    timer->start(refreshMilliseconds);
+}
+
+void FolderActions::end(const FolderJob &job, const FolderReport &report)
+{
+    m_progress->deleteLater();
+    for (QAction *action : qAsConst(m_actions))
+        action->setEnabled(true);
+
+    const QLocale locale;
+    QString text = tr("Folder: %1\nTarget: %2\n\n")
+                       .arg(addressToShow(job.folder), hqNativePath(job.directory));
+    using End = FolderReport::End;
+    if (report.end == End::Stopped && report.total == 0)
+        text += tr("Nothing was written: stopped while the folder was listed.");
+    else if (report.end == End::NoTarget)
+        text += tr("Nothing was written: the target is not a folder that is there.");
+    else if (report.end == End::NotListed)
+        text += tr("Nothing was written: the folder could not be listed completely.\n"
+                   "The error log says why.");
+    else
+        text += tr("Stream files written: %1\nof these replaced: %2\nof these renamed, because "
+                   "names would be the same: %3\nRefused: %4")
+                    .arg(locale.toString(report.written), locale.toString(report.replaced),
+                         locale.toString(report.renamed), locale.toString(report.refused));
+    if (report.end == End::Stopped && report.total > 0)
+        text += tr("\n\nStopped: %1 of %2 files were left out.")
+                    .arg(locale.toString(report.total - report.written - report.refused),
+                         locale.toString(report.total));
+    const bool isGood = report.end == End::Complete && report.refused == 0;
+    (isGood ? openInformation : openWarning)(m_folders->window(), tr("Stream Files"), text);
+    emit ended();
+}

@@ -1,0 +1,45 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "backgroundwork.h"
+#include "folderstreams.h"
+
+#include <QList>
+#include <QObject>
+#include <optional>
+
+class QAction;
+class QModelIndex;
+class QTreeView;
+
+// The context menu's actions on a whole folder of the left view. One folder at a time; a small
+// window tells how far it is and stops it, a box tells what has come of it.
+class FolderActions : public QObject
+{
+    Q_OBJECT
+public:
+    // Where the files of a row are; none for a row that is no folder.
+    using JobOf = std::function<std::optional<FolderJob>(const QModelIndex &row)>;
+
+    FolderActions(QTreeView *folders, BackgroundWork *work, JobOf jobOf);
+    // Stops what is running; nothing is shown afterwards.
+    ~FolderActions() override;
+
+signals:
+    void ended();
+
+private:
+    void addAction(const QString &text, bool encrypt);
+    void start(bool encrypt);
+    void showProgress(const QString &folder, const std::shared_ptr<FolderProgress> &progress);
+    void end(const FolderJob &job, const FolderReport &report);
+
+    QTreeView *m_folders;
+    BackgroundWork *m_work;
+    JobOf m_jobOf;
+    QList<QAction *> m_actions;
+    // Not that of the work, which drops the report of what it has stopped.
+    hq::StopToken m_cancel;
+    QObject *m_progress = nullptr;
+};

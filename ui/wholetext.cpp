@@ -1,0 +1,88 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#include "wholetext.h"
+
+#include <QAbstractItemView>
+#include <QGridLayout>
+#include <QHelpEvent>
+#include <QLabel>
+#include <QMessageBox>
+#include <QRegularExpression>
+#include <QToolTip>
+#include <algorithm>
+
+namespace {
+constexpr int longestPart = 24; // letters
+constexpr int widestText = 480; // pixels
+} // namespace
+
+QString breakable(const QString &text)
+{
+    const QChar zeroWidthSpace(0x200b);
+    QString result;
+    int part = 0;
+    for (int i = 0; i < text.size(); ++i) {
+        const QChar letter = text.at(i);
+        result += letter;
+        part = letter.isSpace() ? 0 : part + 1;
+        const bool isSeparator = QStringLiteral("/\\_-.").contains(letter);
+        if ((isSeparator || part >= longestPart) && !letter.isHighSurrogate()) {
+            result += zeroWidthSpace;
+            part = 0;
+        }
+    }
+    return result;
+}
+
+void showWholeText(const QPoint &globalPlace, const QString &text, QWidget *widget)
+{
+    // Only what is marked up wraps.
+    const QString shown =
+        text.isEmpty() ? text : QStringLiteral("<qt>%1</qt>").arg(breakable(text).toHtmlEscaped());
+    QToolTip::showText(globalPlace, shown, widget);
+}
+
+void wrapLongWords(QMessageBox *box)
+{
+    auto *label = box->findChild<QLabel *>(QStringLiteral("qt_msgbox_label"));
+    auto *grid = qobject_cast<QGridLayout *>(box->layout());
+    if (!label || !grid || grid->indexOf(label) < 0)
+        return;
+    int widest = 0;
+    for (const QString &word : box->text().split(QRegularExpression(QStringLiteral("\\s"))))
+        widest = std::max(widest, label->fontMetrics().horizontalAdvance(word));
+    if (widest <= widestText)
+        return;
+    // Another label in the place of the box's own, whose text is the box's.
+    auto *wrapped = new QLabel(breakable(box->text()), box);
+    wrapped->setTextFormat(Qt::PlainText);
+    wrapped->setAccessibleName(box->text());
+    wrapped->setWordWrap(true);
+    wrapped->setMinimumWidth(widestText);
+    wrapped->setContentsMargins(label->contentsMargins());
+    wrapped->setAlignment(label->alignment());
+    int row = 0, column = 0, rows = 0, columns = 0;
+    grid->getItemPosition(grid->indexOf(label), &row, &column, &rows, &columns);
+    label->hide();
+    grid->addWidget(wrapped, row, column, rows, columns);
+}
+
+WholeNameTips::WholeNameTips(QAbstractItemView *view) : QObject(view), m_view(view)
+{
+    view->viewport()->installEventFilter(this);
+}
+
+bool WholeNameTips::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() != QEvent::ToolTip)
+        return QObject::eventFilter(watched, event);
+    const auto *help = static_cast<QHelpEvent *>(event);
+    const QModelIndex index = m_view->indexAt(help->pos());
+    if (!index.isValid() || index.data(Qt::ToolTipRole).isValid())
+        return false;
+    const QRect shown = m_view->visualRect(index).intersected(m_view->viewport()->rect());
+    const bool isCut = m_view->sizeHintForIndex(index).width() > shown.width();
+    showWholeText(help->globalPos(), isCut ? index.data().toString() : QString(),
+                  m_view->viewport());
+    return true;
+}

@@ -1,0 +1,38 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QList>
+#include <QObject>
+#include <QRect>
+
+class QTreeView;
+class QWidget;
+
+// Keeps a window's size and place and the widths of its views' columns in the settings store from
+// one run to the next. Reads them when the window is shown for the first time and writes them when
+// it is destroyed itself, which has to be before the window; does neither for a window that is
+// never shown. A window that was given another size before it is shown keeps that.
+class WindowPlace : public QObject
+{
+public:
+    // The views have names.
+    WindowPlace(QWidget *window, QList<QTreeView *> views);
+    ~WindowPlace() override;
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    void restore();
+    void store() const;
+
+    QWidget *m_window;
+    const QList<QTreeView *> m_views;
+    const QSize m_firstSize;
+    QRect m_shownAt; // invalid until it is shown
+};
+
+// The rectangle moved and, where it is too large, shrunk so that a window with this content lies
+// within `screen`, its title bar of `titleBar` pixels too.
+QRect clampedTo(const QRect &screen, int titleBar, const QRect &content);
