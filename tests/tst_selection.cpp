@@ -245,9 +245,9 @@ void SelectionTest::previews()
          "Nothing will happen: the target " + m_folder->filePath("a.mxf") +
              " is not a folder that is there.",
          ""},
-        {"local", "<b>a.b.mxf", "/m/<b>a.b.mxf", target + '\\',
-         "Writes " + target + "/<b>a.stream\nfor /m/<b>a.b.mxf",
-         "Copies /m/<b>a.b.mxf\nto " + target + "/<b>a.b.mxf"},
+        {"local", "&lt;a.b.mxf", "/m/&lt;a.b.mxf", target + '\\',
+         "Writes " + target + "/&lt;a.stream\nfor /m/&lt;a.b.mxf",
+         "Copies /m/&lt;a.b.mxf\nto " + target + "/&lt;a.b.mxf"},
         {"object", "clip.mxf", "s3://AK:S/e:c@r@nas.local:9000/rushes/day 1/clip.mxf", target,
          "Writes " + target + "/clip.stream\nfor s3://nas.local:9000/rushes/day 1/clip.mxf",
          "Copies s3://nas.local:9000/rushes/day 1/clip.mxf\nto " + target + "/clip.mxf"},
