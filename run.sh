@@ -26,7 +26,7 @@ if changed; then
     mkdir -p "$root/build/release"
     # Two first runs at once build one after the other.
     exec 9>"$root/build/run.lock"
-    flock 9
+    flock -w 3600 9 || die "another ./run.sh has been building for an hour"
     if changed; then
         need_packages "${build_packages[@]}"
         # Taken before the build, so that an edit during it counts as a change.

@@ -40,9 +40,13 @@ mkfifo "$HOME/.display"
 Xvfb -displayfd 3 -screen 0 $((17 * scale))x$((10 * scale))x24 -dpi $((96 * scale / 100)) \
     -nolisten tcp 3>"$HOME/.display" 2>/dev/null &
 display_pid=$!
-read -r number <"$HOME/.display"
+number=$(timeout 60 head -n 1 "$HOME/.display")
+[ -n "$number" ]
 export DISPLAY=":$number" QT_QPA_PLATFORM=xcb
 cd "$HOME"
+
+# A window that does not come ends the script.
+xdotool() { timeout 60 xdotool "$@"; }
 
 settle() { sleep 0.8; }
 

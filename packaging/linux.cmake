@@ -4,6 +4,12 @@
 include(GNUInstallDirs)
 set(made ${CMAKE_CURRENT_BINARY_DIR})
 
+# Debian's changelog wants the day of the week with the date.
+execute_process(
+    COMMAND date -R -u -d "${PELLORY_RELEASE_DATE} 12:00"
+    OUTPUT_VARIABLE changelog_date
+    OUTPUT_STRIP_TRAILING_WHITESPACE
+)
 configure_file(linux/pellory.1.in pellory.1 @ONLY)
 configure_file(linux/changelog.Debian.in changelog.Debian @ONLY)
 configure_file(linux/com.corvane.pellory.metainfo.xml com.corvane.pellory.metainfo.xml @ONLY)
@@ -50,9 +56,14 @@ foreach(size 16 24 32 48 64 128 256)
 endforeach()
 install(FILES ${PROJECT_SOURCE_DIR}/resources/pellory.svg DESTINATION ${icons}/scalable/apps)
 install(FILES ${made}/pellory.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
-install(FILES linux/copyright ${made}/changelog.gz ${made}/changelog.Debian.gz
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/pellory
+set(documents ${CMAKE_INSTALL_DATADIR}/doc/pellory)
+install(
+    FILES linux/copyright ${made}/changelog.gz ${made}/changelog.Debian.gz
+          ${PROJECT_SOURCE_DIR}/docs/encrypted-form.md
+    DESTINATION ${documents}
 )
+set(examples ${PROJECT_SOURCE_DIR}/docs/examples)
+install(FILES ${examples}/read_stream.py ${examples}/read_stream.cpp DESTINATION ${documents}/examples)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
@@ -62,10 +73,12 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_DEBIAN_PACKAGE_SECTION video)
-set(CPACK_DEBIAN_PACKAGE_MAINTAINER "The Pellory developers <pellory@corvane.invalid>")
+set(CPACK_DEBIAN_PACKAGE_MAINTAINER "The Pellory developers <pellory@corvane.example>")
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-# Certificates are checked against the system's authorities, which no library brings along.
-set(CPACK_DEBIAN_PACKAGE_DEPENDS ca-certificates)
+# Certificates are checked against the system's authorities, which no library brings along. What the
+# libraries say themselves is completed: the linker knows only of functions, not that an older libcurl
+# would not understand which redirects it must not follow.
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "ca-certificates, libcurl4 (>= 7.87)")
 set(CPACK_PACKAGE_DESCRIPTION
     "Pellory makes stream files: small files that each hold the address of one
 media source, so that a playback or ingest application opens the source where

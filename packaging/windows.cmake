@@ -4,6 +4,9 @@
 install(TARGETS pellory RUNTIME DESTINATION .)
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION . RENAME LICENSE.txt)
 install(DIRECTORY windows/licenses DESTINATION .)
+include(windows/sources.cmake)
+configure_file(windows/licenses.txt.in licenses.txt @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/licenses.txt DESTINATION licenses RENAME README.txt)
 
 # Plugins are found by their place beside the program, not by a dependency.
 get_target_property(qt_core Qt5::Core LOCATION)
@@ -41,20 +44,21 @@ list(TRANSFORM library_folders REPLACE "(.+)" "\"\\1\"")
 string(REPLACE ";" " " library_folders "${library_folders}")
 configure_file(windows/libraries.cmake.in libraries.cmake @ONLY)
 install(SCRIPT ${CMAKE_CURRENT_BINARY_DIR}/libraries.cmake)
+configure_file(windows/finish.cmake.in finish.cmake @ONLY)
+install(SCRIPT ${CMAKE_CURRENT_BINARY_DIR}/finish.cmake)
 
 set(CPACK_GENERATOR ZIP NSIS)
 set(CPACK_PACKAGE_FILE_NAME pellory-${PROJECT_VERSION}-windows-x64)
-set(CPACK_PACKAGE_EXECUTABLES pellory Pellory) # the entry of the Start menu
 set(CPACK_PACKAGE_INSTALL_DIRECTORY Pellory)
+# The script is our own: windows/NSIS.template.in.
+list(PREPEND CMAKE_MODULE_PATH ${CMAKE_CURRENT_SOURCE_DIR}/windows)
+set(CPACK_PROJECT_CONFIG_FILE ${CMAKE_CURRENT_SOURCE_DIR}/windows/signing.cmake)
+set(CPACK_PELLORY_INSTALLED ${CMAKE_CURRENT_BINARY_DIR}/installed.nsh) # finish.cmake writes it
 set(CPACK_NSIS_PACKAGE_NAME Pellory)
 set(CPACK_NSIS_DISPLAY_NAME Pellory)
-set(CPACK_NSIS_EXECUTABLES_DIRECTORY .)
-set(CPACK_NSIS_INSTALLED_ICON_NAME pellory.exe)
+set(CPACK_NSIS_URL_INFO_ABOUT "${PROJECT_HOMEPAGE_URL}")
 set(CPACK_NSIS_MUI_ICON "${PROJECT_SOURCE_DIR}/resources/pellory.ico")
 set(CPACK_NSIS_MUI_UNIICON "${PROJECT_SOURCE_DIR}/resources/pellory.ico")
-set(CPACK_NSIS_INSTALL_ROOT "$PROGRAMFILES64")
-set(CPACK_NSIS_ENABLE_UNINSTALL_BEFORE_INSTALL ON)
-set(CPACK_NSIS_MANIFEST_DPI_AWARE ON)
 if(CMAKE_CROSSCOMPILING)
     # Debian's makensis also makes 64-bit installers, as the program is one.
     set(CPACK_NSIS_DEFINES "Target amd64-unicode")

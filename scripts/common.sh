@@ -2,8 +2,8 @@
 # SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=bash disable=SC2034
 
-# Shared by run.sh, test.sh and .ci/run: what they install and how they build. Everything here
-# prints to standard error, because run.sh passes the program's own output on unchanged.
+# Shared by run.sh, test.sh, package.sh and .ci/run: what they install and how they build. Everything
+# here prints to standard error, because run.sh passes the program's own output on unchanged.
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
@@ -11,15 +11,18 @@ build_packages=(
     g++ cmake ninja-build pkg-config
     qtbase5-dev libcurl4-openssl-dev libsodium-dev ca-certificates
 )
+# What packaging/linux/check.sh looks at a package with.
+check_packages=(
+    desktop-file-utils appstream man-db mandoc groff bsdextrautils shared-mime-info binutils devscripts
+)
 # The object store that the tests run, and what they start beside it.
 test_packages=(
     swift-proxy swift-account swift-container swift-object memcached
-    openssl python3 xvfb
-    desktop-file-utils appstream man-db bsdextrautils shared-mime-info
+    openssl python3 python3-nacl xvfb "${check_packages[@]}"
 )
-windows_packages=(
-    g++-mingw-w64-x86-64-posix wine wine64 nsis libsodium23 xdotool imagemagick
-)
+deb_packages=(dpkg-dev lintian "${check_packages[@]}")
+windows_packages=(g++-mingw-w64-x86-64-posix nsis unzip zip)
+wine_packages=(wine wine64 libsodium23 osslsigncode xdotool imagemagick)
 ci_packages=(clang-format-14 clang-tidy-14)
 
 say() {
@@ -50,11 +53,41 @@ as_root() {
     fi
 }
 
-# Installs without starting services: the tests start their own, on ports of their own, and a
-# machine without an init system could not start them anyway.
+# The names of the services that are installed, systemd's units and init scripts.
+known_services() {
+    find /{,usr/}lib/systemd/{system,user} /etc/init.d -mindepth 1 -printf '%f\n' 2>/dev/null || true
+}
+
+# disable_new_services KNOWN: keeps services that are not among KNOWN from starting with the machine.
+# The package manager remembers that they were enabled, and an update leaves them as they are then.
+disable_new_services() {
+    local links link unit names=()
+    links=$(find /etc/systemd/{system,user} /etc/rc[2-5S].d -type l ! -lname /dev/null \
+        ! -path '/etc/rc*/K*' -printf '%p\t%l\n' 2>/dev/null) || true
+    while IFS=$'\t' read -r link unit; do
+        unit=${unit##*/}
+        if [[ -z $link ]] || grep -qxF -e "$unit" <<<"$1"; then
+            continue
+        fi
+        case $link in
+        /etc/rc*) as_root mv "$link" "${link%/*}/K${link##*/S}" ;;
+        *)
+            as_root rm "$link"
+            names+=("$unit")
+            ;;
+        esac
+    done <<<"$links"
+    ((${#names[@]} == 0)) ||
+        say "Not to start with the machine: $(printf '%s\n' "${names[@]}" | sort -u | xargs)"
+}
+
+# Installs without starting services, now or with the machine: the tests start their own, on ports of
+# their own, and a machine without an init system could not start them anyway.
 apt_install() {
-    local policy=/usr/sbin/policy-rc.d made=0 status=0
+    local policy=/usr/sbin/policy-rc.d made=0 status=0 known
     local apt=(env DEBIAN_FRONTEND=noninteractive apt-get -q -o DPkg::Lock::Timeout=600)
+    apt+=(-o Acquire::http::Timeout=60 -o Acquire::https::Timeout=60 -o Acquire::Retries=3)
+    known=$(known_services)
     if [[ ! -e $policy ]]; then
         printf '#!/bin/sh\nexit 101\n' | as_root tee "$policy" >/dev/null
         as_root chmod 755 "$policy"
@@ -65,6 +98,7 @@ apt_install() {
     if [[ $made == 1 ]]; then
         as_root rm -f "$policy"
     fi
+    disable_new_services "$known"
     return "$status"
 }
 
@@ -94,6 +128,16 @@ need_packages() {
     apt_install $missing || die "apt-get could not install: $missing"
 }
 
+# The machine's release of Debian, and the mirror that it gets its packages from.
+debian_release() {
+    (. /etc/os-release && echo "$VERSION_CODENAME")
+}
+debian_mirror() {
+    # shellcheck disable=SC2016
+    apt-get indextargets --format '$(RELEASE) $(SITE)' 'Created-By: Packages' |
+        sed -n "s/^$(debian_release) //p" | head -n 1
+}
+
 # build PRESET [TARGET]: configures and builds, into build/PRESET.
 build() {
     command -v "${CXX:-c++}" >/dev/null ||
@@ -103,4 +147,21 @@ build() {
             cmake --preset "$1" &&
             cmake --build --preset "$1" --target "${2:-all}"
     ) >&2 || die "the build of preset '$1' failed; the reason stands above."
+}
+
+# Sets PELLORY_WINDOWS_SYSROOT, the folder of Windows libraries, unless it is: to one that is unpacked
+# from an archive beside the repository, where there is such an archive.
+need_windows_sysroot() {
+    local archive=$root/../shared/windows-sysroot.tar.xz made=$root/build/windows-sysroot
+    if [[ -z ${PELLORY_WINDOWS_SYSROOT:-} && -e $archive ]]; then
+        if [[ ! -e $made/README ]]; then
+            mkdir -p "$made"
+            tar xf "$archive" -C "$made" --strip-components=1 || die "$archive cannot be unpacked"
+        fi
+        PELLORY_WINDOWS_SYSROOT=$made
+    fi
+    [[ -d ${PELLORY_WINDOWS_SYSROOT:-} ]] ||
+        die "PELLORY_WINDOWS_SYSROOT must name a folder of Windows libraries;" \
+            "scripts/windows-sysroot.sh makes one."
+    export PELLORY_WINDOWS_SYSROOT
 }

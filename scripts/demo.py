@@ -14,7 +14,8 @@ import subprocess
 import sys
 import tempfile
 
-SERVERS = pathlib.Path(__file__).resolve().parent.parent / "tests" / "servers"
+from server_client import Server
+
 TAMS_HOST = "tams.demo.amazonaws.com"
 TOKEN_HOST = "auth.demo.amazonaws.com"
 MEDIA = {  # key: bytes
@@ -33,35 +34,6 @@ FLOWS = [
     {"id": "6f1d2c10-0003", "label": "News 8.30, sound", "format": "urn:x-nmos:format:audio",
      "created": "2026-03-02T20:30:00Z", "collected_by": ["6f1d2c10-0002"]},
 ]
-
-
-class Server:
-    """One of the tests' servers; it ends when its input does."""
-
-    def __init__(self, script, *arguments):
-        # A session of its own: Ctrl-C is for the program.
-        self.process = subprocess.Popen(
-            [sys.executable, SERVERS / script, *arguments], stdin=subprocess.PIPE,
-            stdout=subprocess.PIPE, text=True, start_new_session=True)
-        self.ready = self.answer()
-
-    def answer(self):
-        answer = json.loads(self.process.stdout.readline() or '{"error": "it does not start"}')
-        if "error" in answer:
-            raise SystemExit(f"demo: {answer['error']}")
-        return answer
-
-    def command(self, op, **members):
-        self.process.stdin.write(json.dumps({"op": op, **members}) + "\n")
-        self.process.stdin.flush()
-        return self.answer()
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        self.process.stdin.close()
-        self.process.wait()
 
 
 def fill(server):
@@ -118,13 +90,19 @@ Choose a source in the "URL:" box and press "Connect". "slow line" shows a copy'
 Everything is removed when the window is closed.""", flush=True)
         program = subprocess.Popen([sys.argv[1]], env=environment(home, front.ready), cwd=home)
         try:
-            return program.wait()
+            return program.wait()  # as long as its user likes
         except KeyboardInterrupt:
             return 130
         finally:
             program.terminate()
-            program.wait()
+            try:
+                program.wait(10)
+            except subprocess.TimeoutExpired:
+                program.kill()
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    try:
+        sys.exit(main())
+    except RuntimeError as error:
+        sys.exit(f"demo: {error}")

@@ -5,8 +5,8 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${1:-120}
 cmake --preset fuzz >&2
-cmake --build --preset fuzz --target fuzz_s3address fuzz_listing fuzz_decoder >&2
-for target in s3address listing decoder; do
+cmake --build --preset fuzz --target fuzz_s3address fuzz_listing >&2
+for target in s3address listing; do
     corpus=build/fuzz/corpus/$target
     mkdir -p "$corpus"
     build/fuzz/fuzz_$target -max_total_time="$seconds" -max_len=4096 -print_final_stats=1 -artifact_prefix=build/fuzz/ \

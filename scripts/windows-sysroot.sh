@@ -39,12 +39,10 @@ step() {
 # not name sources.
 lists() {
     local release
-    release=$(. /etc/os-release && echo "$VERSION_CODENAME")
+    release=$(debian_release)
     mkdir -p apt/lists/partial apt/cache/archives/partial
     local keys=/usr/share/keyrings/debian-archive-keyring.gpg mirror
-    # shellcheck disable=SC2016
-    mirror=$(apt-get indextargets --format '$(RELEASE) $(SITE)' 'Created-By: Packages' |
-        sed -n "s/^$release //p" | head -n 1)
+    mirror=$(debian_mirror)
     printf 'deb-src [signed-by=%s] %s %s main\n' "$keys" "$mirror" "$release" \
         "$keys" "$mirror" "$release-updates" >apt/sources.list
     printf '%s\n' "Dir::Etc::SourceList \"$work/apt/sources.list\";" 'Dir::Etc::SourceParts "-";' \
@@ -58,6 +56,10 @@ fetch() {
     rm -rf "$1" "fetch-$1"
     mkdir "fetch-$1"
     (cd "fetch-$1" && APT_CONFIG=$work/apt/apt.conf apt-get source "$1")
+    # The licences that are shipped name the version.
+    touch "$dir/sources.txt"
+    sed -i "/^$1 /d" "$dir/sources.txt"
+    sed -n "0,/^Version: /s/^Version: /$1 /p" "fetch-$1"/*.dsc >>"$dir/sources.txt"
     mv "fetch-$1"/*/ "$1"
     rm -rf "fetch-$1"
 }

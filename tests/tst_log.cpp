@@ -7,6 +7,12 @@
 #include "transfer.h"
 
 #include <QJsonDocument>
+#include <QLibrary>
+#include <QProcess>
+
+#include <atomic>
+#include <cstdarg>
+#include <curl/curl.h>
 
 // What failed calls leave in the error log.
 class LogTest : public QObject
@@ -14,6 +20,7 @@ class LogTest : public QObject
     Q_OBJECT
 private slots:
     void failures();
+    void olderLibrary();
     void isNarrowed();
 };
 
@@ -41,7 +48,36 @@ QByteArray taken()
     return lines;
 }
 
+std::atomic<int> refusedOption{-1};
+constexpr char kOlder[] = "PELLORY_TEST_OLDER_LIBRARY";
+
+template <typename Function>
+Function *ofLibcurl(const char *name)
+{
+    return reinterpret_cast<Function *>(QLibrary::resolve("curl", 4, name));
+}
+
 } // namespace
+
+// Stand before libcurl's own, which refuse nothing that is known here.
+#undef curl_easy_setopt
+CURLcode curl_easy_setopt(CURL *easy, CURLoption option, ...)
+{
+    static const auto next = ofLibcurl<CURLcode(CURL *, CURLoption, ...)>("curl_easy_setopt");
+    std::va_list values;
+    va_start(values, option);
+    void *value = va_arg(values, void *);
+    va_end(values);
+    return option == refusedOption ? CURLE_UNKNOWN_OPTION : next(easy, option, value);
+}
+
+curl_version_info_data *curl_version_info(CURLversion age)
+{
+    static auto info = *ofLibcurl<decltype(curl_version_info)>("curl_version_info")(age);
+    if (qEnvironmentVariableIsSet(kOlder))
+        info.version_num = CURL_VERSION_BITS(7, 86, 0);
+    return &info;
+}
 
 // The call, its address, its target, the server's fault; then the line. "%" is the test's folder,
 // "#" the server's port, "$" an address's beginning, "~" a long name.
@@ -96,6 +132,35 @@ copy|%/here|%/~||<%/here> to <%/~>, error 123 (malformed or too long name), the 
     for (const char *kind : {"open", "list", "copy"})
         QVERIFY2(!call(kind, missing, filled("%/x")), kind);
     QCOMPARE(taken(), QByteArray());
+}
+
+// With one that is told less than a transfer needs to be safe, none begins.
+void LogTest::olderLibrary()
+{
+    ErrLogSetFileName("log");
+    TestServer server("fault_server.py");
+    QVERIFY2(server.start(), server.error());
+    server.command("bucket", {{"bucket", "b"}, {"count", 1}});
+    const QByteArray host = "127.0.0.1:" + QByteArray::number(server.port());
+    const bool isOlder = qEnvironmentVariableIsSet(kOlder);
+    const QList<int> options{CURLOPT_REDIR_PROTOCOLS_STR, CURLOPT_PROTOCOLS_STR,
+                             CURLOPT_UNRESTRICTED_AUTH,   CURLOPT_SSL_VERIFYPEER,
+                             CURLOPT_SSL_VERIFYHOST,      CURLOPT_SSLVERSION};
+    for (const int option : isOlder ? QList<int>{-1} : options) {
+        refusedOption = option;
+        const bool isS3 = option != CURLOPT_REDIR_PROTOCOLS_STR; // follows none
+        const QByteArray address = (isS3 ? "s3://AK:SK@" : "http://") + host + "/b/key-000000";
+        for (const char *kind : {"open", "copy", isS3 ? "list" : "open"}) {
+            QVERIFY2(!call(kind, address, "x"), kind);
+            const QByteArray line = taken();
+            QVERIFY2(line.count('\n') == 1 && line.contains(", error 50 (not supported), libcurl"),
+                     line);
+        }
+    }
+    refusedOption = -1;
+    QCOMPARE(server.command("requests")["requests"].toArray().size(), 0);
+    qputenv(kOlder, "1");
+    QVERIFY(isOlder || QProcess::execute(qApp->applicationFilePath(), {"olderLibrary"}) == 0);
 }
 
 void LogTest::isNarrowed()

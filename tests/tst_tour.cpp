@@ -6,7 +6,6 @@
 #include "windowprobe.h"
 
 #include "adddialog.h"
-#include "configdirectory.h"
 #include "streamcontent.h"
 #include "tamsdialog.h"
 #include "testmain.h"
@@ -28,6 +27,20 @@ const QString kFlows = R"([{"id": "flow-1", "label": "Studio"},
     {"id": "flow-2", "label": "News 8.30 / late", "format": "urn:x-nmos:format:video",
      "created": "2026-03-01T06:30:00Z"}])";
 
+// What both readers of docs/examples, which share no code with the program, find in a stream file.
+QString addressIn(const QString &file)
+{
+    QStringList found;
+    for (const QStringList &reader :
+         {QStringList{PELLORY_PYTHON, PELLORY_DOCS "/examples/read_stream.py"}, {PELLORY_READER}}) {
+        QProcess process;
+        process.start(reader[0], reader.mid(1) + QStringList{file});
+        const bool done = process.waitForFinished() && process.exitCode() == 0;
+        found += done ? QString::fromUtf8(process.readAllStandardOutput()).chopped(1) : "refused";
+    }
+    return found[0] == found[1] ? found[0] : "the readers differ: " + found.join(", ");
+}
+
 } // namespace
 
 class TourTest : public QObject
@@ -36,6 +49,7 @@ class TourTest : public QObject
 private slots:
     void initTestCase();
     void tour();
+    void otherReaders();
 
 private:
     void openWindow();
@@ -43,12 +57,13 @@ private:
     // Clicks the row that is reached by the texts, with the mouse; false while there is none.
     bool click(QTreeView *view, const QStringList &texts);
     void press(QPushButton *button) { QTest::mouseClick(button, Qt::LeftButton); }
-    QString taken(const QString &file) // the content of a new file in the target directory
+    QString taken(const QString &file) // the address in a new file of the target directory
     {
         const QString path = m_target.filePath(file);
-        const QByteArray content = contentOf(path);
+        const QString form = contentOf(path).startsWith(":x") ? "encrypted " : "";
+        const QString address = addressIn(path);
         QFile::remove(path);
-        return content.startsWith(":x") ? "encrypted " + decoded(content) : content;
+        return form + address;
     }
 
     TestServer m_server{"fault_server.py"};
@@ -172,17 +187,32 @@ void TourTest::tour()
         QCOMPARE(request["authorization"].toString(), QString("Bearer TOKEN"));
     }
 
-    for (const QString &source : sources) {
-        m_probe->ui.combo_URL->setCurrentText(source);
-        press(m_probe->ui.button_URL_Remove);
-    }
-    m_probe->ui.combo_TargetDir->setCurrentText(m_target.path());
-    press(m_probe->ui.button_TargetDir_Remove);
-    openWindow();
-    QCOMPARE(m_probe->urlTexts(), QStringList{computer});
-    QCOMPARE(m_probe->targets(), homeTargets);
-    QVERIFY(QDir(configDirectory()).entryList({"*.csv", "*.json"}).isEmpty());
     QVERIFY(QDir(m_target.path()).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
+}
+
+// Beside the window's files: the command line's, those of docs/encrypted-form.md, bad ones.
+void TourTest::otherReaders()
+{
+    const QString page = PELLORY_DOCS "/encrypted-form.md";
+    QDir::setCurrent(m_target.path());
+    QCOMPARE(QProcess::execute(PELLORY_PROGRAM, {"-e", "-u", page, "-t", "written"}), 1);
+    QCOMPARE(taken("written.stream"), "encrypted " + page);
+    QList<QPair<QByteArray, QString>> rows{
+        {"plain é", "plain é"},
+        {":x", "refused"},
+        {":xAUBBQkNERUZHSElKS0xNTk9QUVJTVFVWVwyREbPLRkmKtEgTWjLGbCkl7SU8", "refused"}};
+    // In the page a file stands below its address, both indented.
+    const QRegularExpression form("^    (\\S.*)\n\n    (:x\\S+)$",
+                                  QRegularExpression::MultilineOption);
+    for (auto files = form.globalMatch(contentOf(page)); files.hasNext(); files.next())
+        rows.append({files.peekNext().captured(2).toUtf8(), files.peekNext().captured(1)});
+    QCOMPARE(rows.size(), 5);
+    for (const auto &[content, address] : rows) {
+        QFile file("shown");
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
+        file.close();
+        QCOMPARE(addressIn("shown"), address);
+    }
 }
 
 PELLORY_TEST_MAIN(TourTest, QApplication)

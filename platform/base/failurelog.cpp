@@ -165,7 +165,7 @@ void logFailedCopy(std::string_view source, std::string_view destination) noexce
 {
     unlessCancelled([&] {
         write("Unable to copy " + shown(source) + " to " + shown(destination), source,
-              wrongSide(source, destination));
+              failureDetails().advice.empty() ? wrongSide(source, destination) : std::string());
     });
 }
 

@@ -40,6 +40,8 @@ Error errorOfResult(CURLcode result)
         return Error::SecureFailure;
     case CURLE_URL_MALFORMAT:
         return Error::InvalidName;
+    case CURLE_UNKNOWN_OPTION:
+        return Error::NotSupported;
     case CURLE_UNSUPPORTED_PROTOCOL: // what a server sends that does not speak HTTP, or redirects
                                      // to
     case CURLE_TOO_MANY_REDIRECTS:
@@ -120,6 +122,9 @@ std::string adviceOf(const HttpAnswer &answer)
         return "the name of the proxy is not known";
     if (answer.result == CURLE_PEER_FAILED_VERIFICATION)
         return "the server's certificate is not trusted; CURL_CA_BUNDLE can name its authority";
+    if (answer.result == CURLE_UNKNOWN_OPTION)
+        return std::string("libcurl ") + curl_version_info(CURLVERSION_NOW)->version +
+               " cannot be told what a transfer must not do; 7.87 is the oldest that can";
     const S3ErrorDocument document = parseS3Error(answer.body);
     if (document.code == "SignatureDoesNotMatch")
         return "the secret does not belong to the key";

@@ -44,6 +44,38 @@ struct CertificateSettings
     }
 };
 
+// Sets the options of a handle. One that the library does not know or refuses is as if it had not
+// been asked for; a transfer that needs it must not start without.
+class Options
+{
+public:
+    explicit Options(CURL *easy) : m_easy(easy) {}
+
+    template <typename Value>
+    void need(CURLoption option, Value value)
+    {
+        m_areKept = curl_easy_setopt(m_easy, option, value) == CURLE_OK && m_areKept;
+    }
+    template <typename Value>
+    void wish(CURLoption option, Value value)
+    {
+        curl_easy_setopt(m_easy, option, value);
+    }
+    bool areKept() const { return m_areKept; } // those that are needed
+
+private:
+    CURL *m_easy;
+    bool m_areKept = true;
+};
+
+// An older library than the headers know takes numbers of protocols only, and would follow a
+// redirect from https to http.
+bool isKnownLibrary()
+{
+    constexpr unsigned kOldest = CURL_VERSION_BITS(7, 87, 0);
+    return curl_version_info(CURLVERSION_NOW)->version_num >= kOldest;
+}
+
 bool isEndlessLine(CURLcode result)
 {
 #if LIBCURL_VERSION_NUM >= 0x080600
@@ -107,57 +139,63 @@ void Transfer::allow(std::chrono::milliseconds time)
     m_due = std::min(m_request.deadline, Clock::now() + time);
 }
 
-void Transfer::prepare(CURL *easy)
+bool Transfer::prepare(CURL *easy)
 {
     static const CertificateSettings certificates;
+    static const bool isKnown = isKnownLibrary();
     m_easy = easy;
     m_started = Clock::now();
     allow(timeLimits().connect + timeLimits().firstByte);
     for (const std::string &header : m_request.headers)
         m_headerList = curl_slist_append(m_headerList, header.c_str());
 
-    curl_easy_setopt(easy, CURLOPT_URL, m_request.url.c_str());
-    curl_easy_setopt(easy, CURLOPT_PATH_AS_IS, 1L);
-    curl_easy_setopt(easy, CURLOPT_HTTPHEADER, m_headerList);
-    curl_easy_setopt(easy, CURLOPT_PRIVATE, this);
-    curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &Transfer::onHeader);
-    curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
-    curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &Transfer::onBody);
-    curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
+    Options options(easy);
+    options.wish(CURLOPT_URL, m_request.url.c_str()); // without one curl says that it is malformed
+    options.need(CURLOPT_PATH_AS_IS, 1L);
+    options.need(CURLOPT_HTTPHEADER, m_headerList);
+    options.need(CURLOPT_PRIVATE, this);
+    options.need(CURLOPT_HEADERFUNCTION, &Transfer::onHeader);
+    options.need(CURLOPT_HEADERDATA, this);
+    options.need(CURLOPT_WRITEFUNCTION, &Transfer::onBody);
+    options.need(CURLOPT_WRITEDATA, this);
     if (m_request.method == "HEAD") {
-        curl_easy_setopt(easy, CURLOPT_NOBODY, 1L);
+        options.need(CURLOPT_NOBODY, 1L);
     } else if (m_request.method == "POST") {
-        curl_easy_setopt(easy, CURLOPT_POST, 1L);
-        curl_easy_setopt(easy, CURLOPT_POSTFIELDS, m_request.body.c_str());
-        curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE, static_cast<long>(m_request.body.size()));
+        options.need(CURLOPT_POST, 1L);
+        options.need(CURLOPT_POSTFIELDS, m_request.body.c_str());
+        options.need(CURLOPT_POSTFIELDSIZE, static_cast<long>(m_request.body.size()));
     }
 
-    if (m_request.isDirect)
-        curl_easy_setopt(easy, CURLOPT_PROXY, "");
-    curl_easy_setopt(easy, CURLOPT_USERAGENT, "Pellory/" PELLORY_VERSION);
-    curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
-    curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L); // a cancel does not wait for a name server
-    curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
-    curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
-    curl_easy_setopt(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
-    curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, kBufferSize);
-    curl_easy_setopt(easy, CURLOPT_TCP_KEEPALIVE, 1L);
-    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS,
-                     static_cast<long>(timeLimits().connect.count()));
-    curl_easy_setopt(easy, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+    options.need(CURLOPT_PROTOCOLS_STR, "http,https");
+    options.need(CURLOPT_UNRESTRICTED_AUTH, 0L);
+    options.need(CURLOPT_SSL_VERIFYPEER, 1L);
+    options.need(CURLOPT_SSL_VERIFYHOST, 2L);
+    options.need(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
 #ifdef _WIN32
-    curl_easy_setopt(easy, CURLOPT_SSL_OPTIONS, static_cast<long>(CURLSSLOPT_NATIVE_CA));
+    options.need(CURLOPT_SSL_OPTIONS, static_cast<long>(CURLSSLOPT_NATIVE_CA));
 #endif
     if (!certificates.bundle.empty())
-        curl_easy_setopt(easy, CURLOPT_CAINFO, certificates.bundle.c_str());
+        options.need(CURLOPT_CAINFO, certificates.bundle.c_str());
     if (!certificates.directory.empty())
-        curl_easy_setopt(easy, CURLOPT_CAPATH, certificates.directory.c_str());
+        options.need(CURLOPT_CAPATH, certificates.directory.c_str());
+    if (m_request.isDirect)
+        options.need(CURLOPT_PROXY, "");
     if (m_request.followRedirects) {
         const bool secure = m_request.url.compare(0, 6, "https:") == 0;
-        curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 1L);
-        curl_easy_setopt(easy, CURLOPT_MAXREDIRS, kMostRedirects);
-        curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, secure ? "https" : "http,https");
+        options.need(CURLOPT_FOLLOWLOCATION, 1L);
+        options.need(CURLOPT_MAXREDIRS, kMostRedirects);
+        options.need(CURLOPT_REDIR_PROTOCOLS_STR, secure ? "https" : "http,https");
     }
+
+    options.need(CURLOPT_NOSIGNAL, 1L);
+    options.need(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+    options.need(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+    options.need(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(timeLimits().connect.count()));
+    options.wish(CURLOPT_USERAGENT, "Pellory/" PELLORY_VERSION);
+    options.wish(CURLOPT_QUICK_EXIT, 1L); // a cancel does not wait for a name server
+    options.wish(CURLOPT_BUFFERSIZE, kBufferSize);
+    options.wish(CURLOPT_TCP_KEEPALIVE, 1L);
+    return isKnown && options.areKept();
 }
 
 void Transfer::finish(CURLcode result)

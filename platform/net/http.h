@@ -88,7 +88,8 @@ private:
     // Before a head, inside one, behind that of the final answer.
     enum class Head { Awaited, Open, Complete };
 
-    void prepare(CURL *easy);
+    // False when the library does not understand a setting that the transfer needs.
+    bool prepare(CURL *easy);
     void finish(CURLcode result);
     void expire(Clock::time_point now);
     bool isRefusal() const { return m_answer.status < 200 || m_answer.status >= 300; }

@@ -125,9 +125,12 @@ void HttpClient::start(Transfer &transfer)
         transfer.finish(CURLE_OUT_OF_MEMORY);
         return;
     }
-    transfer.prepare(easy);
+    const bool isPrepared = transfer.prepare(easy);
     m_active.push_back(&transfer);
-    if (curl_multi_add_handle(m_multi, easy) != CURLM_OK)
+    if (!isPrepared) {
+        remove(transfer);
+        transfer.finish(CURLE_UNKNOWN_OPTION);
+    } else if (curl_multi_add_handle(m_multi, easy) != CURLM_OK)
         transfer.finish(CURLE_FAILED_INIT);
 }
 

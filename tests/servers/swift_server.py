@@ -15,8 +15,6 @@ import argparse
 import array
 import concurrent.futures
 import ctypes
-import hashlib
-import hmac
 import http.client
 import logging
 import os
@@ -96,32 +94,19 @@ def plain_key_filter(_global_conf, **_conf):
 
 
 class Client:
-    """Just enough S3 to set up data. One connection per thread."""
+    """Sets up data, by Swift's own interface. One connection per thread."""
 
-    def __init__(self, port, secret, location):
-        self.host, self.secret, self.location = f"127.0.0.1:{port}", secret, location
-        self.local = threading.local()
+    def __init__(self, port, secret):
+        self.host, self.local, self.token = f"127.0.0.1:{port}", threading.local(), ""
+        self.login = {"X-Auth-User": "test:tester", "X-Auth-Key": secret}
 
     def expect(self, wanted, method, path, body=b""):
         """`path` unescaped; another status than one of those wanted is an error."""
-        path = urllib.parse.quote(path, safe="/-_.~")
-        date = time.strftime("%Y%m%dT%H%M%SZ", time.gmtime())
-        scope = f"{date[:8]}/{self.location}/s3/aws4_request"
-        headers = {"host": self.host, "x-amz-content-sha256": "UNSIGNED-PAYLOAD",
-                   "x-amz-date": date}
-        names = ";".join(headers)
-        canonical = "\n".join([method, path, "", *(f"{n}:{v}" for n, v in headers.items()), "",
-                               names, "UNSIGNED-PAYLOAD"])
-        text = "\n".join(["AWS4-HMAC-SHA256", date, scope,
-                          hashlib.sha256(canonical.encode()).hexdigest()])
-        key = ("AWS4" + self.secret).encode()
-        for part in (*scope.split("/"), text):
-            key = hmac.digest(key, part.encode(), "sha256")
-        headers["Authorization"] = (f"AWS4-HMAC-SHA256 Credential={ACCESS_KEY}/{scope},"
-                                    f"SignedHeaders={names},Signature={key.hex()}")
         if not hasattr(self.local, "connection"):
             self.local.connection = http.client.HTTPConnection(self.host, timeout=60)
         connection = self.local.connection
+        headers = {"X-Auth-Token": self.token} if self.token else self.login
+        path = "/v1/AUTH_test" + urllib.parse.quote(path) if self.token else path
         try:
             connection.request(method, path, body, headers)
             answer = connection.getresponse()
@@ -131,6 +116,7 @@ class Client:
             raise
         if answer.status not in wanted:
             raise RuntimeError(f"{method} {path}: {answer.status} {text[:300]!r}")
+        self.token = self.token or answer.getheader("X-Auth-Token")
 
 
 class Swift:
@@ -208,7 +194,7 @@ class Swift:
         deadline = time.monotonic() + 50
         while True:
             try:
-                return client.expect((200,), "GET", "/")
+                return client.expect((200,), "GET", "/auth/v1.0")
             except (OSError, http.client.HTTPException, RuntimeError):
                 if time.monotonic() > deadline:
                     raise
@@ -230,13 +216,13 @@ def commands(client):
     pool = concurrent.futures.ThreadPoolExecutor(16)
 
     def bucket(bucket):
-        client.expect((200, 409), "PUT", "/" + bucket)
+        client.expect((201, 202), "PUT", "/" + bucket)
 
     def put(bucket, objects):
         def one(item):
             key, value = item
             body = common.content(0, value) if isinstance(value, int) else value.encode()
-            client.expect((200,), "PUT", f"/{bucket}/{key}", body)
+            client.expect((201,), "PUT", f"/{bucket}/{key}", body)
         list(pool.map(one, objects.items()))
 
     def delete(bucket, keys):
@@ -255,7 +241,7 @@ def main():
     swift = None
     try:
         swift = Swift(root, options)
-        client = Client(swift.ports["proxy"], options.secret, options.location)
+        client = Client(swift.ports["proxy"], options.secret)
         swift.wait(client)
         common.control(channel, {"port": swift.ports["proxy"]}, commands(client))
     finally:

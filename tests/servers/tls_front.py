@@ -28,7 +28,7 @@ def make_certificates(folder, names):
                         "ec_paramgen_curve:prime256v1", "-nodes", "-days", "2",
                         "-keyout", f"{folder}/{name}.key", "-out", f"{folder}/{name}.pem",
                         "-subj", f"/CN=Test {name}", *arguments],
-                       check=True, capture_output=True)
+                       check=True, capture_output=True, timeout=60)
 
     request("ca", "-addext", "keyUsage=critical,keyCertSign,cRLSign")
     kinds = [("IP:" if name.replace(".", "").isdigit() else "DNS:") + name for name in names]
