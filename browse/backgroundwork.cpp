@@ -3,6 +3,7 @@
 #include "backgroundwork.h"
 
 #include <QScopeGuard>
+#include <QThreadPool>
 #include <QtConcurrent>
 #include <chrono>
 #include <condition_variable>
@@ -61,7 +62,19 @@ BackgroundWork::~BackgroundWork()
     undelivered.swap(m_state->calls);
 }
 
-hq::StopToken BackgroundWork::start(std::function<void(const Link &)> work)
+// Never destroyed, since that would wait for work that hangs.
+static QThreadPool *ownPool()
+{
+    static auto *const pool = [] {
+        constexpr int mostThreads = 64;
+        auto *made = new QThreadPool;
+        made->setMaxThreadCount(mostThreads);
+        return made;
+    }();
+    return pool;
+}
+
+hq::StopToken BackgroundWork::start(std::function<void(const Link &)> work, Pool pool)
 {
     hq::StopToken token;
     quint64 number = 0;
@@ -71,7 +84,8 @@ hq::StopToken BackgroundWork::start(std::function<void(const Link &)> work)
         m_state->running.emplace(number, token);
         m_state->waiting.emplace(number, std::move(work));
     }
-    QtConcurrent::run([state = m_state, number] { runPiece(state, number); });
+    QtConcurrent::run(pool == Pool::Own ? ownPool() : QThreadPool::globalInstance(),
+                      [state = m_state, number] { runPiece(state, number); });
     return token;
 }
 

@@ -8,7 +8,7 @@
 #include <functional>
 #include <memory>
 
-// Runs work on the global thread pool and ends it with its owner. Work is given values and a
+// Runs work on a thread pool and ends it with its owner. Work is given values and a
 // link, never a widget or a model. For use by the thread that made it.
 class BackgroundWork : public QObject
 {
@@ -37,9 +37,13 @@ public:
     BackgroundWork();
     ~BackgroundWork() override;
 
+    // Listings share the global pool. What mostly waits (a copy, a look at a folder that may be
+    // gone) and must neither hold them up nor wait for them has a pool of its own.
+    enum class Pool { Global, Own };
+
     // Starts `work` with a stop token of its own, which also ends the utility library's calls of
     // its thread. The result stops this piece alone.
-    hq::StopToken start(std::function<void(const Link &)> work);
+    hq::StopToken start(std::function<void(const Link &)> work, Pool pool = Pool::Global);
 
     // Stops all work and waits until it has ended, for a second at most: work that hangs in the
     // operating system is not waited for any longer, and nothing it posts is delivered.

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "listings.h"
 
+#include "addressforms.h"
 #include "browsetree.h"
 #include "credentials.h"
 #include "hqutil.h"
@@ -165,8 +166,10 @@ void Listings::reportFailure(const QString &address, const WalkEnd &walk)
 {
     if (walk.failure.isEmpty())
         return;
-    const std::string shown = hq::harmlessAddress(address.toStdString());
-    emit brokeOff(QString::fromStdString(shown), walk.entries, walk.failure);
+    const std::string usual = usualAddress(address).toStdString();
+    const auto plain = hq::s3AddressWithoutCredentials(usual);
+    emit brokeOff(QString::fromStdString(plain ? *plain : hq::harmlessAddress(usual)), walk.entries,
+                  walk.failure);
 }
 
 void Listings::listAgain(QStandardItem *folder)

@@ -3,7 +3,6 @@
 #include "targetlook.h"
 
 #include "hqutil.h"
-#include "releasedpoolthread.h"
 
 #include <algorithm>
 
@@ -59,11 +58,12 @@ void TargetLook::begin()
     m_looking = m_question;
     m_isLooking = true;
     m_limit.start();
-    m_work->start([this, looker = m_looker, question = m_looking](const auto &link) {
-        const ReleasedPoolThread released;
+    const auto look = [this, looker = m_looker,
+                       question = m_looking](const BackgroundWork::Link &link) {
         const TargetAnswer answer = looker(question);
         link.post([this, question, answer] { take(question, answer); });
-    });
+    };
+    m_work->start(look, BackgroundWork::Pool::Own);
 }
 
 void TargetLook::take(const TargetQuestion &question, const TargetAnswer &answer)

@@ -253,7 +253,7 @@ void ListingTest::faults()
         QVERIFY2(bool(box) == brokeOff, fault);
         if (!box)
             continue;
-        const QString text = QString("The listing of <s3://AK:***@127.0.0.1:%1/clips> broke off "
+        const QString text = QString("The listing of <s3://127.0.0.1:%1/clips> broke off "
                                      "after %2 entries:\nerror %3")
                                  .arg(m_faulty.port())
                                  .arg(entries)

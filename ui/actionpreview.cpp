@@ -4,20 +4,12 @@
 
 #include "displaytext.h"
 #include "filename.h"
-#include "outputfile.h"
 #include "streamfile.h"
 
 #include <QEvent>
-#include <QFileInfo>
 #include <QPushButton>
 
 namespace {
-
-// The whole path, whatever the process takes for its current folder.
-QString shownPath(const QString &path)
-{
-    return hqNativePath(QFileInfo(hqNativePath(path)).absoluteFilePath());
-}
 
 void describe(QPushButton *button, const QString &text)
 {
@@ -91,7 +83,7 @@ void ActionPreview::show(const ActionState &state, const TargetAnswer &answer)
         nothing = tr("Nothing will happen: there is no target folder.");
     else if (answer.isKnown && !answer.isFolder)
         nothing = tr("Nothing will happen: the target %1 is not a folder that is there.")
-                      .arg(shownPath(state.target));
+                      .arg(pathToShow(state.target));
     if (nothing.isEmpty()) {
         describe(m_buttons.make, streamText(state, answer, false));
         describe(m_buttons.encrypt, streamText(state, answer, true));
@@ -115,7 +107,7 @@ QString ActionPreview::streamText(const ActionState &state, const TargetAnswer &
         there = tr("\nWhether a file of this name is already there is unknown.");
     else if (answer.hasStreamFile)
         there = tr("\nA file of this name is already there and will be replaced.");
-    return what.arg(shownPath(streamFileOf(state)), addressToShow(state.stream.address)) + there;
+    return what.arg(pathToShow(streamFileOf(state)), addressToShow(state.stream.address)) + there;
 }
 
 QString ActionPreview::copyText(const ActionState &state, const TargetAnswer &answer) const
@@ -127,6 +119,6 @@ QString ActionPreview::copyText(const ActionState &state, const TargetAnswer &an
         there = tr("\nWhether a file of this name is already there is unknown.");
     else if (answer.hasCopy)
         there = tr("\nNothing will happen: a file of this name is already there and is kept.");
-    return tr("Copies %2\nto %1").arg(shownPath(copyOf(state)), addressToShow(state.copySource)) +
+    return tr("Copies %2\nto %1").arg(pathToShow(copyOf(state)), addressToShow(state.copySource)) +
            there;
 }

@@ -2,11 +2,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "copyprogressdialog.h"
 
+#include "dialogplacement.h"
+
 #include <QFontMetrics>
-#include <QLabel>
 #include <QLocale>
-#include <QProgressBar>
-#include <QPushButton>
 #include <QScreen>
 #include <QShowEvent>
 #include <QTimer>
@@ -28,18 +27,10 @@ CopyProgressDialog::CopyProgressDialog(const QString &fileName, QWidget *window)
     : QProgressDialog(window), m_amount(std::make_shared<Amount>())
 {
     setWindowTitle(tr("Localize File"));
-    setWindowFlag(Qt::WindowContextHelpButtonHint, false);
-    // A file's name may look like markup.
-    auto *label = new QLabel(this);
-    label->setTextFormat(Qt::PlainText);
-    setLabel(label);
-    m_name = label->fontMetrics().elidedText(fileName, Qt::ElideMiddle, dialogWidth - 40);
+    takeNoKeys(this, fileName);
+    m_name = fontMetrics().elidedText(fileName, Qt::ElideMiddle, dialogWidth - 40);
     setFixedWidth(dialogWidth);
-    takeNoKeys(fileName);
-    setAutoClose(false);
-    setAutoReset(false);
     setRange(0, steps);
-    setMinimumDuration(1000);
     setValue(0); // from here it counts
 
     auto *timer = new QTimer(this);
@@ -47,20 +38,6 @@ CopyProgressDialog::CopyProgressDialog(const QString &fileName, QWidget *window)
     timer->start(250);
     m_sinceLast.start();
     refresh();
-}
-
-// What is typed elsewhere while the dialog appears must not cancel the copy, also where the window
-// manager activates it all the same: no button is the default, and the first focus is the bar's.
-void CopyProgressDialog::takeNoKeys(const QString &fileName)
-{
-    setAttribute(Qt::WA_ShowWithoutActivating);
-    auto *button = new QPushButton(tr("Cancel"), this);
-    button->setAutoDefault(false);
-    setCancelButton(button);
-    auto *bar = findChild<QProgressBar *>();
-    bar->setAccessibleName(tr("Progress of %1").arg(fileName));
-    bar->setFocusPolicy(Qt::TabFocus);
-    bar->setFocus();
 }
 
 void CopyProgressDialog::stopOnCancel(const hq::StopToken &token)

@@ -38,7 +38,6 @@ protected:
     void showEvent(QShowEvent *event) override;
 
 private:
-    void takeNoKeys(const QString &fileName);
     void refresh();
 
     const std::shared_ptr<Amount> m_amount;

@@ -8,6 +8,8 @@
 #include <QEvent>
 #include <QLabel>
 #include <QLineEdit>
+#include <QProgressBar>
+#include <QProgressDialog>
 #include <QPushButton>
 
 namespace {
@@ -87,4 +89,23 @@ void showInFront(QDialog *dialog)
     dialog->show();
     dialog->raise();
     dialog->activateWindow();
+}
+
+void takeNoKeys(QProgressDialog *dialog, const QString &what)
+{
+    dialog->setWindowFlag(Qt::WindowContextHelpButtonHint, false);
+    dialog->setAttribute(Qt::WA_ShowWithoutActivating);
+    auto *label = new QLabel(dialog);
+    label->setTextFormat(Qt::PlainText); // a name may look like markup
+    dialog->setLabel(label);
+    auto *button = new QPushButton(QProgressDialog::tr("Cancel"), dialog);
+    button->setAutoDefault(false);
+    dialog->setCancelButton(button);
+    auto *bar = dialog->findChild<QProgressBar *>();
+    bar->setAccessibleName(QProgressDialog::tr("Progress of %1").arg(what));
+    bar->setFocusPolicy(Qt::TabFocus);
+    bar->setFocus();
+    dialog->setAutoClose(false);
+    dialog->setAutoReset(false);
+    dialog->setMinimumDuration(1000);
 }

@@ -10,7 +10,9 @@
 
 class QDialog;
 class QLabel;
+class QProgressDialog;
 class QPushButton;
+class QString;
 class QWidget;
 
 // Puts the rows one below the other, each a label and, 8 pixels right of it, its field.
@@ -28,3 +30,8 @@ void prepareFields(QDialog *dialog);
 
 // Shows the dialog, or brings it to the front as it is when it is shown already.
 void showInFront(QDialog *dialog);
+
+// What is typed elsewhere while a progress dialog appears must not cancel the work, also where the
+// window manager activates it all the same: no button is the default, and the first focus is the
+// bar's, whose accessible name says of what it is the progress. Its label shows a text as it is.
+void takeNoKeys(QProgressDialog *dialog, const QString &what);

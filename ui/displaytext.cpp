@@ -2,9 +2,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "displaytext.h"
 
+#include "addressforms.h"
 #include "credentials.h"
 #include "hqutil.h"
+#include "outputfile.h"
 
+#include <QFileInfo>
 #include <QStringList>
 #include <algorithm>
 
@@ -21,10 +24,17 @@ QString addressWithoutCredentials(const QString &address)
 
 QString addressToShow(const QString &address)
 {
-    QString text = addressWithoutCredentials(address);
+    QString text = addressWithoutCredentials(usualAddress(address));
     const auto isHidden = [](QChar c) { return !c.isPrint() && !c.isSurrogate(); };
     std::replace_if(text.begin(), text.end(), isHidden, QChar(QChar::ReplacementCharacter));
     return text;
+}
+
+QString pathToShow(const QString &path)
+{
+    const QString native = hqNativePath(path);
+    const bool isAddress = hqOSIsNetworkSource(path.toUtf8().constData()) != 0;
+    return isAddress ? addressToShow(path) : hqNativePath(QFileInfo(native).absoluteFilePath());
 }
 
 QString plainToolTip(const QString &text)

@@ -13,5 +13,9 @@ QString addressWithoutCredentials(const QString &address);
 // The same with what cannot be seen replaced, so that it is one line.
 QString addressToShow(const QString &address);
 
+// A folder or file that was typed, with its whole path as the system writes it; without
+// credentials where an address was typed.
+QString pathToShow(const QString &path);
+
 // A tooltip that shows the text as it is, also when it looks like markup.
 QString plainToolTip(const QString &text);

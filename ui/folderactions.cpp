@@ -2,16 +2,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "folderactions.h"
 
+#include "dialogplacement.h"
 #include "displaytext.h"
-#include "outputfile.h"
-#include "releasedpoolthread.h"
 #include "warningbox.h"
 
 #include <QAction>
-#include <QLabel>
 #include <QLocale>
 #include <QProgressDialog>
-#include <QPushButton>
 #include <QTimer>
 #include <QTreeView>
 
@@ -57,12 +54,12 @@ void FolderActions::start(bool encrypt)
     const auto progress = std::make_shared<FolderProgress>();
     m_cancel = hq::StopToken();
     showProgress(addressToShow(job.folder), progress);
-    m_work->start([this, job, progress, cancel = m_cancel](const BackgroundWork::Link &link) {
-        const ReleasedPoolThread released;
+    const auto run = [this, job, progress, cancel = m_cancel](const BackgroundWork::Link &link) {
         const hq::ScopedStopToken scope(cancel);
         const FolderReport report = makeFolderStreams(job, progress.get());
         link.post([this, job, report] { end(job, report); });
-    });
+    };
+    m_work->start(run, BackgroundWork::Pool::Own);
 }
 
 void FolderActions::showProgress(const QString &folder,
@@ -71,18 +68,10 @@ void FolderActions::showProgress(const QString &folder,
     auto *dialog = new QProgressDialog(m_folders->window());
     m_progress = dialog;
     dialog->setWindowTitle(tr("Stream Files"));
-    dialog->setWindowFlag(Qt::WindowContextHelpButtonHint, false);
-    dialog->setAttribute(Qt::WA_ShowWithoutActivating);
-    auto *label = new QLabel(dialog);
-    label->setTextFormat(Qt::PlainText); // a folder's name may look like markup
-    dialog->setLabel(label);
-    // A key that is typed elsewhere when the window comes up must not stop the work.
-    dialog->findChild<QPushButton *>()->setAutoDefault(false);
+    takeNoKeys(dialog, folder);
     dialog->setFixedWidth(dialogWidth);
-    dialog->setAutoClose(false);
-    dialog->setAutoReset(false);
-    dialog->setMinimumDuration(1000);
-    const QString name = label->fontMetrics().elidedText(folder, Qt::ElideMiddle, dialogWidth - 40);
+    const QString name =
+        dialog->fontMetrics().elidedText(folder, Qt::ElideMiddle, dialogWidth - 40);
     dialog->setLabelText(name);
     dialog->setRange(0, 0);
     dialog->setValue(0); // from here it counts
@@ -110,16 +99,16 @@ void FolderActions::end(const FolderJob &job, const FolderReport &report)
         action->setEnabled(true);
 
     const QLocale locale;
-    QString text = tr("Folder: %1\nTarget: %2\n\n")
-                       .arg(addressToShow(job.folder), hqNativePath(job.directory));
+    QString text =
+        tr("Folder: %1\nTarget: %2\n\n").arg(addressToShow(job.folder), pathToShow(job.directory));
     using End = FolderReport::End;
     if (report.end == End::Stopped && report.total == 0)
         text += tr("Nothing was written: stopped while the folder was listed.");
     else if (report.end == End::NoTarget)
         text += tr("Nothing was written: the target is not a folder that is there.");
     else if (report.end == End::NotListed)
-        text += tr("Nothing was written: the folder could not be listed completely.\n"
-                   "The error log says why.");
+        text += tr("Nothing was written: the folder could not be listed completely.") +
+                (job.kind == FolderJob::Kind::S3 ? tr("\nThe error log says why.") : QString());
     else
         text += tr("Stream files written: %1\nof these replaced: %2\nof these renamed, because "
                    "names would be the same: %3\nRefused: %4")

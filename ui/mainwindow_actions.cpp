@@ -6,12 +6,12 @@
 #include "addressforms.h"
 #include "copyprogressdialog.h"
 #include "dialogplacement.h"
+#include "displaytext.h"
 #include "fileactions.h"
 #include "folderactions.h"
 #include "mainwindow.h"
 #include "namefinder.h"
 #include "partialrestoredialog.h"
-#include "releasedpoolthread.h"
 #include "statusline.h"
 #include "streamfile.h"
 #include "targetbox.h"
@@ -88,11 +88,11 @@ QString MainWindow::flowRefusal() const
     if (shown != m_flowRepository)
         return tr("The selected flow is one of %1, and the box \"URL:\" shows another repository. "
                   "Choose %1 there, or use the context menu of the files.")
-            .arg(m_flowRepository);
+            .arg(addressToShow(m_flowRepository));
     if (tamsEndpoint != m_flowEndpoint)
         return tr("The repository's endpoint has changed since the flow was selected. Connect to "
                   "%1 and select the flow again, or use the context menu of the files.")
-            .arg(m_flowRepository);
+            .arg(addressToShow(m_flowRepository));
     return {};
 }
 
@@ -138,7 +138,6 @@ void MainWindow::on_button_LocalizeFile_clicked()
     connect(dialog, &QObject::destroyed, m_preview, &ActionPreview::refresh);
     const auto copy = [dialog, amount = dialog->amount(), source = state.copySource.toUtf8(),
                        target = copyOf(state).toUtf8()](const BackgroundWork::Link &link) {
-        const ReleasedPoolThread released;
         hq::copyFile(source.constData(), target.constData(), 1, [&](qint64 done, qint64 total) {
             amount->done = done;
             amount->total = total;
@@ -146,7 +145,7 @@ void MainWindow::on_button_LocalizeFile_clicked()
         // Not delivered when the copy was stopped: the dialog may be gone then.
         link.post([dialog] { dialog->end(); });
     };
-    dialog->stopOnCancel(m_work.start(copy));
+    dialog->stopOnCancel(m_work.start(copy, BackgroundWork::Pool::Own));
 }
 
 std::optional<FolderJob> MainWindow::folderJob(const QModelIndex &folder) const

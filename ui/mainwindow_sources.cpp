@@ -10,7 +10,6 @@
 #include "paramdialog.h"
 #include "s3entries.h"
 #include "s3service.h"
-#include "statusline.h"
 #include "tamsdialog.h"
 #include "tamsentries.h"
 #include "targetdirectories.h"
@@ -123,7 +122,9 @@ void MainWindow::keepSite()
         return;
     const QString path = entryPath(source);
     if (keepS3Site(path, source->getKey(), source->getSite()))
-        m_statusLine->show(tr("Site kept: %1").arg(source->getSite()));
+        openInformation(
+            this, tr("Keep Site"),
+            tr("The site %1 was added to the entry file <%2>.").arg(source->getSite(), path));
     else
         openWarning(this, tr("Keep Site"),
                     tr("The site %1 was not added to the entry file <%2>: it cannot be written, or "

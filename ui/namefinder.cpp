@@ -73,9 +73,12 @@ void NameFinder::comeUp()
     place();
     show();
     // To go to a row far away the view would measure all those on the way, which takes half a
-    // second for 100,000. Laying out rows of one height takes longer, so only as long as needed.
-    m_view->setUniformRowHeights(true);
-    m_view->doItemsLayout();
+    // second for 100,000. Laying out rows of one height takes longer, so only once it is needed;
+    // to go back would be to measure them.
+    if (!m_view->uniformRowHeights()) {
+        m_view->setUniformRowHeights(true);
+        m_view->doItemsLayout();
+    }
     raise();
     m_text->selectAll();
     m_text->setFocus(Qt::ShortcutFocusReason);
@@ -85,7 +88,6 @@ void NameFinder::goAway()
 {
     m_next.stop();
     hide();
-    m_view->setUniformRowHeights(false);
     m_view->setFocus();
 }
 
@@ -93,7 +95,11 @@ void NameFinder::place()
 {
     const QRect rows = m_view->viewport()->geometry();
     const int height = sizeHint().height();
-    setGeometry(rows.left(), rows.bottom() + 1 - height, rows.width(), height);
+    // Not over the row that was found, which may be one of the last.
+    const QRect current = m_view->visualRect(m_view->currentIndex());
+    const bool isCovered = current.bottom() > rows.height() - height;
+    const int top = isCovered ? rows.top() : rows.bottom() + 1 - height;
+    setGeometry(rows.left(), top, rows.width(), height);
 }
 
 void NameFinder::search(bool beyondCurrent)
@@ -123,6 +129,8 @@ void NameFinder::lookAtSome()
         if (name.data().toString().contains(text, Qt::CaseInsensitive)) {
             m_next.stop();
             m_view->setCurrentIndex(name);
+            m_view->scrollTo(name, QAbstractItemView::PositionAtCenter);
+            place();
             return;
         }
         if (looks % rowsBetweenClocks == 0 && clock.elapsed() >= budgetMilliseconds) {

@@ -34,6 +34,7 @@ void TargetBox::show(Finding finding)
     m_finding = finding;
     const bool isMarked = finding == Finding::NoFolder && !m_box->currentText().isEmpty();
     m_mark->setVisible(isMarked);
+    m_box->lineEdit()->update(); // its text has moved
     m_box->lineEdit()->setAccessibleDescription(isMarked ? m_mark->toolTip() : QString());
 }
 

@@ -34,7 +34,9 @@ void keepWidths(QTreeView *view)
     if (!view->model() || view->header()->count() == 0)
         return;
     QVariantList widths;
-    for (int column = 0; column < view->header()->count(); ++column)
+    // The last column takes what the others leave.
+    const int count = view->header()->count() - (view->header()->stretchLastSection() ? 1 : 0);
+    for (int column = 0; column < count; ++column)
         widths.append(view->columnWidth(column));
     view->setProperty(keptWidths(view->model()), widths);
 }

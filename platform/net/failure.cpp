@@ -56,7 +56,7 @@ QString jsonWord(const QJsonObject &object)
 {
     const auto first = [&object](std::initializer_list<const char *> names) {
         for (const char *name : names) {
-            const QString text = object[QLatin1String(name)].toString().simplified();
+            QString text = object[QLatin1String(name)].toString().simplified();
             if (!text.isEmpty())
                 return text;
         }
