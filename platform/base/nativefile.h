@@ -34,8 +34,12 @@ public:
     NativeFile() = default;
     // Takes over a handle of the operating system.
     explicit NativeFile(std::intptr_t handle) : m_handle(handle) {}
-    NativeFile(NativeFile &&other) noexcept;
-    NativeFile &operator=(NativeFile &&other) noexcept;
+    NativeFile(NativeFile &&other) noexcept : m_handle(other.release()) {}
+    NativeFile &operator=(NativeFile &&other) noexcept
+    {
+        std::swap(m_handle, other.m_handle);
+        return *this;
+    }
     ~NativeFile();
 
     // Never blocks: folders are denied, pipes and other special files are not supported.

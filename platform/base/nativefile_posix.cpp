@@ -42,17 +42,6 @@ bool isExposed(const struct stat &info)
 
 } // namespace
 
-NativeFile::NativeFile(NativeFile &&other) noexcept : m_handle(other.m_handle)
-{
-    other.m_handle = kClosed;
-}
-
-NativeFile &NativeFile::operator=(NativeFile &&other) noexcept
-{
-    std::swap(m_handle, other.m_handle);
-    return *this;
-}
-
 NativeFile::~NativeFile()
 {
     if (isOpen())

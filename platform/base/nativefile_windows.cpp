@@ -29,17 +29,6 @@ DWORD part(std::size_t size)
 
 } // namespace
 
-NativeFile::NativeFile(NativeFile &&other) noexcept : m_handle(other.m_handle)
-{
-    other.m_handle = kClosed;
-}
-
-NativeFile &NativeFile::operator=(NativeFile &&other) noexcept
-{
-    std::swap(m_handle, other.m_handle);
-    return *this;
-}
-
 NativeFile::~NativeFile()
 {
     if (isOpen())
