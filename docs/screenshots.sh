@@ -4,7 +4,8 @@
 #
 # docs/screenshots.sh PROGRAM FOLDER: starts the program on a virtual display with a home of its
 # own and puts pictures of its window and dialogs into FOLDER. SCALE is that of the display in percent
-# (100 unless it is set), which the program has to follow by itself. Needs Xvfb, xdotool and ImageMagick (Debian: xvfb xdotool imagemagick).
+# (100 unless it is set), which the program has to follow by itself. Needs Xvfb, xdotool and
+# ImageMagick (Debian: xvfb xdotool imagemagick).
 set -eu
 program=$(realpath "$1")
 mkdir -p "$2"
