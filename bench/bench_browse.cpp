@@ -1,8 +1,9 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
 
-// bench_browse [COUNT [RUNS]]: what browsing large folders costs in the window, offscreen, against
-// the bare walk of the same listing, and the longest time between two turns of the event loop.
+// bench_browse [COUNT [RUNS [LATENCY]]]: what browsing large folders costs in the window,
+// offscreen, against the bare walk of the same listing, and the longest time between two turns of
+// the event loop. The server waits LATENCY milliseconds (0) before each answer.
 //
 // bench_browse clicks [COUNT [RUNS]]: what clicks on folders cost beside COUNT entries (1,000,000)
 // that are loaded already, against a view on a proxy that filters nothing.
@@ -315,10 +316,12 @@ int main(int argc, char **argv)
                            argc > 3 ? std::max(1, QByteArray(argv[3]).toInt()) : 5);
     const int count = argc > 1 ? std::max(1, QByteArray(argv[1]).toInt()) : 100'000;
     const int runs = argc > 2 ? std::max(1, QByteArray(argv[2]).toInt()) : 3;
+    const int latency = argc > 3 ? QByteArray(argv[3]).toInt() : 0;
 
     TestServer server("fault_server.py");
     if (!server.start())
         qFatal("%s", server.error().constData());
+    server.command("set", {{"latency", latency}});
     const QStringList names{"objects", "folders", "below"};
     const QStringList formats{"clip-{:06}.mxf", "folder-{:06}/clip.mxf", "reel/clip-{:06}.mxf"};
     for (int i = 0; i < names.size(); ++i)
