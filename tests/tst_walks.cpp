@@ -148,13 +148,12 @@ private:
 void WalksTest::faults()
 {
     const std::tuple<const char *, const char *, int> rows[] = {
-        {"busy page", "[{'skip':1,'status':503,'times':3}]", 0},
         {"error in a 200", "[{'skip':1,'status':200,'code':'InternalError'}]", 0},
         {"broken document", "[{'broken':true},{'skip':1,'broken':true}]", 0},
-        {"cut and reset", "[{'cut':-1},{'skip':2,'reset':true}]", 0},
         {"empty page that goes on", "[{'skip':1,'emptyPage':true}]", 0},
         {"page without a token", "[{'skip':1,'noToken':true}]", 0},
         {"token goes round", "[{'contains':'continuation','sameToken':true,'times':0}]", 12152},
+        {"empty ranges", "[{'contains':'start-after','emptyPage':true,'times':0}]", 0},
         {"ranges refused", "[{'contains':'start-after','status':403,'times':0}]", 0},
         {"access lost", "[{'skip':2,'status':403,'times':0}]", 5},
         {"always broken", "[{'skip':1,'broken':true,'times':0}]", 12152},
@@ -200,9 +199,7 @@ void WalksTest::kinds()
         {"['no-token','no-start-after']", "utf-8", 5, 0},
         {"['version-1']", "utf-8", 4, 0},
         {"['version-1','no-next-marker']", "utf-8", 5, 0},
-        {"[]", "utf-16-be", 4, 0},
         {"['no-token']", "utf-16-be", 4, 0},
-        {"['version-1']", "utf-16-be", 4, 0},
         {"[]", "no-case", 4, 0},
         {"['no-token','no-start-after','no-marker']", "utf-8", 3, 12152},
         {"['version-1','no-marker']", "utf-8", 2, 12152},
@@ -248,18 +245,26 @@ void WalksTest::randomLevels()
         QStringList quirks;
         std::copy_if(all.begin(), all.end(), std::back_inserter(quirks),
                      [&](const QString &) { return kind == Quirks && random.bounded(3) == 0; });
+        const QString order = kind == Faults && random.bounded(2) == 0 ? "utf-16-be" : "utf-8";
         m_server.command("set", {{"pageSize", pageSize}});
-        if (kind == Faults)
+        if (kind == Faults) {
             m_server.command("chaos", {{"seed", round}, {"effects", effects}});
+            m_server.command(
+                "fault",
+                {{"contains", "start-after"}, {"skip", random.bounded(4)}, {"status", 403}});
+        }
         QByteArrayList found =
             walkNew({{"objects", objectsOf(stable, prefix)},
                      {"fickle", QJsonArray::fromStringList(objectsOf(fickle, prefix).keys())},
+                     {"order", order},
                      {"quirks", QJsonArray::fromStringList(quirks)}},
                     prefix.isEmpty() ? "" : "/p", end);
         const QByteArray shown =
             QByteArray::number(round) + quirks.join(' ').toUtf8() + ": " + found.join('|');
         QVERIFY2(found.takeFirst() == "0", shown);
         QByteArrayList level = levelOf(stable);
+        if (order != "utf-8")
+            std::sort(found.begin(), found.end()); // kept a page at a time
         const auto [sent, begun] = requests();
         const int pages = std::max(level.size() - 1, 0) / pageSize + 1;
         QVERIFY2(kind != Ends || sent <= pages * 1.3 + 16, shown);
@@ -274,7 +279,7 @@ void WalksTest::randomLevels()
         }
         QVERIFY2(found == level, shown);
     }
-    QVERIFY(ranges > rounds);
+    QVERIFY(ranges > std::max(rounds, 100));
 }
 
 // The folder test and the walk mean the same by a "\".

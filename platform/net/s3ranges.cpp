@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "net/s3ranges.h"
 
+#include "transfer.h"
+
 #include <algorithm>
 #include <iterator>
 
@@ -52,6 +54,8 @@ bool S3Ranges::poll()
 void S3Ranges::wait()
 {
     while (!poll()) {
+        if (isStopped())
+            m_ranges.front().pages->poll(); // breaks off, also where nothing was asked for
         int wait = kStopPollMilliseconds;
         for (const Range &range : m_ranges) {
             if (range.isAsked)
@@ -109,11 +113,15 @@ void S3Ranges::arrive(std::size_t at)
     }
     S3Listing page = *range.pages->take();
     m_pace.came(Pace::Time(range.pages->latencyMicroseconds()), failures > 0);
-    if (!m_isAlone && !isInOrder(range, page)) {
+    if ((!m_isAlone || m_ranges.size() > 1) && !isInOrder(range, page)) {
         m_isAlone = true;
         dropFrom(1);
         if (at > 0)
             return;
+    }
+    if (at > 0 && page.isTruncated && page.entries.empty()) {
+        dropFrom(at); // no use of its requests is to be seen
+        return;
     }
     keep(range, std::move(page));
     if (range.pages->isAtEnd() && m_ranges.size() > 1) {
@@ -171,7 +179,7 @@ bool S3Ranges::isCovered(std::size_t at) const
         return false;
     const Range &next = m_ranges[at + 1];
     const std::string &last = m_ranges[at].last;
-    return next.first.empty() ? last > next.guess : last >= next.first;
+    return next.first.empty() ? last >= next.guess : last >= next.first;
 }
 
 // Drops ranges that hold nothing between the one before and the one behind.
@@ -201,7 +209,11 @@ void S3Ranges::join()
         const Entries &names = m_ranges[0].names;
         const Range &next = m_ranges[1];
         if (next.first.empty() || ownNames(0) > 0)
-            return; // it has yet to come, or its turn has
+            return;          // it has yet to come, or its turn has
+        if (names.empty()) { // not met in a page of the first one's own
+            dropNext();
+            continue;
+        }
         const auto [mine, its] =
             std::mismatch(names.begin(), names.end(), next.names.begin(), next.names.end(), isSame);
         if (mine == names.end() && (its != next.names.end() || next.pages->isAtEnd())) {
@@ -211,9 +223,14 @@ void S3Ranges::join()
         }
         if (mine == names.end() || (its == next.names.end() && !next.pages->isAtEnd()))
             return; // it has yet to come further
-        m_pace.restart();
-        dropFrom(1);
+        dropNext();
     }
+}
+
+void S3Ranges::dropNext()
+{
+    noteWaste(m_pageSize);
+    m_ranges.erase(m_ranges.begin() + 1);
 }
 
 } // namespace hq

@@ -62,6 +62,7 @@ private:
     void dropFrom(std::size_t at);
     void dropUseless();
     void join();
+    void dropNext();
     std::size_t ownNames(std::size_t at) const;
     bool isCovered(std::size_t at) const;
 
