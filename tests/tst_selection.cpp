@@ -381,13 +381,12 @@ void SelectionTest::finder()
     QTest::keyClick(&m_probe->window, Qt::Key_F, Qt::ControlModifier);
     auto *field = m_files->findChild<QLineEdit *>();
     QVERIFY(field && field->hasFocus());
+    // And shows it beside the line.
     const auto finds = [&](const QString &name) {
-        // And shows it beside the line.
+        const bool isFound = QTest::qWaitFor([&] { return m_probe->selectedName == name; });
+        const QRect row = m_files->visualRect(m_files->currentIndex());
         const QRect line = field->parentWidget()->geometry();
-        return QTest::qWaitFor([&] { return m_probe->selectedName == name; }) &&
-               !m_files->visualRect(m_files->currentIndex())
-                    .translated(m_files->viewport()->pos())
-                    .intersects(line);
+        return isFound && !row.translated(m_files->viewport()->pos()).intersects(line);
     };
     QTest::keyClicks(field, "N77777");
     QVERIFY(finds("n77777"));
