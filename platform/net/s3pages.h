@@ -36,6 +36,10 @@ public:
     // Of the page that came last: the server's time for it, and the attempts that failed before.
     int latencyMicroseconds() const { return m_answer.latencyMicroseconds; }
     int failures() const { return m_failures; }
+    // How much has come of the page that is on its way.
+    std::size_t bytesComing() const { return m_transfer ? m_transfer->answer().body.size() : 0; }
+    // Gives up the page that is on its way; poll() asks for it again.
+    void withdraw() { m_transfer.reset(); }
     // Whether the last page has been taken.
     bool isAtEnd() const { return !m_page && m_cursor.state() == S3Cursor::State::End; }
 

@@ -47,6 +47,7 @@ bool S3Ranges::poll()
     }
     dropUseless();
     join();
+    withdrawExcess();
     ask();
     return ownNames(0) > 0 || m_ranges.front().pages->isBroken() || isAtEnd();
 }

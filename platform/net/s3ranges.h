@@ -68,8 +68,10 @@ private:
 
     void ask();
     void askFor(Range &range);
+    void withdrawExcess();
     bool mayAsk() const;
     double spare() const;
+    std::size_t unprovenAround(std::size_t at) const;
     void learn(const std::string &last, const Entries &entries);
     std::string guessBehind(std::size_t at) const;
     void noteWaste(std::size_t names);

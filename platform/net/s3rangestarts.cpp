@@ -17,12 +17,16 @@ using Clock = std::chrono::steady_clock;
 // Requests that may turn out useless: some in any case, and a share of the useful ones.
 constexpr double kFreeRequests = 14;
 constexpr double kUselessShare = 0.28;
+// A range beside others of which nothing has come is begun where so many requests a piece are to
+// spare: one wrong guess makes all of them useless.
+constexpr double kSparePerBet = 2;
 // Pages of a range, and the part of one by which it is to be shorter, so that it most likely meets
 // the next range in so many pages where guesses are good.
 constexpr double kLongest = 6;
 constexpr double kMargin = 0.08;
 constexpr double kWasteRate = 0.3; // by which the latest one counts
 constexpr std::size_t kMostBytesAhead = 5 * 1024 * 1024;
+constexpr std::size_t kMostBytesComing = 8 * 1024 * 1024;
 constexpr std::size_t kBytesPerBlock = 16; // that the heap takes for itself
 constexpr std::size_t kPagesPerAnswer = 2; // as much memory takes one that is coming in
 
@@ -46,7 +50,7 @@ void S3Ranges::ask()
             if (!mayAsk())
                 return;
         }
-        if (spare() < 1)
+        if (spare() < std::max(1.0, kSparePerBet * static_cast<double>(unprovenAround(i))))
             continue;
         std::string guess = guessBehind(i);
         if (!guess.empty()) {
@@ -61,6 +65,26 @@ void S3Ranges::askFor(Range &range)
     range.isAsked = true;
     ++m_requests;
     range.pages->poll(); // sends it
+}
+
+// Long names may follow short ones: pages that turn out larger than was reckoned when they were
+// asked for are given up but for the next ones, and fewer are asked for from then on.
+void S3Ranges::withdrawExcess()
+{
+    std::size_t bytes = 0;
+    std::size_t count = 0;
+    for (Range &range : m_ranges) {
+        if (!range.isAsked)
+            continue;
+        bytes += range.pages->bytesComing();
+        ++count;
+        if (bytes <= kMostBytesComing || count == 1)
+            continue;
+        m_pageBytes = std::max(m_pageBytes, bytes / count);
+        bytes -= range.pages->bytesComing();
+        range.pages->withdraw();
+        range.isAsked = false;
+    }
 }
 
 bool S3Ranges::mayAsk() const
@@ -83,6 +107,17 @@ double S3Ranges::spare() const
         names += ownNames(i);
     const double useful = static_cast<double>(names) / static_cast<double>(m_pageSize);
     return kFreeRequests + kUselessShare * useful - (m_requests - useful);
+}
+
+// How many ranges of which no name has come stand side by side where a range behind `at` would be.
+std::size_t S3Ranges::unprovenAround(std::size_t at) const
+{
+    const auto isUnproven = [](const Range &range) { return range.first.empty(); };
+    const auto place = m_ranges.begin() + static_cast<std::ptrdiff_t>(at) + 1;
+    const auto end = std::find_if_not(place, m_ranges.end(), isUnproven);
+    const auto start =
+        std::find_if_not(std::make_reverse_iterator(place), m_ranges.rend(), isUnproven);
+    return static_cast<std::size_t>(end - start.base());
 }
 
 void S3Ranges::learn(const std::string &last, const Entries &entries)
