@@ -24,12 +24,12 @@ class Server:
         self.lock, self.requests, self.numbers = threading.Lock(), [], itertools.count(1)
         self.reset()
 
-    def reset(self, flows="[        ]", open=False, status=200, unsized=False, cut=0, promise=0,
-              location="", next={}, tokenStatus=200, basic=True, lifetime=3600, id="client", secret="word"):
-        """flows: the body; open: no token needed; status, unsized, cut (bytes short), promise
-        (its Content-Length): of the flows' answer; location: it is moved there;
-        next: headers of the flows' answer; tokenStatus: of the token endpoint, which takes
-        client and secret by Basic or, `basic` being false, in the body only; lifetime (s)."""
+    def reset(self, flows="[        ]", status=200, unsized=False, cut=0, promise=0, location="",
+              next={}, basic=True, lifetime=3600, secret="word"):
+        """flows: the body; status, unsized, cut (bytes short), promise (its Content-Length): of the
+        flows' answer; location: it is moved there; next: headers of the flows' answer; the token
+        endpoint takes "client" and secret by Basic or, `basic` being false, in the body only;
+        lifetime (s): of its tokens."""
         self.settings = {name: value for name, value in locals().items() if name != "self"}
         self.void()
 
@@ -43,46 +43,41 @@ class Server:
 
     def handle(self, connection, request):
         host = request.headers.get("host", "")
-        form = dict(urllib.parse.parse_qsl(request.body.decode()))
+        authorization = request.headers.get("authorization", "")
         with self.lock:
-            self.requests.append({"host": host, "method": request.method, "form": form,
-                                  "target": request.target,
-                                  "authorization": request.headers.get("authorization", "")})
-            settings, headers, cut = self.settings, {}, 0
+            self.requests.append(f"{request.method} {host}{request.target} "
+                                 + authorization.partition(" ")[0])
+            settings, headers, cut, promise = self.settings, {}, 0, 0
             if request.path == "/token":
-                status, body = self.token(request, form)
+                status, body = self.token(request, authorization)
             elif settings["location"] and host not in settings["location"]:
-                status, body, headers = 302, {}, {"Location": settings["location"]}
-            elif not (settings["open"] or settings["location"]
-                      or request.headers.get("authorization") in self.tokens):
-                status, body = 401, {"type": "Unauthorized", "summary": "token not valid"}
+                status, body, headers = 302, "", {"Location": settings["location"]}
+            elif not settings["location"] and authorization not in self.tokens:
+                status, body = 401, "{}"
             else:
-                status, cut, headers = settings["status"], settings["cut"], {**settings["next"]}
-                body = settings["flows"] if status == 200 else {
-                    "summary": "as told to " + request.headers.get("authorization", "").split()[-1]}
-        data = (body if isinstance(body, str) else json.dumps(body)).encode()
+                status, cut, promise = (settings[name] for name in ("status", "cut", "promise"))
+                headers, body = dict(settings["next"]), settings["flows"]
+                if status != 200:
+                    body = json.dumps({"summary": "as told to " + authorization.split()[-1]})
+        data = body.encode()
         if not settings["unsized"]:
-            promise = settings["promise"] if request.path != "/token" else 0
             headers["Content-Length"] = promise or len(data)
         connection.send_head(status, headers, data[:len(data) - cut])
         return not settings["unsized"] and not cut
 
-    def token(self, request, form):
-        settings = self.settings
-        wanted = [settings["id"], settings["secret"]]
-        kind, _, text = request.headers.get("authorization", "").partition(" ")
-        by_basic = [urllib.parse.unquote(part) for part in
-                    base64.b64decode(text).decode().split(":")] if kind == "Basic" else None
-        in_body = [form.get("client_id"), form.get("client_secret")]
-        given = by_basic if settings["basic"] else in_body
-        if settings["tokenStatus"] != 200:
-            return settings["tokenStatus"], {"error": "out of order"}
-        if form.get("grant_type") != "client_credentials" or given != wanted:
-            return 400, {"error": "invalid_client"}
+    def token(self, request, authorization):
+        form = dict(urllib.parse.parse_qsl(request.body.decode()))
+        given = [form.get("client_id"), form.get("client_secret")]
+        if self.settings["basic"]:
+            given = base64.b64decode(authorization.partition(" ")[2]).decode().split(":")
+            given = [urllib.parse.unquote(part) for part in given]
+        if (form.get("grant_type"), *given) != (
+                "client_credentials", "client", self.settings["secret"]):
+            return 400, '{"error": "invalid_client"}'
         token = f"token-{next(self.numbers)}"
         self.tokens.add("Bearer " + token)
-        return 200, {"access_token": token, "token_type": "Bearer",
-                     "expires_in": settings["lifetime"]}
+        return 200, json.dumps({"access_token": token, "token_type": "Bearer",
+                                "expires_in": self.settings["lifetime"]})
 
 
 def main():
