@@ -25,8 +25,6 @@ public:
                              events.append(item ? "end of " + item->text() : QString("end"));
                              endsOfSources += isRoot;
                          });
-        QObject::connect(probe.ui.textbox_Status, &QTextEdit::textChanged,
-                         [this] { shown.append(status()); });
         for (QAbstractItemModel *model : std::initializer_list<QAbstractItemModel *>{
                  probe.treeModel, probe.folderProxy, probe.fileProxy})
             new QAbstractItemModelTester(model, &probe.window);
@@ -45,7 +43,6 @@ public:
     {
         probe.ui.combo_URL->setCurrentIndex(probe.ui.combo_URL->findText(text, Qt::MatchEndsWith));
         events.clear();
-        shown.clear();
         probe.ui.button_Connect->click();
     }
 
@@ -55,14 +52,10 @@ public:
         emit probe.ui.treeView->clicked(probe.folderProxy->mapFromSource(item->index()));
     }
 
-    // The first item below `parent` with that text; null when there is none.
-    static QStandardItem *child(const QStandardItem *parent, const QString &text)
+    // The first item with that text; null when there is none.
+    QStandardItem *item(const QString &text) const
     {
-        for (int row = 0; parent && row < parent->rowCount(); ++row) {
-            if (parent->child(row)->text() == text)
-                return parent->child(row);
-        }
-        return nullptr;
+        return probe.treeModel->findItems(text, Qt::MatchExactly | Qt::MatchRecursive).value(0);
     }
     QStandardItem *root() const { return probe.rootItems.value(0); }
 
@@ -82,7 +75,6 @@ public:
 
     MainWindowProbe probe;
     QStringList events; // status lines and ends of listings in the order of their signals
-    QStringList shown;  // texts of the status box
     int endsOfSources = 0;
 };
 
