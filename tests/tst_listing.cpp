@@ -9,6 +9,7 @@
 #include "testserver.h"
 
 #include <QAction>
+#include <QDesktopServices>
 #include <QFileSystemModel>
 #include <QJsonDocument>
 #include <QRandomGenerator>
@@ -37,12 +38,15 @@ private slots:
     void busyWindow();
     void randomRounds();
 
+public slots:
+    void openLog(const QUrl &url) { m_opened = url; }
+
 private:
     QByteArray requests() { return QJsonDocument(m_faulty.command("requests")).toJson(); }
     // Turns the event loop until such a request has come since the last call.
     bool isAsked(const char *what)
     {
-        return QTest::qWaitFor([&] { return requests().contains(what); });
+        return QTest::qWaitFor([&] { return requests().contains(what); }, 30'000);
     }
     // Turns it until nothing is under way any more.
     void settle()
@@ -54,6 +58,7 @@ private:
     TestServer m_swift{"swift_server.py", {"--secret", kSecret, "--location", "eu-west-1"}};
     TestServer m_faulty{"fault_server.py"};
     std::unique_ptr<BrowseSession> m_session;
+    QUrl m_opened;
 };
 
 void ListingTest::initTestCase()
@@ -251,13 +256,17 @@ void ListingTest::interrupt()
     QTest::keyClick(&session.probe.window, Qt::Key_Escape);
     QTRY_VERIFY(!isBusy());
     QCOMPARE(takeLog(), QByteArray());
-    // One that is refused, too: the status box's tooltip tells why.
+    // One that is refused, too: the status box tells why, and opens the log.
     m_faulty.command("fault", {{"status", 403}, {"times", 0}});
     QTest::keyClick(&session.probe.window, Qt::Key_F5);
     const QString told = QString("<s3://AK:***@127.0.0.1:%1/clips>, error 5 (denied), HTTP status "
                                  "403")
                              .arg(m_faulty.port());
     QTRY_VERIFY(ui.textbox_Status->toolTip().replace('\n', ' ').contains(told));
+    QDesktopServices::setUrlHandler("file", this, "openLog");
+    ui.textbox_Status->actions().last()->trigger();
+    QDesktopServices::unsetUrlHandler("file");
+    QVERIFY(m_opened.fileName() == "test.log" && QFile::exists(m_opened.toLocalFile()));
     QCOMPARE(session.events, (QStringList{"Connecting", "Connecting"}));
     QVERIFY(!ui.treeView->model() && !session.root() && !session.probe.dialog<QMessageBox>());
 }
