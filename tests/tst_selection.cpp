@@ -13,7 +13,6 @@
 
 #include <QAction>
 #include <QClipboard>
-#include <QFileDialog>
 #include <QFileSystemModel>
 #include <QLabel>
 #include <QSemaphore>
@@ -26,10 +25,8 @@ private slots:
     void init();
     void followsHighlight();
     void outlivesItsRow();
-    void flowOfAnotherRepository();
     void previews();
     void hangingFolder();
-    void targetBox();
     void finder();
 
 private:
@@ -53,16 +50,6 @@ private:
         emit m_probe->ui.treeView->clicked(m_probe->driveModel->index(m_folder->path()));
         QTRY_VERIFY(m_files->model() && m_files->model()->rowCount(m_files->rootIndex()) == 3);
     }
-    // As "Connect" does and a click on the source.
-    void showSource(QStandardItem *root)
-    {
-        m_probe->treeModel->appendRow(root);
-        showModel(m_files, nullptr);
-        emit m_probe->window.finished(nullptr, true);
-        QTRY_COMPARE(m_probe->ui.treeView->model(),
-                     static_cast<QAbstractItemModel *>(m_probe->folderProxy));
-        emit m_probe->ui.treeView->clicked(m_probe->folderProxy->index(0, 0));
-    }
     void showBucket()
     {
         const QString address("s3://AK:SK@localhost/rushes");
@@ -70,8 +57,12 @@ private:
         QStandardItem *root = makeRootItem("rushes", address.split('/'), address, {});
         for (const char *name : {"a.mxf", "b.mxf", "c.mxf"})
             root->appendRow(makeEntryItem(address + '/' + name, true, {}));
+        m_probe->treeModel->appendRow(root);
         m_probe->setBrowsing(false, false);
-        showSource(root);
+        showModel(m_files, nullptr); // as "Connect" does
+        emit m_probe->window.finished(nullptr, true);
+        QTRY_VERIFY(m_probe->ui.treeView->model() == m_probe->folderProxy);
+        emit m_probe->ui.treeView->clicked(m_probe->folderProxy->index(0, 0));
     }
     QString inTarget(const char *name) const { return m_target->filePath(name); }
 
@@ -135,86 +126,43 @@ void SelectionTest::outlivesItsRow()
     QCOMPARE(m_probe->selectedName, QString("a.mxf"));
 }
 
-void SelectionTest::flowOfAnotherRepository()
-{
-    // An object's address is not taken for a flow's label: its secret would be in a file's name.
-    showBucket();
-    click("a.mxf");
-    m_probe->setBrowsing(false, true);
-    m_probe->ui.button_MakeStream->click();
-    QCOMPARE(contentOf(inTarget("a.stream")), QByteArray("s3://AK:SK@localhost/rushes/a.mxf"));
-
-    const QString mine("tamss://mine.example.org"), other("tamss://other.example.org");
-    QComboBox *box = m_probe->ui.combo_URL;
-    box->insertItems(0, {mine, other, "host - bucket"});
-    box->setCurrentIndex(0);
-    resetForTams(m_probe->treeModel);
-    QStandardItem *root = makeRootItem(mine, {}, "mine.example.org", {});
-    root->appendRow(makeFlowRow({"label", "id", "", ""}, {}));
-    m_probe->tamsEndpoint = "/Prod/";
-    showSource(root);
-    click("label");
-    const QString flow = mine + "/Prod/flows/id";
-    for (const auto &[shown, endpoint, refusal] :
-         {std::tuple(mine, "/Prod/", ""),
-          {other, "/Prod/", "Choose tamss://mine.example.org there"},
-          {"host - bucket", "/Prod/", ""},
-          {mine, "/x/", "Connect to tamss://mine.example.org and select"},
-          {"host - bucket", "/x/", ""}}) {
-        m_probe->tamsEndpoint = endpoint;
-        box->setCurrentIndex(-1);
-        box->setCurrentText(shown);
-        QPushButton *button = m_probe->ui.button_MakeStream;
-        QVERIFY2(button->accessibleDescription().contains(refusal), shown.toUtf8());
-        button->click();
-        QCOMPARE(contentOf(inTarget("label.stream")), *refusal ? "not readable" : flow.toUtf8());
-        QFile::remove(inTarget("label.stream"));
-    }
-}
-
 void SelectionTest::previews()
 {
-    const QString target = m_target->path(), missing = target + "/missing";
-    const QString none("Nothing will happen: no file is selected.");
+    const QString target = m_target->path() + '/';
     const QString noFolder =
-        "Nothing will happen: the target " + missing + " is not a folder that is there.";
+        "Nothing will happen: the target s3://nas.local/b is not a folder that is there.";
     const struct
     {
         QString file, address, target, make, localize;
     } rows[] = {
-        {"", "", target, none, none},
-        {"a.mxf", "/m/a.mxf", missing, noFolder, noFolder},
-        {"&lt;a.b.mxf", "/m/&lt;a.b.mxf", target + '\\',
-         "Writes " + target + "/&lt;a.stream\nfor /m/&lt;a.b.mxf",
-         "Copies /m/&lt;a.b.mxf\nto " + target + "/&lt;a.b.mxf"},
-        {"clip.mxf", "s3://AK:S/e:c@r@nas.local:9000/rushes/day 1/clip.mxf", target,
-         "Writes " + target + "/clip.stream\nfor s3://nas.local:9000/rushes/day 1/clip.mxf",
-         "Copies s3://nas.local:9000/rushes/day 1/clip.mxf\nto " + target + "/clip.mxf"},
-        {"old.mxf", "/m/old.mxf", target,
+        {"a.mxf", "/m/a.mxf", "s3://AK:SK@nas.local/b", noFolder, noFolder},
+        {"&lt;a.b.mxf", "s3://AK:S/e:c@r@nas.local:9000/rushes/day 1/&lt;a.b.mxf",
+         m_target->path() + '\\',
+         "Writes " + target + "&lt;a.stream\nfor s3://nas.local:9000/rushes/day 1/&lt;a.b.mxf",
+         "Copies s3://nas.local:9000/rushes/day 1/&lt;a.b.mxf\nto " + target + "&lt;a.b.mxf"},
+        {"old.mxf", "/m/old.mxf", m_target->path(),
          "Writes " + target +
-             "/old.stream\nfor /m/old.mxf\n"
+             "old.stream\nfor /m/old.mxf\n"
              "A file of this name is already there and will be replaced.",
          "Copies /m/old.mxf\nto " + target +
-             "/old.mxf\n"
+             "old.mxf\n"
              "Nothing will happen: a file of this name is already there and is kept."},
     };
-    for (const char *name : {"old.stream", "old.mxf"})
-        QVERIFY(fill(inTarget(name), "old"));
+    QVERIFY(fill(inTarget("old.stream"), "old") && fill(inTarget("old.mxf"), "old"));
     const Ui_MainWindow &ui = m_probe->ui;
+    const auto told = [](const QString &text) { return QDir::fromNativeSeparators(text); };
     for (const auto &row : rows) {
         m_probe->selectedName = row.file;
         m_probe->selectedPath = row.address;
-        ui.combo_TargetDir->setEditText("other");
         ui.combo_TargetDir->setEditText(row.target);
-        const auto told = [](const QWidget *button) {
-            return QDir::fromNativeSeparators(button->accessibleDescription());
-        };
-        QTRY_COMPARE(told(ui.button_MakeStream), row.make);
-        QCOMPARE(told(ui.button_LocalizeFile), row.localize);
-        QCOMPARE(told(ui.button_EncryptStream),
+        QTRY_COMPARE(told(ui.button_MakeStream->accessibleDescription()), row.make);
+        QCOMPARE(told(ui.button_LocalizeFile->accessibleDescription()), row.localize);
+        QCOMPARE(told(ui.button_EncryptStream->accessibleDescription()),
                  QString(row.make).replace("\nfor", ", encrypted,\nfor"));
-        const QString toolTip = QDir::fromNativeSeparators(ui.button_MakeStream->toolTip());
+        const QString toolTip = told(ui.button_MakeStream->toolTip());
         QVERIFY2(toolTip.contains(row.make.section('\n', 0, 0).toHtmlEscaped()), toolTip.toUtf8());
+        const QAction *mark = ui.combo_TargetDir->lineEdit()->actions().first();
+        QCOMPARE(mark->isVisible(), row.make == noFolder);
     }
 }
 
@@ -242,29 +190,6 @@ void SelectionTest::hangingFolder()
     QCOMPARE(answers.last(), QString("gone unknown")); // at once
     gone.release(2);
     QTRY_COMPARE(answers.last(), QString("gone known"));
-}
-
-void SelectionTest::targetBox()
-{
-    QLineEdit *edit = m_probe->ui.combo_TargetDir->lineEdit();
-    const auto isMarked = [&] {
-        return edit->actions().first()->isVisible() && !edit->accessibleDescription().isEmpty();
-    };
-    edit->setText(m_target->path() + '\\');
-    QTRY_VERIFY(!isMarked());
-    edit->setText("s3://AK:SK@localhost/rushes");
-    QTRY_VERIFY(isMarked());
-    showLocal();
-    click("a.mxf");
-    const QString told = m_probe->ui.button_MakeStream->toolTip();
-    QVERIFY2(told.contains("s3://localhost/rushes") && !told.contains("SK"), told.toUtf8());
-
-    edit->actions().last()->trigger();
-    auto *dialog = m_probe->dialog<QFileDialog>();
-    QVERIFY(dialog && dialog->fileMode() == QFileDialog::Directory && dialog->isModal());
-    emit dialog->fileSelected(m_folder->path());
-    QCOMPARE(edit->text(), QDir::toNativeSeparators(m_folder->path()));
-    QTRY_VERIFY(!isMarked());
 }
 
 void SelectionTest::finder()
