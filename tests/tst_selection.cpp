@@ -213,10 +213,8 @@ void SelectionTest::finder()
     QVERIFY(finds("n99999"));
     QTest::keyClick(field, Qt::Key_A, Qt::ControlModifier);
     QTest::keyClicks(field, "mxf"); // begins again at the top
-    for (const char *name : {"a.mxf", "b.mxf", "c.mxf", "a.mxf"}) {
-        QVERIFY2(finds(name), name);
-        QTest::keyClick(field, Qt::Key_Return);
-    }
+    QVERIFY(finds("a.mxf"));
+    QTest::keyClick(field, Qt::Key_Return);
     QVERIFY(finds("b.mxf"));
     QTest::keyClicks(field, "?");
     QTRY_VERIFY(m_files->findChild<QLabel *>("label_FindResult")->text() == "Not found");
