@@ -8,7 +8,6 @@
 #include "adddialog.h"
 #include "openfiles.h"
 #include "streamcontent.h"
-#include "streamsource.h"
 #include "tamsdialog.h"
 #include "testmain.h"
 #include "testserver.h"
@@ -27,7 +26,8 @@ const QString kSource = "s3.amazonaws.com - rushes", kRepository = "tamss://tams
 const QString kBucket = "s3://AKIATOUR:ab/c+d@e:f@s3.amazonaws.com/rushes/";
 const QString kClip = "day 1/take 2/clip.final.mxf", kLarge = "day 1/<b>large.mxf";
 const QString kFlow = kRepository + "/x-api/flows/flow-", kLabel = "../up\\News 8.30";
-const QString kFlows = R"([{"id": "flow-1"}, {"id": "flow-2", "label": "../up\\News 8.30"}])";
+const QString kFlows = R"([{"id": "flow-1"}, {"id": "flow-2", "label": "../up\\News 8.30"},
+    {"id": "flow-4", "label": "v/1"}, {"id": "flow-3", "label": "V_1"}])";
 constexpr int kSize = 100'000;
 
 } // namespace
@@ -41,7 +41,6 @@ private slots:
     void tour();
     void names();
     void copies();
-    void distinctNames();
     void wholeFolder();
 
 private:
@@ -195,8 +194,10 @@ void ActionsTest::tour()
     // Whole folders: a repository, whatever the box shows, and two that nobody has clicked.
     QTreeView *tree = m_probe->ui.treeView;
     runOnFolder(row(tree, kRepository), "Make");
-    QVERIFY(report().startsWith("Stream files written: 2\n"));
-    QCOMPARE(taken(".stream") + taken(".._up_News 8.30.stream"), kFlow + '1' + kFlow + '2');
+    QVERIFY(report().startsWith("Stream files written: 4\n"));
+    for (const auto &[name, id] :
+         {std::pair("", '1'), {".._up_News 8.30", '2'}, {"V_1", '3'}, {"v_1-2", '4'}})
+        QCOMPARE(taken(QString(name) + ".stream"), kFlow + id);
     connectTo(kSource);
     QTRY_VERIFY(row(tree, "many").isValid());
     runOnFolder(row(tree, "many"), "Encrypt");
@@ -268,46 +269,30 @@ void ActionsTest::copies()
     QTRY_COMPARE(openFilesIn(m_target->path()) + targetFiles(), QStringList());
 }
 
-void ActionsTest::distinctNames()
-{
-    // "/" stands between names, and a source that is a flow is "label=id".
-    for (const auto &[texts, expected] :
-         {std::pair(QString("a.mxf/b.mxf/.x"), "a/b/"),
-          {"clip.xml/clip.mxf/other.mxf", "clip.xml/clip.mxf/other"},
-          {"Clip/clip.MXF", "Clip/clip.MXF"},
-          {".a/.b", ".a/.b"},
-          {"a.mxf/A.mxf/a.MXF", "a.mxf-3/A.mxf/a.MXF-2"},
-          {"a\\b.x/a_b.x", "a_b.x/a_b.x-2"},
-          {"v1.0=2/v1.0=1/v1.1=3", "v1.0-2/v1.0/v1.1"},
-          {"v=1/v=2/v-2=3/V=4", "v/v-3/v-2/V-4"}}) {
-        QVector<StreamSource> sources;
-        for (const QString &text : texts.split('/')) {
-            const bool isFlow = text.contains('=');
-            sources.append({text.section('=', 0, 0), text.section('=', isFlow ? 1 : 0), isFlow});
-        }
-        QCOMPARE(distinctStreamNames(sources).join('/'), QString(expected));
-        std::reverse(sources.begin(), sources.end());
-        QStringList reversed = distinctStreamNames(sources);
-        std::reverse(reversed.begin(), reversed.end());
-        QCOMPARE(reversed.join('/'), QString(expected));
-    }
-}
-
 // What the right view shows of a folder, not deeper.
 void ActionsTest::wholeFolder()
 {
     QTemporaryDir folder;
     QDir(folder.path()).mkdir("deep.mxf");
-    for (const char *name : {"clip.mxf", "clip.xml", "b.c.mov", ".hidden"})
+    for (const char *name :
+         {"clip.mxf", "clip.xml", "b.c.mov", "A.mxf", "a.mxf", "a.MXF", ".hidden"})
         QVERIFY(fill(folder.filePath(name), "x"));
     QVERIFY(fill(inTarget("b.stream"), "old"));
     QVERIFY(QDir(m_target->path()).mkdir("clip.xml.stream")); // cannot be written
     const QModelIndex local = m_probe->driveModel->index(folder.path());
     runOnFolder(local, "Make");
-    QCOMPARE(report(), QString("Stream files written: 2\nof these replaced: 1\nof these renamed, "
-                               "because names would be the same: 1\nRefused: 1"));
-    QCOMPARE(targetFiles(), QStringList({"b.stream", "clip.mxf.stream"}));
-    QCOMPARE(taken("b.stream"), folder.filePath("b.c.mov"));
+    QCOMPARE(report(), QString("Stream files written: 5\nof these replaced: 1\nof these renamed, "
+                               "because names would be the same: 4\nRefused: 1"));
+    QCOMPARE(targetFiles().size(), 5);
+    for (const auto &[name, source] : {std::pair("b", "b.c.mov"),
+                                       {"clip.mxf", "clip.mxf"},
+                                       {"A.mxf", "A.mxf"},
+                                       {"a.MXF-2", "a.MXF"},
+                                       {"a.mxf-3", "a.mxf"}})
+        QCOMPARE(taken(QString(name) + ".stream"), folder.filePath(source));
+    m_probe->ui.combo_TargetDir->setEditText(inTarget("missing"));
+    runOnFolder(local, "Make");
+    QCOMPARE(report(), QString("Nothing was written: the target is not a folder that is there."));
 }
 
 PELLORY_TEST_MAIN(ActionsTest, QApplication)
