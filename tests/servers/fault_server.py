@@ -21,7 +21,8 @@ Commands:
       counts-keys                                     a page is so many keys, whatever their folders
   {"op": "set", ...}: changes some of the settings that stand in `Settings`.
   {"op": "fault", "method", "contains", "skip", "times", EFFECTS}: for the next `times` requests
-    (1; 0: all) with that method and that text in their raw target, after the first `skip` such.
+    (1; 0: all) with that method and these texts (a blank between them) in their raw target, after
+    the first `skip` such.
   {"op": "chaos", "seed", "effects": [[probability, EFFECTS]]}: at most one of them per request.
   {"op": "calm"}: forgets faults, chaos and settings.
   {"op": "away", "ms"}: breaks all connections and refuses new ones for so long.
@@ -169,8 +170,8 @@ class Bucket:
             found, following = self.entries(prefix, delimiter, start,
                                             min(count, settings.pageSize))
         token = encode_token(following) if following is not None else None
-        if effects.get("emptyPage"):
-            found, token = [], encode_token(key, str(random.random()))
+        if effects.get("emptyPage") and found:
+            found, token = [], encode_token(found[0][0], f"empty{random.random()}")
         if effects.get("sameToken"):
             token = query.get("continuation-token", encode_token(key))
         encoded = query.get("encoding-type") == "url" and "no-encoding-type" not in self.quirks
@@ -264,7 +265,7 @@ class Server:
         with self.lock:
             for fault in self.faults:
                 if (fault["method"] in ("", request.method) and fault["times"] > 0
-                        and fault["contains"] in request.target):
+                        and all(text in request.target for text in fault["contains"].split())):
                     if fault["skip"]:
                         fault["skip"] -= 1
                         continue
