@@ -59,7 +59,7 @@ struct Case
 #define BY(kind) "{'op':'set','validator':'" kind "'}"
 
 constexpr Case kCases[] = {
-    {"reset and closed", S3Read, kSmall, "[{'reset':true},{'method':'GET','close':true}]"},
+    {"reset", S3Read, kSmall, "[{'reset':true},{'method':'GET','reset':true}]"},
     {"cut often", S3Read, kMedium, "[{'method':'GET','cut':200000,'times':9}]"},
     {"time-out", S3Read, kSmall, "[{'method':'GET','status':400,'code':'RequestTimeout'}]"},
     {"head refused", S3Read, kSmall, "[{'method':'HEAD','status':403," EVER "}]"},

@@ -171,9 +171,8 @@ void WalksTest::randomLevels()
 {
     const int rounds = qEnvironmentVariableIntValue("PELLORY_ROUNDS");
     QRandomGenerator random{quint32(rounds)};
-    const QStringList all = QString("version-1,no-token,no-next-marker,no-start-after,repeats,"
-                                    "plain-next-marker,no-encoding-type,counts-keys")
-                                .split(',');
+    const QStringList all{"version-1", "no-token",         "no-next-marker", "no-start-after",
+                          "repeats",   "no-encoding-type", "counts-keys"};
     const QJsonArray effects = json("[[0.05,{'status':503}],[0.03,{'reset':true}],"
                                     "[0.03,{'cut':-1}],[0.03,{'emptyPage':true}]]");
     int ranges = 0;

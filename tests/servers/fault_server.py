@@ -7,17 +7,16 @@ stdin closes.
 
 Ready:     {"port"}
 Commands:
-  {"op": "bucket", "bucket", "count", "format", "objects", "region", "regionStatus",
-   "regionHeader", "order", "quirks", "fickle"}: replaces a bucket. It holds `count` objects of 10 bytes,
-    named by `format` of a number and a UUID, and `objects`, {key: size of generated content or text}. Requests signed for
-    another region than `region` are answered by 301 or 400, which names it in a header or in the
-    body. Its names are in the order of their bytes in `order`, an encoding or "no-case". One of the
-    keys `fickle` comes or goes before each page. `quirks` of listings:
+  {"op": "bucket", "bucket", "count", "format", "objects", "region", "order", "quirks", "fickle"}:
+    replaces a bucket. It holds `count` objects of 10 bytes, named by `format` of a number and a
+    UUID, and `objects`, {key: size of generated content or text}. Requests signed for another
+    region than `region` are answered by 301, which names it. Its names are in the order of their
+    bytes in the encoding `order`. One of the keys `fickle` comes or goes before each page. `quirks`
+    of listings:
       version-1                                       version 2 is not known
       no-token, no-next-marker                        where a page goes on is not said
-      no-start-after, no-marker, no-encoding-type     the parameter is not heeded
-      plain-next-marker                               that name alone is not encoded
-      repeats                                         a marker that is a folder is reported again
+      no-start-after, no-encoding-type                the parameter is not heeded
+          repeats                                         a marker that is a folder is reported again
       counts-keys                                     a page is so many keys, whatever their folders
   {"op": "set", ...}: changes some of the settings that stand in `Settings`.
   {"op": "fault", "method", "contains", "skip", "times", EFFECTS}: for the next `times` requests
@@ -31,7 +30,7 @@ Effects, any of:
   status, code, headers, body   an answer instead of the true one; S3's <Error> without a body.
                                 status 200 with a code: the error document that S3 sends so
   delay (ms)                    before the answer
-  reset, close                  true: instead of an answer
+  reset                         true: instead of an answer
   raw, endless                  text instead of an answer; sent behind it again and again
   cut (bytes, -1: half)         the body ends there and the connection with it
   rate (bytes/s)                of the body
@@ -61,9 +60,7 @@ from xml.sax.saxutils import escape
 
 import common
 
-CODES = {400: "InvalidRequest", 403: "AccessDenied", 404: "NoSuchKey", 405: "MethodNotAllowed",
-         412: "PreconditionFailed", 416: "InvalidRange", 429: "TooManyRequests",
-         500: "InternalError", 503: "SlowDown"}
+CODES = {403: "AccessDenied", 404: "NoSuchKey", 412: "PreconditionFailed", 503: "SlowDown"}
 
 FIRST_CHANGE = 1704067200  # of every object
 CONTENT = memoryview(common.PATTERN * 4)
@@ -86,8 +83,7 @@ class Settings:
         self.skew = 0  # seconds that the server's clock is ahead
         self.rate = 0  # bytes/s of each connection, 0: as fast as it goes
         self.latency = 0  # ms before each answer
-        self.busy, self.atOnce = 0, 0  # requests that are served at once, 0: any number
-        self.overload = {"status": 503}  # effects on those above
+        self.busy, self.atOnce = 0, 0  # requests that are served at once, 0: any number; others get 503
         # What versions are told apart by: strong (and then dates are at random), weak, date,
         # young (a date, but too new), none.
         self.validator = "strong"
@@ -95,12 +91,11 @@ class Settings:
 
 class Bucket:
     def __init__(self, count=0, format="key-{:06}", objects=None, region="us-east-1",
-                 regionStatus=301, regionHeader=True, order="utf-8", quirks=(), fickle=()):
-        self.region, self.region_status, self.region_header = region, regionStatus, regionHeader
+                 order="utf-8", quirks=(), fickle=()):
         # Bytes, or the size of generated content.
         self.objects = {key: value.encode() if isinstance(value, str) else value
                         for key, value in (objects or {}).items()}
-        self.order, self.quirks, self.fickle = order, quirks, fickle
+        self.region, self.order, self.quirks, self.fickle = region, order, quirks, fickle
         self.lock = threading.Lock()
         self.sort({format.format(i, uuid_of(i)) for i in range(count)} | set(self.objects))
         self.versions = collections.Counter()
@@ -111,7 +106,7 @@ class Bucket:
         self.ranks = [self.rank(key) for key in self.keys]
 
     def rank(self, key):
-        return key.lower().encode() if self.order == "no-case" else key.encode(self.order)
+        return key.encode(self.order)
 
     def body(self, key):
         """None where there is no such object."""
@@ -124,11 +119,9 @@ class Bucket:
         return f'"{abs(hash(key)):016x}{version:016x}-2"'
 
     def validators(self, key, kind, version):
-        changed = FIRST_CHANGE + version * 86400
+        changed = time.time() if kind == "young" else FIRST_CHANGE + version * 86400
         if kind == "strong":
             changed += random.randrange(86400)
-        if kind == "young":
-            changed = time.time()
         headers = {}
         if kind in ("strong", "weak"):
             headers["ETag"] = ("W/" if kind == "weak" else "") + self.etag(key, version)
@@ -159,8 +152,9 @@ class Bucket:
         newer = query.get("list-type") == "2" and "version-1" not in self.quirks
         key = decode_token(query.get("continuation-token", "") if newer else "")
         start = self.rank(key)
-        way = "start-after" if newer else "marker"
-        behind = query.get(way, "") if f"no-{way}" not in self.quirks else ""
+        behind = query.get("start-after" if newer else "marker", "")
+        if newer and "no-start-after" in self.quirks:
+            behind = ""
         if behind and not start:
             passed = not newer and behind.endswith("/") and "repeats" not in self.quirks
             start = self.rank(behind) + (AFTER if passed else b"\0")
@@ -188,8 +182,7 @@ class Bucket:
         if said and newer and "no-token" not in self.quirks:
             parts.append(f"<NextContinuationToken>{token}</NextContinuationToken>")
         if said and not newer and "no-next-marker" not in self.quirks:
-            last = escape(found[-1][0]) if "plain-next-marker" in self.quirks else text(found[-1][0])
-            parts.append(f"<NextMarker>{last}</NextMarker>")
+            parts.append(f"<NextMarker>{text(found[-1][0])}</NextMarker>")
         texts = self.texts.setdefault(encoded, {})
         for entry in found:
             if entry not in texts:
@@ -279,18 +272,17 @@ class Server:
         return {}
 
     def handle(self, connection, request):
+        path, _, query = request.target.partition("?")
+        entry = {"method": request.method, "path": path, "query": query,
+                 "connection": connection.number}
+        if "authorization" in request.headers:
+            entry["authorization"] = request.headers["authorization"]
         with self.lock:
-            path, _, query = request.target.partition("?")
-            self.requests.append(
-                {"method": request.method, "path": path, "query": query, "time": time.monotonic(),
-                 "connection": connection.number,
-                 **{name: request.headers[name] for name in ("authorization", "range")
-                    if name in request.headers}})
-        with self.lock:
+            self.requests.append(entry)
             settings = self.settings  # without the requests before a calm
             is_served = settings.busy < (settings.atOnce or 1 << 60)
             settings.busy += is_served
-        effects = self.effects_on(request) if is_served else settings.overload
+        effects = self.effects_on(request) if is_served else {"status": 503}
         try:
             return self.respond(connection, request, effects)
         finally:
@@ -301,7 +293,6 @@ class Server:
         time.sleep((self.settings.latency + effects.get("delay", 0)) / 1000)
         if effects.get("reset"):
             connection.reset()
-        if effects.get("reset") or effects.get("close"):
             return False
         if "raw" in effects:
             connection.sock.sendall(effects["raw"].encode())
@@ -326,8 +317,6 @@ class Server:
         path = f"/{hosted[1]}{request.path}" if hosted else request.path
         name, _, key = path[1:].partition("/")
         bucket = self.buckets.get(name)
-        if request.method not in ("GET", "HEAD"):
-            raise Refusal(405)
         if not bucket:
             raise Refusal(404, "NoSuchBucket")
         self.check_signer(request, bucket)
@@ -378,11 +367,7 @@ class Server:
             text = time.strftime("%Y-%m-%dT%H:%M:%SZ", time.gmtime(self.now()))
             raise Refusal(403, "RequestTimeTooSkewed", details=f"<ServerTime>{text}</ServerTime>")
         if signed[1] != bucket.region:
-            code = {301: "PermanentRedirect", 400: "AuthorizationHeaderMalformed"}
-            header = bucket.region_header
-            raise Refusal(bucket.region_status, code[bucket.region_status],
-                          {"x-amz-bucket-region": bucket.region} if header else {},
-                          "" if header else f"<Region>{bucket.region}</Region>")
+            raise Refusal(301, "PermanentRedirect", {"x-amz-bucket-region": bucket.region})
 
     def now(self):
         return time.time() + self.settings.skew
