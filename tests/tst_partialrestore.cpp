@@ -61,35 +61,24 @@ void PartialRestoreTest::cleanup()
 
 void PartialRestoreTest::commandLine()
 {
-    const QStringList fields{"100", "250", "part.mxf"};
-    const struct
-    {
-        QString source, target;
-        QStringList fields;   // in, out, file name
-        QByteArray arguments; // "not readable" when nothing is started
-        QString status;
-    } rows[] = {
-        {"D:\\a b.mxf", "D:\\clips", fields,
-         "-s|D:\\a b.mxf|-t|D:\\clips\\part.mxf|-p|copy|-absin|100|-absout|250|-fg|",
-         "Partial restore finished"},
-        {"", "t", fields, "not readable", "Partial restore refused: no file was selected"},
-        {"s3://:@h.org/b/ü",
-         "t\\",
-         {"01:00:00:00", "", ""},
-         "-s|s3://:@h.org/b/ü|-t|t\\|-p|copy|-absin|0|-absout|0|-fg|",
-         "Partial restore finished"},
-        {"s", "", fields, "not readable", "Partial restore refused: there is no target directory"},
-    };
+    // Source, target, fields (in, out, file name), the tool's arguments, what is told.
+    const std::tuple<QString, QString, QString, QByteArray, QString> rows[] = {
+        {"D:\\a b.mxf", "D:\\clips", "100/250/part.mxf",
+         "-s|D:\\a b.mxf|-t|D:\\clips\\part.mxf|-p|copy|-absin|100|-absout|250|-fg|", "finished"},
+        {"", "t", "100/250/n", "not readable", "refused: no file was selected"},
+        {"s3://:@h.org/b/ü", "t\\", "01:00:00:00//",
+         "-s|s3://:@h.org/b/ü|-t|t\\|-p|copy|-absin|0|-absout|0|-fg|", "finished"},
+        {"s", "", "100/250/n", "not readable", "refused: there is no target directory"}};
     MainWindowProbe probe;
-    for (const auto &row : rows) {
+    for (const auto &[source, target, fields, arguments, told] : rows) {
         QFile::remove(m_tool + ".arguments");
-        probe.selectedPath = row.source;
-        probe.ui.combo_TargetDir->setEditText(row.target);
-        const PartialRestoreDialog *dialog = accept(probe, row.fields);
+        probe.selectedPath = source;
+        probe.ui.combo_TargetDir->setEditText(target);
+        const PartialRestoreDialog *dialog = accept(probe, fields.split('/'));
         QVERIFY(!dialog->isVisible());
-        QTRY_COMPARE(status(probe), row.status);
+        QTRY_COMPARE(status(probe), "Partial restore " + told);
         QTRY_VERIFY(!dialog->isCopying());
-        QCOMPARE(contentOf(m_tool + ".arguments"), row.arguments);
+        QCOMPARE(contentOf(m_tool + ".arguments"), arguments);
     }
     QTRY_COMPARE(probe.window.findChildren<PartialRestoreDialog *>().size(), 1);
 }
