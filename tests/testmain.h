@@ -33,10 +33,6 @@ public:
               "NO_PROXY", "CURL_CA_BUNDLE", "SSL_CERT_FILE", "SSL_CERT_DIR"})
             qunsetenv(name);
     }
-    QString path() const
-    {
-        return m_directory.path();
-    }
 
 private:
     QTemporaryDir m_directory;

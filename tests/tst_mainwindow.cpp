@@ -14,15 +14,14 @@ class MainWindowTest : public QObject
 {
     Q_OBJECT
 private slots:
-    void start();
+    void startAndExit();
     void localClicks();
     void remoteClicks();
     void targetDirectories();
     void typedTargets();
-    void exit();
 };
 
-void MainWindowTest::start()
+void MainWindowTest::startAndExit()
 {
     MainWindowProbe probe;
     const Ui_MainWindow &ui = probe.ui;
@@ -40,6 +39,9 @@ void MainWindowTest::start()
     QCOMPARE(ui.textbox_Status->height(), 20);
     emit probe.window.updateStatus("Adding: b//<b>x</b>");
     QTRY_COMPARE(ui.textbox_Status->toPlainText(), QString("Count: 1 | Adding: b//<b>x</b>"));
+    QTimer::singleShot(0, ui.button_Exit, &QPushButton::click);
+    QTimer::singleShot(10'000, qApp, [] { QCoreApplication::exit(1); });
+    QCOMPARE(QCoreApplication::exec(), 0);
 }
 
 void MainWindowTest::localClicks()
@@ -153,17 +155,13 @@ void MainWindowTest::typedTargets()
     MainWindowProbe probe;
     probe.window.show();
     QComboBox *box = probe.ui.combo_TargetDir;
-    const struct
-    {
-        const char *typed;
-        QList<Qt::Key> keys;
-        QString text;
-        bool added;
-    } rows[] = {{"/keep", {Qt::Key_Return}, "/keep", true},
-                {"/KEEP/Folder", {Qt::Key_Return}, "/keep/folder", false},
-                {"/kee", {Qt::Key_Escape, Qt::Key_Tab}, "/kee", false},
-                {"/keep/", {Qt::Key_Down, Qt::Key_Return}, "/keep/folder", false}};
-    for (const auto &row : rows) {
+    // What is typed, the keys after it, the text that it comes to and whether that is added.
+    const std::tuple<const char *, QList<Qt::Key>, QString, bool> rows[] = {
+        {"/keep", {Qt::Key_Return}, "/keep", true},
+        {"/KEEP/Folder", {Qt::Key_Return}, "/keep/folder", false},
+        {"/kee", {Qt::Key_Escape, Qt::Key_Tab}, "/kee", false},
+        {"/keep/", {Qt::Key_Down, Qt::Key_Return}, "/keep/folder", false}};
+    for (const auto &[typed, keys, text, isAdded] : rows) {
         const QStringList kept{"/keep/folder", "/keep/other"};
         box->clear();
         box->addItems(kept);
@@ -173,23 +171,15 @@ void MainWindowTest::typedTargets()
             QWidget *popup = QApplication::activePopupWidget();
             QTest::keyClick(popup ? popup : box, key);
         };
-        for (const char *letter = row.typed; *letter; ++letter) {
+        for (const char *letter = typed; *letter; ++letter) {
             press(*letter);
-            QVERIFY2(box->currentText() + (letter + 1) == row.typed, row.typed);
+            QVERIFY2(box->currentText() + (letter + 1) == typed, typed);
         }
-        for (const Qt::Key key : row.keys)
+        for (const Qt::Key key : keys)
             press(key);
-        QVERIFY2(box->currentText() == row.text, row.typed);
-        QVERIFY2(probe.targets() == (row.added ? kept + QStringList{row.text} : kept), row.typed);
+        QVERIFY2(box->currentText() == text, typed);
+        QVERIFY2(probe.targets() == (isAdded ? kept + QStringList{text} : kept), typed);
     }
-}
-
-void MainWindowTest::exit()
-{
-    const MainWindowProbe probe;
-    QTimer::singleShot(0, probe.ui.button_Exit, &QPushButton::click);
-    QTimer::singleShot(10'000, qApp, [] { QCoreApplication::exit(1); });
-    QCOMPARE(QCoreApplication::exec(), 0);
 }
 
 PELLORY_TEST_MAIN(MainWindowTest, QApplication)

@@ -39,10 +39,6 @@ private:
         fillDialog(probe.dialog<PartialRestoreDialog>(), fields, "Accept");
         return probe.dialog<PartialRestoreDialog>();
     }
-    static QString status(const MainWindowProbe &probe)
-    {
-        return probe.ui.textbox_Status->toPlainText();
-    }
 
     const QString m_tool = QCoreApplication::applicationDirPath() + "/clipforge.exe";
 };
@@ -76,7 +72,7 @@ void PartialRestoreTest::commandLine()
         probe.ui.combo_TargetDir->setEditText(target);
         const PartialRestoreDialog *dialog = accept(probe, fields.split('/'));
         QVERIFY(!dialog->isVisible());
-        QTRY_COMPARE(status(probe), "Partial restore " + told);
+        QTRY_COMPARE(probe.ui.textbox_Status->toPlainText(), "Partial restore " + told);
         QTRY_VERIFY(!dialog->isCopying());
         QCOMPARE(contentOf(m_tool + ".arguments"), arguments);
     }
@@ -93,7 +89,7 @@ void PartialRestoreTest::noTool()
         const PartialRestoreDialog *dialog = accept(probe, {});
         QTRY_VERIFY(!dialog->isCopying());
         QVERIFY2(contentOf(log).contains(reason), reason);
-        QVERIFY2(status(probe).isEmpty(), reason);
+        QVERIFY2(probe.ui.textbox_Status->toPlainText().isEmpty(), reason);
         QFile::remove(m_tool);
     }
 }
@@ -110,7 +106,8 @@ void PartialRestoreTest::duringACopy()
         PartialRestoreDialog *copying = accept(*probe, {});
         QTRY_VERIFY(contentOf(m_tool + ".ids").endsWith('\n'));
         fillDialog(copying, {}, "Accept");
-        QCOMPARE(status(*probe), QString("Partial restore refused: the copy before has not ended"));
+        QCOMPARE(probe->ui.textbox_Status->toPlainText(),
+                 QString("Partial restore refused: the copy before has not ended"));
         QStringList processes;
         for (const QByteArray &id : contentOf(m_tool + ".ids").trimmed().split(' '))
             processes << "/proc/" + id + "/exe";

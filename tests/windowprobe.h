@@ -27,7 +27,6 @@ public:
     QList<QStandardItem *> &rootItems = window.rootItems;
     bool &tamsBrowsing = window.tamsBrowsing;
     QString &tamsEndpoint = window.tamsEndpoint;
-    BackgroundWork &work = window.m_work;
 
     void setBrowsing(bool local, bool tams) { window.setBrowsing(local, tams); }
 
