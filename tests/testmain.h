@@ -22,12 +22,9 @@ public:
 #endif
         const QByteArray root = m_directory.path().toUtf8();
         qputenv("HOME", root);
-        qputenv("XDG_CONFIG_HOME", root + "/config");
-        qputenv("XDG_STATE_HOME", root + "/state");
-        qputenv("XDG_DATA_HOME", root + "/data");
-        qputenv("XDG_CACHE_HOME", root + "/cache");
-        qputenv("APPDATA", root + "/appdata");
-        qputenv("LOCALAPPDATA", root + "/localappdata");
+        for (const char *name : {"XDG_CONFIG_HOME", "XDG_STATE_HOME", "XDG_DATA_HOME",
+                                 "XDG_CACHE_HOME", "APPDATA", "LOCALAPPDATA"})
+            qputenv(name, root + '/' + name);
         for (const char *name :
              {"http_proxy", "https_proxy", "all_proxy", "no_proxy", "HTTPS_PROXY", "ALL_PROXY",
               "NO_PROXY", "CURL_CA_BUNDLE", "SSL_CERT_FILE", "SSL_CERT_DIR"})

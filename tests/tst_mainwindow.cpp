@@ -47,15 +47,14 @@ void MainWindowTest::startAndExit()
 void MainWindowTest::localClicks()
 {
     QTemporaryDir folder;
-    for (const char *name : {"clip.final.mxf", "notes.txt"})
-        QVERIFY(QFile(folder.filePath(name)).open(QIODevice::WriteOnly));
+    QVERIFY(QFile(folder.filePath("clip.final.mxf")).open(QIODevice::WriteOnly));
     QVERIFY(QDir(folder.path()).mkdir("sub"));
     MainWindowProbe probe;
     QTreeView *files = probe.ui.fileView;
     const QModelIndex shown = probe.driveModel->index(folder.path());
     for (int round = 0; round < 2; ++round) {
         emit probe.ui.treeView->clicked(shown);
-        QTRY_COMPARE(files->model()->rowCount(files->rootIndex()), 2);
+        QTRY_COMPARE(files->model()->rowCount(files->rootIndex()), 1);
     }
     QCOMPARE(probe.window.findChildren<QFileSystemModel *>().size(), 2);
     emit files->clicked(files->model()->index(0, 3, files->rootIndex()));

@@ -82,16 +82,13 @@ void PartialRestoreTest::commandLine()
 void PartialRestoreTest::noTool()
 {
     const QString log = qEnvironmentVariable("XDG_STATE_HOME") + "/Corvane/Pellory/Pellory.log";
+    QVERIFY(QFile::remove(m_tool));
     MainWindowProbe probe;
     probe.selectedPath = "/m/a.mxf";
-    for (const char *reason : {"Permission denied", "it is missing"}) {
-        QFile::setPermissions(m_tool, QFile::ReadOwner);
-        const PartialRestoreDialog *dialog = accept(probe, {});
-        QTRY_VERIFY(!dialog->isCopying());
-        QVERIFY2(contentOf(log).contains(reason), reason);
-        QVERIFY2(probe.ui.textbox_Status->toPlainText().isEmpty(), reason);
-        QFile::remove(m_tool);
-    }
+    const PartialRestoreDialog *dialog = accept(probe, {});
+    QTRY_VERIFY(!dialog->isCopying());
+    QVERIFY(contentOf(log).contains("it is missing"));
+    QCOMPARE(probe.ui.textbox_Status->toPlainText(), QString());
 }
 
 // One copy at a time for each dialog. The tool goes with the window, and so does what the tool has

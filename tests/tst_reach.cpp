@@ -27,11 +27,6 @@ void press(Qt::Key key, Qt::KeyboardModifiers modifiers = {})
     QTest::keyClick(QApplication::focusWidget(), key, modifiers);
 }
 
-void type(const QString &text)
-{
-    QTest::keyClicks(QApplication::focusWidget(), text);
-}
-
 bool tabTo(const QWidget *widget)
 {
     for (int i = 0; i < 40 && QApplication::focusWidget() != widget; ++i)
@@ -87,14 +82,14 @@ void ReachTest::byKeysAlone()
     QVERIFY(activate(&probe.window));
     QVERIFY(tabTo(ui.combo_TargetDir));
     press(Qt::Key_A, Qt::ControlModifier);
-    type(target.path());
+    QTest::keyClicks(QApplication::focusWidget(), target.path());
     press(Qt::Key_Return);
     QVERIFY(tabTo(ui.treeView));
     ui.treeView->setCurrentIndex(probe.driveModel->index(folder.path()));
     press(Qt::Key_Space);
     QTRY_COMPARE(ui.fileView->model()->rowCount(ui.fileView->rootIndex()), 2);
     QVERIFY(tabTo(ui.fileView));
-    type("clip 02"); // the blank is a letter of the name
+    QTest::keyClicks(QApplication::focusWidget(), "clip 02"); // the blank is a letter of the name
     QVERIFY(tabTo(ui.button_MakeStream));
     press(Qt::Key_Space);
     QCOMPARE(contentOf(target.filePath("clip 02.stream")), folder.filePath("clip 02.mxf").toUtf8());
@@ -129,35 +124,34 @@ void ReachTest::dialogs()
     const Ui_MainWindow &ui = probe.ui;
     probe.window.show();
     // What opens it, its title and size, another size, and then the names and places of its parts.
-    const std::tuple<QPushButton *, QString, QSize, QString> rows[] = {
-        {ui.button_Add, "Add URL 500,200", QSize(500, 200),
+    const std::tuple<QPushButton *, QString, QSize, QSize, QString> rows[] = {
+        {ui.button_Add, "Add URL", QSize(500, 200), QSize(500, 200),
          "Accept 178,168,80,24 Cancel 265,168,80,24 Key 4,4,50,24 Key 61,4,400,24 Region "
          "4,66,50,24 Region 61,66,400,24 Secret 4,35,50,24 Secret 61,35,400,24 Bucket 4,97,50,24 "
          "Bucket 61,97,400,24 Site 4,128,50,24 Site 61,128,400,24"},
-        {ui.button_Params, "Set Params 500,200", QSize(601, 240),
+        {ui.button_Params, "Set Params", QSize(500, 200), QSize(601, 240),
          "Accept 228,208,80,24 Cancel 315,208,80,24 Key 4,4,50,24 Key 61,4,501,24 Region "
          "4,66,50,24 Region 61,66,501,24 Secret 4,35,50,24 Secret 61,35,501,24 Bucket 4,97,50,24 "
          "Bucket 61,97,501,24"},
-        {ui.button_Tams, "Add TAMS Repository 600,200", QSize(700, 300),
+        {ui.button_Tams, "Add TAMS Repository", QSize(600, 200), QSize(700, 300),
          "Accept 222,168,86,24 Cancel 315,168,86,24 Tams Server 4,4,80,24 Tams Server "
          "91,4,440,24 Api Endpoint 4,35,80,24 Api Endpoint 91,35,440,24 OAuth Server 4,66,80,24 "
          "OAuth Server 91,66,440,24 Client Secret 4,128,80,24 Client Secret 91,128,440,24 Client "
          "Id 4,97,80,24 Client Id 91,97,440,24"},
-        {ui.button_PartialFile, "Partial File Restore 265,200", QSize(401, 251),
+        {ui.button_PartialFile, "Partial File Restore", QSize(265, 200), QSize(401, 251),
          "Accept 128,219,80,24 Cancel 215,219,80,24 Timecode In 4,35,120,24 Timecode In "
          "131,35,120,24 Timecode Out 4,66,120,24 Timecode Out 131,66,120,24 Timecode Type "
          "4,4,120,24 Timecode Type 131,4,120,24 File Name 4,97,120,24 File Name 131,97,120,24"}};
-    for (const auto &[button, title, size, expected] : rows) {
+    for (const auto &[button, title, size, resized, expected] : rows) {
         const QByteArray name = title.toUtf8();
         button->click();
         auto *dialog = probe.dialog<QDialog>();
         const auto fields = dialog->findChildren<QLineEdit *>();
         const QLineEdit *field = fields.first();
         QVERIFY2(activate(dialog) && field->hasFocus() && !dialog->isModal(), name);
-        QCOMPARE(dialog->windowTitle() +
-                     QString::asprintf(" %d,%d", dialog->width(), dialog->height()),
-                 title);
-        dialog->resize(size);
+        QCOMPARE(dialog->windowTitle(), title);
+        QCOMPARE(dialog->size(), size);
+        dialog->resize(resized);
         const auto places = [dialog] {
             QStringList found;
             for (auto *part :
@@ -186,7 +180,7 @@ void ReachTest::dialogs()
             QVERIFY2(field->text() == (cancel ? " " : ""), name);
             for (const QLineEdit *edit : fields) {
                 QVERIFY2(edit->hasFocus(), name);
-                type("x");
+                press(Qt::Key_X);
                 press(Qt::Key_Tab);
             }
             if (cancel)
@@ -228,17 +222,17 @@ void ReachTest::copiesTakeNoKeys()
 // Whatever the environment says of the scale is left alone.
 void ReachTest::scale()
 {
-    for (const char *variable : {"QT_SCALE_FACTOR", "QT_SCREEN_SCALE_FACTORS",
-                                 "QT_ENABLE_HIGHDPI_SCALING", "QT_AUTO_SCREEN_SCALE_FACTOR", ""}) {
-        QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling, false);
-        if (*variable)
-            qputenv(variable, "0");
+    const auto isScaled = [] {
         scaleWithScreen();
-        if (*variable)
-            qunsetenv(variable);
-        QVERIFY2(QCoreApplication::testAttribute(Qt::AA_EnableHighDpiScaling) == !*variable,
-                 variable);
+        return QCoreApplication::testAttribute(Qt::AA_EnableHighDpiScaling);
+    };
+    for (const char *variable : {"QT_SCALE_FACTOR", "QT_SCREEN_SCALE_FACTORS",
+                                 "QT_ENABLE_HIGHDPI_SCALING", "QT_AUTO_SCREEN_SCALE_FACTOR"}) {
+        qputenv(variable, "0");
+        QVERIFY2(!isScaled(), variable);
+        qunsetenv(variable);
     }
+    QVERIFY(isScaled());
     QCOMPARE(QGuiApplication::highDpiScaleFactorRoundingPolicy(),
              Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
 }
@@ -281,8 +275,7 @@ void ReachTest::cutNames()
     emit probe.ui.treeView->clicked(shown);
     QTRY_COMPARE(files->model()->rowCount(files->rootIndex()), 1);
     const QPoint place =
-        files->visualRect(files->model()->index(0, 0, files->rootIndex())).topLeft() +
-        QPoint(30, 3);
+        files->visualRect(files->model()->index(0, 0, files->rootIndex())).center();
     QHelpEvent event(QEvent::ToolTip, place, files->viewport()->mapToGlobal(place));
     QApplication::sendEvent(files->viewport(), &event);
     QTextDocument tip;
@@ -299,6 +292,8 @@ void ReachTest::placeIsKept()
     QSettings("Corvane", "Pellory").clear();
     MainWindowProbe().ui.treeView->setColumnWidth(0, 333);
     QCOMPARE(QSettings("Corvane", "Pellory").childGroups(), QStringList());
+    MainWindowProbe().window.show();
+    QVERIFY(!QSettings("Corvane", "Pellory").contains("Window/Place")); // nobody changed it
     const int bar = QApplication::style()->pixelMetric(QStyle::PM_TitleBarHeight);
     const QRect room = QGuiApplication::primaryScreen()->availableGeometry().adjusted(0, bar, 0, 0);
     // What a person makes of the window, and where it is found the next time.
