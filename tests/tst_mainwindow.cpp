@@ -14,6 +14,7 @@ class MainWindowTest : public QObject
 {
     Q_OBJECT
 private slots:
+    void init() { QSettings("Corvane", "Pellory").clear(); }
     void startAndExit();
     void localClicks();
     void remoteClicks();
@@ -27,8 +28,7 @@ void MainWindowTest::startAndExit()
     const Ui_MainWindow &ui = probe.ui;
     probe.window.show();
     QCOMPARE(probe.window.windowTitle(), QString("Pellory"));
-    QCOMPARE(ui.treeView->model(), probe.driveModel);
-    QTRY_COMPARE(probe.driveModel->rowCount(), QDir::drives().size());
+    QTRY_COMPARE(ui.treeView->model()->rowCount(), QDir::drives().size());
     QVERIFY(!ui.fileView->model());
     for (const QPushButton *button : ui.centralwidget->findChildren<QPushButton *>())
         QCOMPARE(button->isVisible(), button != ui.button_PartialFile);

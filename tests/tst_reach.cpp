@@ -27,13 +27,6 @@ void press(Qt::Key key, Qt::KeyboardModifiers modifiers = {})
     QTest::keyClick(QApplication::focusWidget(), key, modifiers);
 }
 
-bool tabTo(const QWidget *widget)
-{
-    for (int i = 0; i < 40 && QApplication::focusWidget() != widget; ++i)
-        press(Qt::Key_Tab);
-    return QApplication::focusWidget() == widget;
-}
-
 // As a window manager does after a dialog.
 bool activate(QWidget *window)
 {
@@ -59,6 +52,7 @@ class ReachTest : public QObject
 {
     Q_OBJECT
 private slots:
+    void init() { QSettings("Corvane", "Pellory").clear(); }
     void byKeysAlone();
     void orderAndNames();
     void dialogs();
@@ -80,22 +74,20 @@ void ReachTest::byKeysAlone()
     const Ui_MainWindow &ui = probe.ui;
     probe.window.show();
     QVERIFY(activate(&probe.window));
-    QVERIFY(tabTo(ui.combo_TargetDir));
+    ui.combo_TargetDir->setFocus();
     press(Qt::Key_A, Qt::ControlModifier);
-    QTest::keyClicks(QApplication::focusWidget(), target.path());
+    QTest::keyClicks(ui.combo_TargetDir, target.path());
     press(Qt::Key_Return);
-    QVERIFY(tabTo(ui.treeView));
     ui.treeView->setCurrentIndex(probe.driveModel->index(folder.path()));
-    press(Qt::Key_Space);
+    QTest::keyClick(ui.treeView, Qt::Key_Space);
     QTRY_COMPARE(ui.fileView->model()->rowCount(ui.fileView->rootIndex()), 2);
-    QVERIFY(tabTo(ui.fileView));
-    QTest::keyClicks(QApplication::focusWidget(), "clip 02"); // the blank is a letter of the name
-    QVERIFY(tabTo(ui.button_MakeStream));
-    press(Qt::Key_Space);
+    QApplication::setKeyboardInputInterval(30'000); // however slow the machine is
+    QTest::keyClicks(ui.fileView, "clip 02");       // the blank is a letter of the name
+    QTest::keyClick(ui.button_MakeStream, Qt::Key_Space);
     QCOMPARE(contentOf(target.filePath("clip 02.stream")), folder.filePath("clip 02.mxf").toUtf8());
 }
 
-// Tab goes as the eye does.
+// Tab goes as the eye does, and through everything that can be pressed.
 void ReachTest::orderAndNames()
 {
     MainWindowProbe probe;
@@ -222,17 +214,15 @@ void ReachTest::copiesTakeNoKeys()
 // Whatever the environment says of the scale is left alone.
 void ReachTest::scale()
 {
-    const auto isScaled = [] {
-        scaleWithScreen();
-        return QCoreApplication::testAttribute(Qt::AA_EnableHighDpiScaling);
-    };
     for (const char *variable : {"QT_SCALE_FACTOR", "QT_SCREEN_SCALE_FACTORS",
                                  "QT_ENABLE_HIGHDPI_SCALING", "QT_AUTO_SCREEN_SCALE_FACTOR"}) {
         qputenv(variable, "0");
-        QVERIFY2(!isScaled(), variable);
+        scaleWithScreen();
+        QVERIFY2(!QCoreApplication::testAttribute(Qt::AA_EnableHighDpiScaling), variable);
         qunsetenv(variable);
     }
-    QVERIFY(isScaled());
+    scaleWithScreen();
+    QVERIFY(QCoreApplication::testAttribute(Qt::AA_EnableHighDpiScaling));
     QCOMPARE(QGuiApplication::highDpiScaleFactorRoundingPolicy(),
              Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
 }
@@ -256,9 +246,7 @@ void ReachTest::longTexts()
         QVERIFY(box->screen()->availableGeometry().contains(list->window()->geometry()));
         box->hidePopup();
     }
-    const QString text = "Unable to delete file <" + QString(500, 'x') + ">";
-    openWarning(&probe.window, "title", text);
-    QCOMPARE(probe.dialog<QMessageBox>()->text(), text);
+    openWarning(&probe.window, "title", "Unable to delete file <" + QString(500, 'x') + ">");
     QVERIFY(probe.dialog<QMessageBox>()->width() < 800);
 }
 
@@ -266,7 +254,7 @@ void ReachTest::longTexts()
 void ReachTest::cutNames()
 {
     QTemporaryDir folder;
-    const QString name = "<b>" + QString(100, 'x');
+    const QString name = "&amp;" + QString(100, 'x');
     QVERIFY(fill(folder.filePath(name), {}));
     MainWindowProbe probe;
     probe.window.show();
@@ -289,7 +277,6 @@ void ReachTest::cutNames()
 // A window that is never shown writes nothing; what is stored is made to fit the screen.
 void ReachTest::placeIsKept()
 {
-    QSettings("Corvane", "Pellory").clear();
     MainWindowProbe().ui.treeView->setColumnWidth(0, 333);
     QCOMPARE(QSettings("Corvane", "Pellory").childGroups(), QStringList());
     MainWindowProbe().window.show();
