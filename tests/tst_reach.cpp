@@ -115,25 +115,25 @@ void ReachTest::dialogs()
     MainWindowProbe probe;
     const Ui_MainWindow &ui = probe.ui;
     probe.window.show();
-    // What opens it, its title and size, another size, and then the names and places of its parts.
+    // What opens it, its title, size and another size, the names and places of its parts at that one.
     const std::tuple<QPushButton *, QString, QSize, QSize, QString> rows[] = {
         {ui.button_Add, "Add URL", QSize(500, 200), QSize(500, 200),
-         "Accept 178,168,80,24 Cancel 265,168,80,24 Key 4,4,50,24 Key 61,4,400,24 Region "
-         "4,66,50,24 Region 61,66,400,24 Secret 4,35,50,24 Secret 61,35,400,24 Bucket 4,97,50,24 "
-         "Bucket 61,97,400,24 Site 4,128,50,24 Site 61,128,400,24"},
+         "Accept 178,168,80,24 Cancel 265,168,80,24 Key:  4,4,50,24 Key 61,4,400,24 Region:  "
+         "4,66,50,24 Region 61,66,400,24 Secret:  4,35,50,24 Secret 61,35,400,24 Bucket:  "
+         "4,97,50,24 Bucket 61,97,400,24 Site:  4,128,50,24 Site 61,128,400,24"},
         {ui.button_Params, "Set Params", QSize(500, 200), QSize(601, 240),
-         "Accept 228,208,80,24 Cancel 315,208,80,24 Key 4,4,50,24 Key 61,4,501,24 Region "
-         "4,66,50,24 Region 61,66,501,24 Secret 4,35,50,24 Secret 61,35,501,24 Bucket 4,97,50,24 "
-         "Bucket 61,97,501,24"},
+         "Accept 228,208,80,24 Cancel 315,208,80,24 Key:  4,4,50,24 Key 61,4,501,24 Region:  "
+         "4,66,50,24 Region 61,66,501,24 Secret:  4,35,50,24 Secret 61,35,501,24 Bucket:  "
+         "4,97,50,24 Bucket 61,97,501,24"},
         {ui.button_Tams, "Add TAMS Repository", QSize(600, 200), QSize(700, 300),
-         "Accept 222,168,86,24 Cancel 315,168,86,24 Tams Server 4,4,80,24 Tams Server "
-         "91,4,440,24 Api Endpoint 4,35,80,24 Api Endpoint 91,35,440,24 OAuth Server 4,66,80,24 "
-         "OAuth Server 91,66,440,24 Client Secret 4,128,80,24 Client Secret 91,128,440,24 Client "
-         "Id 4,97,80,24 Client Id 91,97,440,24"},
+         "Accept 222,168,86,24 Cancel 315,168,86,24 Tams Server:  4,4,80,24 Tams Server "
+         "91,4,440,24 Api Endpoint:  4,35,80,24 Api Endpoint 91,35,440,24 OAuth Server:  "
+         "4,66,80,24 OAuth Server 91,66,440,24 Client Secret:  4,128,80,24 Client Secret "
+         "91,128,440,24 Client Id:  4,97,80,24 Client Id 91,97,440,24"},
         {ui.button_PartialFile, "Partial File Restore", QSize(265, 200), QSize(401, 251),
-         "Accept 128,219,80,24 Cancel 215,219,80,24 Timecode In 4,35,120,24 Timecode In "
-         "131,35,120,24 Timecode Out 4,66,120,24 Timecode Out 131,66,120,24 Timecode Type "
-         "4,4,120,24 Timecode Type 131,4,120,24 File Name 4,97,120,24 File Name 131,97,120,24"}};
+         "Accept 128,219,80,24 Cancel 215,219,80,24 Timecode In:  4,35,120,24 Timecode In "
+         "131,35,120,24 Timecode Out:  4,66,120,24 Timecode Out 131,66,120,24 Timecode Type:  "
+         "4,4,120,24 Timecode Type 131,4,120,24 File Name:  4,97,120,24 File Name 131,97,120,24"}};
     for (const auto &[button, title, size, resized, expected] : rows) {
         const QByteArray name = title.toUtf8();
         button->click();
@@ -149,9 +149,8 @@ void ReachTest::dialogs()
             for (auto *part :
                  dialog->findChildren<QWidget *>(QString(), Qt::FindDirectChildrenOnly)) {
                 const QRect place = part->geometry();
-                found += spoken(part).remove(": ") + QString::asprintf(" %d,%d,%d,%d", place.x(),
-                                                                       place.y(), place.width(),
-                                                                       place.height());
+                found += spoken(part) + QString::asprintf(" %d,%d,%d,%d", place.x(), place.y(),
+                                                          place.width(), place.height());
             }
             return found.join(' ');
         };
