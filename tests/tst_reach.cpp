@@ -115,7 +115,7 @@ void ReachTest::dialogs()
     MainWindowProbe probe;
     const Ui_MainWindow &ui = probe.ui;
     probe.window.show();
-    // What opens it, its title, size and another size, the names and places of its parts at that one.
+    // What opens it, title, size, another size, and at that one the names and places of its parts.
     const std::tuple<QPushButton *, QString, QSize, QSize, QString> rows[] = {
         {ui.button_Add, "Add URL", QSize(500, 200), QSize(500, 200),
          "Accept 178,168,80,24 Cancel 265,168,80,24 Key:  4,4,50,24 Key 61,4,400,24 Region:  "
