@@ -15,10 +15,9 @@ build_packages=(
 check_packages=(
     desktop-file-utils appstream man-db mandoc groff bsdextrautils shared-mime-info binutils devscripts
 )
-# The object store that the tests run, and what they start beside it.
+# The object store that the tests run, and what they use beside it.
 test_packages=(
-    swift-proxy swift-account swift-container swift-object memcached
-    openssl python3 python3-nacl xvfb "${check_packages[@]}"
+    python3-swift openssl python3 python3-nacl xvfb "${check_packages[@]}"
 )
 deb_packages=(dpkg-dev lintian "${check_packages[@]}")
 windows_packages=(g++-mingw-w64-x86-64-posix nsis unzip zip)

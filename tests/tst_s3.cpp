@@ -164,7 +164,7 @@ void S3Test::pages()
 {
     QJsonObject objects;
     QStringList expected;
-    for (int i = 0; i < 300; ++i) {
+    for (int i = 0; i < 120; ++i) {
         const QString key = QString("reel/%1.mxf").arg(i, 5, 10, QChar('0'));
         objects[key] = "";
         expected << address("/paged/" + key.toUtf8());
