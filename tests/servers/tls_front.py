@@ -2,19 +2,18 @@
 # SPDX-FileCopyrightText: The Pellory developers
 # SPDX-License-Identifier: Apache-2.0
 
-"""A throw-away authority, a TLS front for a plain loopback port, and a CONNECT proxy that leads
-every name to that front. Lives until stdin closes.
+"""A CONNECT proxy that leads every name to a plain loopback port, behind TLS with a throw-away
+certificate. Lives until stdin closes.
 
 Ready:     {"proxyPort", "caFile"}
-Commands:  {"op": "targets"} -> {"targets": [host:port of each CONNECT since the last call]}"""
+Commands:  {"op": "targets"} -> {"targets": [host:port of each CONNECT so far]}"""
 
 import argparse
-import asyncio
-import shutil
+import select
+import socket
 import ssl
 import subprocess
 import tempfile
-import threading
 
 import common
 
@@ -22,62 +21,24 @@ NAMES = ("*.amazonaws.com,*.s3.amazonaws.com,*.s3.eu-west-1.amazonaws.com,"
          "s3.eu-west-1.amazonaws.com,localhost,127.0.0.1")
 
 
-def make_certificates(folder, names):
-    def request(name, *arguments):
-        subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt",
-                        "ec_paramgen_curve:prime256v1", "-nodes", "-days", "2",
-                        "-keyout", f"{folder}/{name}.key", "-out", f"{folder}/{name}.pem",
-                        "-subj", f"/CN=Test {name}", *arguments],
-                       check=True, capture_output=True, timeout=60)
-
-    request("ca", "-addext", "keyUsage=critical,keyCertSign,cRLSign")
+def make_certificate(path, names):
     kinds = [("IP:" if name.replace(".", "").isdigit() else "DNS:") + name for name in names]
-    request("leaf", "-CA", f"{folder}/ca.pem", "-CAkey", f"{folder}/ca.key",
-            "-addext", "subjectAltName=" + ",".join(kinds),
-            "-addext", "basicConstraints=critical,CA:FALSE")
+    subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt",
+                    "ec_paramgen_curve:prime256v1", "-nodes", "-days", "2", "-subj", "/CN=Test",
+                    "-addext", "subjectAltName=" + ",".join(kinds),
+                    "-keyout", path, "-out", path + ".pem"],
+                   check=True, capture_output=True, timeout=60)
 
 
-async def pump(reader, writer):
-    while data := await reader.read(1 << 18):
-        writer.write(data)
-        await writer.drain()
-
-
-async def join(reader, writer, port):
-    """Passes bytes both ways until one side ends; a broken connection breaks the other one."""
-    far_reader, far_writer = await asyncio.open_connection("127.0.0.1", port, limit=1 << 20)
-    pumps = [asyncio.ensure_future(pump(reader, far_writer)),
-             asyncio.ensure_future(pump(far_reader, writer))]
-    done, pending = await asyncio.wait(pumps, return_when=asyncio.FIRST_COMPLETED)
-    broken = any(task.exception() for task in done)
-    for task in pending:
-        task.cancel()
-    for end in (writer, far_writer):
-        end.transport.abort() if broken else end.close()
-
-
-async def serve(options, folder, targets, started):
-    async def front(reader, writer):
-        try:
-            await join(reader, writer, options.port)
-        except OSError:
-            writer.transport.abort()
-
-    async def proxy(reader, writer):
-        try:
-            head = (await reader.readuntil(b"\r\n\r\n")).decode("latin-1").split()
-            targets.append(head[1])
-            writer.write(b"HTTP/1.1 200 Connected\r\n\r\n")
-            await join(reader, writer, tls.sockets[0].getsockname()[1])
-        except (OSError, asyncio.IncompleteReadError):
-            writer.transport.abort()
-
-    context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
-    context.load_cert_chain(f"{folder}/leaf.pem", f"{folder}/leaf.key")
-    tls = await asyncio.start_server(front, "127.0.0.1", 0, ssl=context, limit=1 << 20)
-    plain = await asyncio.start_server(proxy, "127.0.0.1", 0, limit=1 << 20)
-    started(plain.sockets[0].getsockname()[1])
-    await asyncio.gather(tls.serve_forever(), plain.serve_forever())
+def join(near, far):
+    """Passes bytes both ways until one side ends."""
+    while True:
+        # What TLS has read ahead is not seen by select().
+        for end in [near] if near.pending() else select.select([near, far], [], [])[0]:
+            data = end.recv(1 << 18)
+            if not data:
+                return
+            (far if end is near else near).sendall(data)
 
 
 def main():
@@ -86,27 +47,21 @@ def main():
     parser.add_argument("--names", default=NAMES, help="what the certificate is for")
     options = parser.parse_args()
     channel = common.take_stdout()
-    folder = tempfile.mkdtemp(prefix="tls-")
-    try:
-        make_certificates(folder, options.names.split(","))
-        targets, ready, up = [], {}, threading.Event()
+    with tempfile.TemporaryDirectory(prefix="tls-") as folder:
+        make_certificate(folder + "/key", options.names.split(","))
+        context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+        context.load_cert_chain(folder + "/key.pem", folder + "/key")
+        targets = []
 
-        def started(port):
-            ready.update(proxyPort=port, caFile=f"{folder}/ca.pem")
-            up.set()
+        def handle(connection, request):
+            targets.append(request.target)
+            connection.send_head(200, {})
+            with context.wrap_socket(connection.sock, server_side=True) as near:
+                with socket.create_connection(("127.0.0.1", options.port)) as far:
+                    join(near, far)
 
-        def take_targets():
-            taken = targets[:]
-            del targets[:len(taken)]
-            return {"targets": taken}
-
-        threading.Thread(target=lambda: asyncio.run(serve(options, folder, targets, started)),
-                         daemon=True).start()
-        if not up.wait(20):
-            raise RuntimeError("the front does not start")
-        common.control(channel, ready, {"targets": take_targets})
-    finally:
-        shutil.rmtree(folder, ignore_errors=True)
+        ready = {"proxyPort": common.serve(handle), "caFile": folder + "/key.pem"}
+        common.control(channel, ready, {"targets": lambda: {"targets": targets}})
 
 
 if __name__ == "__main__":
