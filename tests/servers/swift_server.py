@@ -38,13 +38,11 @@ account_autocreate = true
 use = egg:swift#s3api
 location = {location}
 max_bucket_listing = 50
+allow_multipart_uploads = false
 storage_domain = s3.amazonaws.com,s3.eu-west-1.amazonaws.com
-dns_compliant_bucket_names = false
 [filter:auth]
 paste.filter_factory = swift_server:auth_filter
 secret = {secret}
-[filter:slo]
-use = egg:swift#slo
 [pipeline:main]
 pipeline = {filters}{service}-server
 """
@@ -97,7 +95,7 @@ def main():
         utils.set_swift_dir(root)
         for service in ("account", "container", "object"):
             start(root, service, "", options)
-        port, proxy = start(root, "proxy", "s3api auth slo ", options)
+        port, proxy = start(root, "proxy", "s3api auth ", options)
 
         def write(path, body, known):
             path = f"/v1/{ACCESS_KEY}/{urllib.parse.quote(path)}"
