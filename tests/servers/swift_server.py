@@ -113,10 +113,8 @@ def main():
                 write(f"{bucket}/{key}", body, known)
             list(eventlet.GreenPool(16).imap(one, objects.items()))
 
-        def bucket(bucket):
-            write(bucket, b"", {})
-
-        common.control(channel, {"port": port}, {"bucket": bucket, "put": put})
+        common.control(channel, {"port": port},
+                       {"bucket": lambda bucket: write(bucket, b"", {}), "put": put})
 
 
 if __name__ == "__main__":

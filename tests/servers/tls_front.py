@@ -17,8 +17,7 @@ import tempfile
 
 import common
 
-NAMES = ("*.amazonaws.com,*.s3.amazonaws.com,*.s3.eu-west-1.amazonaws.com,"
-         "s3.eu-west-1.amazonaws.com,localhost,127.0.0.1")
+NAMES = "*.amazonaws.com,*.s3.amazonaws.com,*.s3.eu-west-1.amazonaws.com,localhost,127.0.0.1"
 
 
 def make_certificate(path, names):
