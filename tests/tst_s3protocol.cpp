@@ -33,8 +33,7 @@ void S3ProtocolTest::endpoints()
         QVERIFY2(endpoint.scheme + "://" + endpoint.host == expected, site);
     }
     // Only the provider's own hosts tell a region that is believed.
-    const std::string told = hq::regionOfHost("https://My.Media.S3-EU-West-1.Amazonaws.com:443");
-    QCOMPARE(told, std::string("eu-west-1"));
+    QVERIFY(hq::regionOfHost("https://M.a.S3-EU-West-1.Amazonaws.com:443") == "eu-west-1");
     for (const char *host :
          {"media.s3.amazonaws.com", "s3.website.amazonaws.com", "s3.eu-west-1.evilamazonaws.com",
           "s3.eu-west-1.amazonaws.com.evil.example", "s3.eu-west-1.x.amazonaws.com", ""})
@@ -113,7 +112,7 @@ void S3ProtocolTest::addressParts()
     const std::pair<QByteArray, QString> rows[] = {
         {"s3://AK:S/K@s3.eu-west-1.amazonaws.com/b/d/e/f.mxf",
          "b|d/e|f.mxf|eu-west-1|AK|S/K|s3.eu-west-1.amazonaws.com"},
-        {"s3://AK:SK@nas.local/b/x@y.org/", "b||x@y.org||AK|SK|nas.local"},
+        {"s3://AK:SK@nas.local/b/x@y.org/k@l", "b|x@y.org|k@l||AK|SK|nas.local"},
         {"s3://AK:SK@nas/b/k@l", "b||k@l||AK|SK|nas"},
         {"s3://AK:SK@http://nas:9000/b/k", "b||k||AK|SK|http://nas:9000"},
         {"s3://AK:S@K@[::1]:9000/b/k", "b||k||AK|S@K|[::1]:9000"},
