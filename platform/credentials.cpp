@@ -302,7 +302,8 @@ bool holdsCredentials(std::string_view address)
             return true;
         for (std::size_t at = 0; (at = text.find("://", at)) != kNone; at += 3) {
             const std::string_view rest = std::string_view(text).substr(at + 3);
-            if (userInformationEnd(rest.substr(0, rest.find("://"))) != kNone)
+            const std::string_view own = rest.substr(0, rest.find("://"));
+            if (userInformationEnd(own) != kNone || userPartLength(own, true) != 0)
                 return true;
         }
     }

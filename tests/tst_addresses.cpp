@@ -41,6 +41,7 @@ s3://AK:S@http://nas:9000/b/k?X-Amz-Signature=S&a=b -> !s3://AK:***@http://nas:9
 /out\s3://AK:S@h.org/b.stream -> !/out\s3://AK:***@h.org/b.stream
 https://u's er:"<S>@h.org/x@y -> !https://***@h.org/x@y
 tamss://user:S@h.org/Prod/flows/1 -> !tamss://***@h.org/Prod/flows/1
+https://DOMAIN\user:S@h.org/x -> !https://***@h.org/x
 https://h.org/x?key=S&~hmac=S&limit=301&S&S=#access_token=S -> !https://h.org/x?key=***&~hmac=***&limit=***&***&***#***
 https://h.org/hdnts=exp=1~hmac=S?u=https%3A//u:S@h/ -> !https://h.org/hdnts=***?u=***
 https://h.org/?access%5Fkey=S -> !https://h.org/?access%5Fkey=***
@@ -48,8 +49,6 @@ https://h.org/?u=https%3A%2F%2Fu:S@h.org -> !https://h.org/?u=***)",
           [](const std::string &address) {
               return (hq::holdsCredentials(address) ? "!" : "") + hq::harmlessAddress(address);
           });
-    QCOMPARE(hq::harmlessAddress("https://DOMAIN\\user:S@h.org/x"),
-             std::string("https://***@h.org/x"));
     QCOMPARE(hq::harmlessAddress(
                  "\x1b\n\xc2\x85\xe2\x80\xae\xf3\xa0\x80\x81\xff\xed\xa0\x80\xc0\xaf\xc3"),
              std::string("\\x1b\\x0a\\x85\\u202e\\U000e0001\\xff\\xed\\xa0\\x80\\xc0\\xaf\\xc3"));
