@@ -8,7 +8,7 @@
 #include "process.h"
 #include "qtmessages.h"
 #include "signals.h"
-#include "transfer.h"
+#include "stoptoken.h"
 
 #include <QApplication>
 #include <QTextStream>

@@ -6,9 +6,9 @@
 // makes addresses (200,000) with odd secrets, lets each fail in one of the ways that calls fail in,
 // and looks for the secrets in the log. A server on loopback answers with what it was asked. Ends
 // with 1 when a line holds one, or when a failed call has left no line.
+#include "base/s3address.h"
 #include "credentials.h"
 #include "hqutil.h"
-#include "net/s3address.h"
 
 #include <QCoreApplication>
 #include <QDir>

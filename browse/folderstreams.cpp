@@ -4,8 +4,8 @@
 
 #include "addressforms.h"
 #include "hqutil.h"
+#include "stoptoken.h"
 #include "streamfile.h"
-#include "transfer.h"
 
 #include <QDirIterator>
 #include <algorithm>

@@ -4,7 +4,7 @@
 
 #include "failures.h"
 #include "hqutil.h"
-#include "transfer.h"
+#include "stoptoken.h"
 
 namespace {
 

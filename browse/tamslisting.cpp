@@ -6,7 +6,7 @@
 #include "entryfile.h"
 #include "hqutil.h"
 #include "paging.h"
-#include "transfer.h"
+#include "stoptoken.h"
 
 #include <QHash>
 #include <QJsonArray>

@@ -31,12 +31,21 @@ else()
     endif()
 endif()
 
-# pellory_room(NAME SOURCES ... KNOWS ...): one folder, one static library. A room's headers are
-# visible only to the rooms that say they know it, so the include arrows are held by the linker.
+# pellory_room(NAME [DOOR ...] SOURCES ... KNOWS ... [INSIDE ...]): one folder, one static library.
+# A room's headers are visible only to the rooms that say they know it. With a door these are the ones
+# in that folder; pellory_NAME_inside shows the others, as "FOLDER/HEADER". What a room needs INSIDE
+# is not passed on to those that know it.
 function(pellory_room name)
-    cmake_parse_arguments(ROOM "" "" "SOURCES;KNOWS" ${ARGN})
+    cmake_parse_arguments(ROOM "" "DOOR" "SOURCES;KNOWS;INSIDE" ${ARGN})
     add_library(pellory_${name} STATIC ${ROOM_SOURCES})
     set_target_properties(pellory_${name} PROPERTIES AUTOMOC ON AUTOUIC ON AUTORCC ON)
-    target_include_directories(pellory_${name} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR})
-    target_link_libraries(pellory_${name} PUBLIC ${ROOM_KNOWS} PRIVATE pellory_settings)
+    target_include_directories(pellory_${name} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR}/${ROOM_DOOR})
+    if(ROOM_DOOR)
+        add_library(pellory_${name}_inside INTERFACE)
+        target_include_directories(pellory_${name}_inside INTERFACE ${CMAKE_CURRENT_SOURCE_DIR}/..)
+        target_link_libraries(pellory_${name}_inside INTERFACE pellory_${name})
+    endif()
+    target_link_libraries(
+        pellory_${name} PUBLIC ${ROOM_KNOWS} PRIVATE ${ROOM_INSIDE} pellory_settings
+    )
 endfunction()

@@ -6,10 +6,12 @@
 #include "base/encoder.h"
 #include "base/errorlog.h"
 #include "base/failurelog.h"
-#include "base/handletable.h"
 #include "base/localfile.h"
-#include "base/network.h"
 #include "base/system.h"
+#include "base/text.h"
+#include "copyfile.h"
+#include "handletable.h"
+#include "net/network.h"
 #include "paging.h"
 
 #include <chrono>
@@ -19,6 +21,8 @@
 #include <cstring>
 #include <limits>
 #include <new>
+
+static_assert(hq::kConfigDirectorySize == HQ_CONFIG_DIR_SIZE);
 
 namespace {
 
@@ -64,7 +68,7 @@ std::unique_ptr<hq::File> openFile(const std::string &path, std::uint32_t access
 {
     constexpr std::uint32_t kKnown = HQ_ACCESS_READ | HQ_ACCESS_WRITE;
     constexpr std::uint32_t kLastDisposition = 5;
-    const bool isNetwork = hq::network::isNetworkSource(path);
+    const bool isNetwork = hq::isNetworkSource(path);
     if (access == HQ_ACCESS_READ && disposition == HQ_OPEN_EXISTING)
         return isNetwork ? hq::network::open(path) : hq::local::openForReading(path);
     if (access == HQ_ACCESS_WRITE && disposition == HQ_CREATE_ALWAYS && !isNetwork)
@@ -148,7 +152,7 @@ int hq::copyFile(const char *source, const char *destination, int keepExisting,
     const int copied = guardedBool([&] {
         if (!source || !destination)
             return fail(Error::InvalidParameter);
-        if (network::isNetworkSource(destination)) {
+        if (isNetworkSource(destination)) {
             setLastError(Error::NotSupported);
             return blameTarget();
         }
@@ -157,8 +161,8 @@ int hq::copyFile(const char *source, const char *destination, int keepExisting,
             throttle.report(done, total);
         };
         const bool keep = keepExisting != 0;
-        if (!(network::isNetworkSource(source) ? network::copy(source, destination, keep, report)
-                                               : local::copy(source, destination, keep, report)))
+        if (!(isNetworkSource(source) ? network::copy(source, destination, keep, report)
+                                      : local::copy(source, destination, keep, report)))
             return false;
         throttle.finish();
         return true;
@@ -290,7 +294,7 @@ int hqOSFileIsDir(const char *path)
     return guardedBool([path] {
         if (!path)
             return fail(Error::InvalidParameter);
-        if (hq::network::isNetworkSource(path))
+        if (hq::isNetworkSource(path))
             return hq::network::isFolder(path);
         return hq::system::kindOf(path) == hq::system::Kind::Folder;
     });
@@ -301,7 +305,7 @@ int hqOSFileExists(const char *path)
     return guardedBool([path] {
         if (!path)
             return fail(Error::InvalidParameter);
-        if (hq::network::isNetworkSource(path))
+        if (hq::isNetworkSource(path))
             return hq::network::isFolder(path) || hq::network::open(path) != nullptr;
         return hq::system::kindOf(path) != hq::system::Kind::Missing;
     });
@@ -312,7 +316,7 @@ int hqOSDeleteFile(const char *path)
     return guardedBool([path] {
         if (!path)
             return fail(Error::InvalidParameter);
-        if (hq::network::isNetworkSource(path))
+        if (hq::isNetworkSource(path))
             return fail(Error::NotSupported);
         return hq::system::removeFile(path);
     });
@@ -326,7 +330,7 @@ int hqOSCopyFile(const char *source, const char *destination, int keepExisting)
 int hqOSIsNetworkSource(const char *address)
 {
     return guardedBool([address] {
-        return address ? hq::network::isNetworkSource(address) : fail(Error::InvalidParameter);
+        return address ? hq::isNetworkSource(address) : fail(Error::InvalidParameter);
     });
 }
 
@@ -349,12 +353,13 @@ int hqOSRecurseDirectory(void *user, const char *folder, HqWalkCallback callback
     const int walked = guardedBool([&] {
         if (!folder || !callback || flags != HQ_WALK_ONE_LEVEL)
             return fail(Error::InvalidParameter);
-        const auto entry = [&](const std::string &address, unsigned int attributes) {
+        const auto entry = [&](const std::string &address, bool isFolder) {
             ++reported;
-            return callback(user, address.c_str(), attributes) == 0;
+            return callback(user, address.c_str(),
+                            isFolder ? HQ_ATTRIBUTE_FOLDER : HQ_ATTRIBUTE_NORMAL) == 0;
         };
-        return hq::network::isNetworkSource(folder) ? hq::network::walk(folder, entry)
-                                                    : hq::local::walk(folder, entry);
+        return hq::isNetworkSource(folder) ? hq::network::walk(folder, entry)
+                                           : hq::local::walk(folder, entry);
     });
     if (!walked)
         hq::logFailedWalk(folder ? folder : "", reported);

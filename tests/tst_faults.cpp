@@ -7,10 +7,10 @@
 #include "hqutil.h"
 #include "net/timelimits.h"
 #include "openfiles.h"
+#include "stoptoken.h"
 #include "streamcontent.h"
 #include "testmain.h"
 #include "testserver.h"
-#include "transfer.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

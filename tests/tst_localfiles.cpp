@@ -3,13 +3,14 @@
 #include "access.h"
 #include "base/system.h"
 #include "base/targetfile.h"
+#include "copyfile.h"
 #include "hqutil.h"
 #include "process.h"
 #include "signals.h"
+#include "stoptoken.h"
 #include "streamcontent.h"
 #include "testmain.h"
 #include "toolprocess.h"
-#include "transfer.h"
 
 #include <atomic>
 #include <thread>

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
 #include "hqutil.h"
-#include "net/s3documents.h"
-#include "net/s3resource.h"
+#include "net/s3/documents.h"
+#include "net/s3/resource.h"
 #include "testmain.h"
 
 #include <tuple>

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "transfer.h"
+#include "stoptoken.h"
 
 #include <QElapsedTimer>
 #include <QProgressDialog>

@@ -4,6 +4,7 @@
 // The actions on the selected file or flow.
 #include "actionpreview.h"
 #include "addressforms.h"
+#include "copyfile.h"
 #include "copyprogressdialog.h"
 #include "dialogplacement.h"
 #include "displaytext.h"

@@ -9,7 +9,7 @@
 #include "mainwindow.h"
 #include "paramdialog.h"
 #include "s3entries.h"
-#include "s3service.h"
+#include "s3region.h"
 #include "tamsdialog.h"
 #include "tamsentries.h"
 #include "targetdirectories.h"

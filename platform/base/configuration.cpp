@@ -1,13 +1,12 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
-#include "base/configuration.h"
+#include "configuration.h"
 
-#include "base/errorlog.h"
-#include "base/lasterror.h"
-#include "base/system.h"
-#include "base/targetfile.h"
-#include "base/temporaryfile.h"
-#include "hqutil.h"
+#include "errorlog.h"
+#include "lasterror.h"
+#include "system.h"
+#include "targetfile.h"
+#include "temporaryfile.h"
 
 #include <QFile>
 #include <QLockFile>
@@ -129,7 +128,7 @@ std::string configDirectory()
     }
     const char separator = system::separator();
     std::string directory = root + "Corvane" + separator + "Pellory" + separator;
-    if (directory.size() >= HQ_CONFIG_DIR_SIZE) {
+    if (directory.size() >= kConfigDirectorySize) {
         setLastError(Error::InvalidName);
         return {};
     }

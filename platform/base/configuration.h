@@ -8,8 +8,11 @@
 
 namespace hq {
 
+// The configuration directory is shorter, in bytes.
+constexpr std::size_t kConfigDirectorySize = 260;
+
 // The configuration directory, made when it is missing, ending in a separator. Empty, with the
-// thread's last error, when it cannot be had or would not fit hqOSGetConfigDir's buffer.
+// thread's last error, when it cannot be had or would be too long.
 std::string configDirectory();
 
 // A text of the configuration store, one that waits to be saved included; none when it is not

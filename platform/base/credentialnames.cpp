@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
-#include "base/credentialnames.h"
+#include "credentialnames.h"
 
-#include "net/text.h"
+#include "text.h"
 
 #include <algorithm>
 #include <iterator>

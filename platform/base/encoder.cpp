@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
-#include "base/encoder.h"
+#include "encoder.h"
 
 #include <sodium.h>
 

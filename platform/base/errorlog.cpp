@@ -1,14 +1,14 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
-#include "base/errorlog.h"
+#include "errorlog.h"
 
-#include "base/lasterror.h"
-#include "base/printable.h"
-#include "base/redaction.h"
-#include "base/system.h"
 #include "credentials.h"
 #include "failures.h"
+#include "lasterror.h"
+#include "printable.h"
 #include "qtmessages.h"
+#include "redaction.h"
+#include "system.h"
 
 #include <QDateTime>
 #include <algorithm>

@@ -1,16 +1,16 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
-#include "base/failurelog.h"
+#include "failurelog.h"
 
-#include "base/errorlog.h"
-#include "base/lasterror.h"
-#include "base/localfile.h"
-#include "base/network.h"
-#include "base/system.h"
 #include "credentials.h"
+#include "errorlog.h"
 #include "failures.h"
-#include "net/s3address.h"
-#include "transfer.h"
+#include "lasterror.h"
+#include "localfile.h"
+#include "s3address.h"
+#include "stoptoken.h"
+#include "system.h"
+#include "text.h"
 
 #include <exception>
 #include <string>
@@ -36,8 +36,8 @@ std::string shown(std::string_view address)
 std::string wrongForm(std::string_view address)
 {
     const std::size_t begin = address.find_first_not_of(" \t\r\n\"'<");
-    const bool isTrimmed = begin != 0 && begin != std::string_view::npos &&
-                           network::isNetworkSource(std::string(address.substr(begin)));
+    const bool isTrimmed =
+        begin != 0 && begin != std::string_view::npos && isNetworkSource(address.substr(begin));
     if (isTrimmed)
         return address[0] == ' ' ? "the address begins with a blank"
                                  : "the address does not begin with its scheme";
@@ -45,8 +45,7 @@ std::string wrongForm(std::string_view address)
         return address.find('@') == std::string_view::npos
                    ? "the address has no \"@\" behind its secret"
                    : "the address is not s3://KEY:SECRET@SITE/BUCKET/OBJECT";
-    if (!network::isNetworkSource(std::string(address)) &&
-        address.find("://") != std::string_view::npos)
+    if (!isNetworkSource(address) && address.find("://") != std::string_view::npos)
         return "network sources begin with s3://, https:// or http://";
     if (!address.empty() && address.back() == ' ')
         return "the address ends with a blank";
@@ -107,15 +106,15 @@ void unlessCancelled(Call call) noexcept
 std::string wrongSide(std::string_view source, std::string_view destination)
 {
     if (!failureDetails().isOfTarget)
-        return isLastError(Error::AccessDenied) && !network::isNetworkSource(std::string(source))
+        return isLastError(Error::AccessDenied) && !isNetworkSource(source)
                    ? "the source cannot be read"
                    : "";
     const auto code = static_cast<Error>(lastError());
     const LastErrorKeeper keeper;
     switch (code) {
     case Error::NotSupported:
-        return network::isNetworkSource(std::string(destination)) ? "copies go to local files only"
-                                                                  : "the destination is no file";
+        return isNetworkSource(destination) ? "copies go to local files only"
+                                            : "the destination is no file";
     case Error::PathNotFound:
         return "the destination's folder is missing";
     case Error::FileNotFound:
@@ -143,8 +142,8 @@ void logFailedOpen(std::string_view address) noexcept
         const bool isDenied = isLastError(Error::AccessDenied);
         const std::string path(address);
         std::string advice;
-        if (const LastErrorKeeper keeper; isDenied && !network::isNetworkSource(path) &&
-                                          system::kindOf(path) == system::Kind::Folder)
+        if (const LastErrorKeeper keeper;
+            isDenied && !isNetworkSource(path) && system::kindOf(path) == system::Kind::Folder)
             advice = "it is a folder";
         write("Unable to open " + shown(address), address, advice);
     });

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "base/lasterror.h"
+#include "lasterror.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
-#include "base/lasterror.h"
+#include "lasterror.h"
 
 #include <algorithm>
 #include <iterator>

@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
-#include "base/localfile.h"
+#include "localfile.h"
 
-#include "base/system.h"
-#include "base/targetfile.h"
-#include "hqutil.h"
+#include "stoptoken.h"
+#include "system.h"
+#include "targetfile.h"
 
 #include <algorithm>
 #include <limits>
@@ -109,7 +109,7 @@ bool walk(const std::string &folder, const Entry &entry)
     for (const system::FolderEntry &found : entries) {
         if (isStopped())
             return fail(Error::Cancelled);
-        if (!entry(prefix + found.name, found.isFolder ? HQ_ATTRIBUTE_FOLDER : HQ_ATTRIBUTE_NORMAL))
+        if (!entry(prefix + found.name, found.isFolder))
             break;
     }
     return true;

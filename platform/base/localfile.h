@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "base/file.h"
-#include "transfer.h"
+#include "copyprogress.h"
+#include "file.h"
 
 #include <functional>
 #include <memory>
@@ -19,9 +19,9 @@ std::unique_ptr<File> openForReading(const std::string &path);
 // in place. After a failed write close() fails too and an old file stays.
 std::unique_ptr<File> openForWriting(const std::string &path);
 
-// Reports each entry that is not hidden (address, attributes) in the order of the names' bytes,
+// Reports each entry that is not hidden in the order of the names' bytes,
 // until `entry` returns false.
-using Entry = std::function<bool(const std::string &address, unsigned int attributes)>;
+using Entry = std::function<bool(const std::string &address, bool isFolder)>;
 bool walk(const std::string &folder, const Entry &entry);
 
 // The destination appears when it is complete; nothing is left behind on failure.

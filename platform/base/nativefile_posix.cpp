@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
-#include "base/lasterror.h"
-#include "base/posix.h"
-#include "base/system.h"
-#include "base/temporaryfile.h"
+#include "lasterror.h"
+#include "posix.h"
+#include "system.h"
+#include "temporaryfile.h"
 
 #include <algorithm>
 #include <cerrno>

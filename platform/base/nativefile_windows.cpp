@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
-#include "base/lasterror.h"
-#include "base/temporaryfile.h"
-#include "base/winapi.h"
+#include "lasterror.h"
+#include "temporaryfile.h"
+#include "winapi.h"
 
 #include <fcntl.h>
 #include <io.h>

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
-#include "base/printable.h"
+#include "printable.h"
 
 #include <QChar>
 

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
-#include "base/winapi.h"
 #include "process.h"
 #include "toolprocess.h"
+#include "winapi.h"
 
 #include <algorithm>
 

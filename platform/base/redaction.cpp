@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
-#include "base/redaction.h"
+#include "redaction.h"
 
-#include "base/credentialnames.h"
-#include "net/text.h"
+#include "credentialnames.h"
+#include "text.h"
 
 #include <algorithm>
 #include <iterator>

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "signals.h"
 
-#include "base/posix.h"
+#include "posix.h"
 
 #include <array>
 #include <atomic>

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
-#include "base/winapi.h"
 #include "signals.h"
+#include "winapi.h"
 
 #include <mutex>
 #include <utility>

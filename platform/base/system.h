@@ -6,7 +6,7 @@
 // last error.
 #pragma once
 
-#include "base/nativefile.h"
+#include "nativefile.h"
 
 #include <cstdint>
 #include <functional>

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
-#include "base/lasterror.h"
-#include "base/posix.h"
-#include "base/system.h"
+#include "lasterror.h"
+#include "posix.h"
+#include "system.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
-#include "base/lasterror.h"
-#include "base/winapi.h"
+#include "lasterror.h"
+#include "winapi.h"
 
 #include <shlobj.h>
 

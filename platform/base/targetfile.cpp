@@ -1,10 +1,11 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
-#include "base/targetfile.h"
+#include "targetfile.h"
 
-#include "base/lasterror.h"
-#include "base/system.h"
-#include "base/temporaryfile.h"
+#include "lasterror.h"
+#include "stoptoken.h"
+#include "system.h"
+#include "temporaryfile.h"
 
 #include <QThreadPool>
 

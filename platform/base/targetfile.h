@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "base/nativefile.h"
-#include "transfer.h"
+#include "copyprogress.h"
+#include "nativefile.h"
 
 #include <chrono>
 #include <cstddef>

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
-#include "base/temporaryfile.h"
+#include "temporaryfile.h"
 
-#include "base/lasterror.h"
-#include "base/system.h"
+#include "lasterror.h"
+#include "system.h"
 
 #include <algorithm>
 #include <random>

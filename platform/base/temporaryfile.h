@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "base/nativefile.h"
+#include "nativefile.h"
 
 #include <functional>
 #include <string>

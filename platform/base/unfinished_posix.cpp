@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // Files on their way to their names.
-#include "base/lasterror.h"
-#include "base/posix.h"
-#include "base/system.h"
-#include "base/temporaryfile.h"
+#include "lasterror.h"
+#include "posix.h"
+#include "system.h"
+#include "temporaryfile.h"
 
 #include <cerrno>
 #include <cstdio>

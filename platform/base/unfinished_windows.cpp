@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // Files on their way to their names.
-#include "base/lasterror.h"
-#include "base/temporaryfile.h"
-#include "base/winapi.h"
+#include "lasterror.h"
+#include "temporaryfile.h"
+#include "winapi.h"
 
 #include <aclapi.h>
 #include <sddl.h>

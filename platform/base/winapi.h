@@ -4,7 +4,7 @@
 // What the files of Windows share.
 #pragma once
 
-#include "base/system.h"
+#include "system.h"
 
 #ifndef NOMINMAX
 #define NOMINMAX

@@ -4,9 +4,9 @@
 
 #include "net/failure.h"
 #include "net/resource.h"
-#include "net/s3documents.h"
+#include "net/s3/documents.h"
 #include "net/timelimits.h"
-#include "transfer.h"
+#include "stoptoken.h"
 
 #include <QRandomGenerator>
 

@@ -3,13 +3,12 @@
 #include "net/bearertoken.h"
 
 #include "base/configuration.h"
+#include "base/text.h"
 #include "entryfile.h"
-#include "hqutil.h"
 #include "net/failure.h"
 #include "net/resource.h"
-#include "net/s3signer.h"
-#include "net/text.h"
-#include "transfer.h"
+#include "net/s3/signer.h"
+#include "stoptoken.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -109,10 +108,11 @@ private:
 
 QByteArray entryOf(const std::string &host)
 {
-    char directory[HQ_CONFIG_DIR_SIZE] = {};
-    if (host.find_first_of("/\\") != std::string::npos || !hqOSGetConfigDir(directory, 0))
+    const std::string directory = configDirectory();
+    if (host.find_first_of("/\\") != std::string::npos || directory.empty())
         return {};
-    return readEntryFile(QByteArray(directory) + host.c_str() + ".json").value_or(QByteArray());
+    return readEntryFile(QByteArray::fromStdString(directory + host + ".json"))
+        .value_or(QByteArray());
 }
 
 // None when the host is not a configured repository.

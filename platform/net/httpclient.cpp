@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
 #include "net/http.h"
-#include "transfer.h"
+#include "stoptoken.h"
 
 #include <algorithm>
 #include <csignal>

@@ -1,14 +1,13 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
-#include "base/network.h"
+#include "net/network.h"
 
 #include "base/targetfile.h"
-#include "hqutil.h"
+#include "base/text.h"
 #include "net/networkfile.h"
 #include "net/rangedcopy.h"
-#include "net/s3source.h"
-#include "net/s3walk.h"
-#include "net/text.h"
+#include "net/s3/source.h"
+#include "net/s3/walk.h"
 #include "net/webresource.h"
 
 #include <vector>
@@ -90,12 +89,6 @@ bool copyS3(const S3Address &address, TargetFile &target, const CopyProgress &pr
 }
 
 } // namespace
-
-bool isNetworkSource(const std::string &address)
-{
-    return startsWithNoCase(address, "s3://") || startsWithNoCase(address, "https://") ||
-           startsWithNoCase(address, "http://");
-}
 
 std::unique_ptr<File> open(const std::string &address)
 {

@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "net/networkfile.h"
 
+#include "base/text.h"
 #include "net/failure.h"
-#include "net/text.h"
-#include "transfer.h"
+#include "stoptoken.h"
 
 #include <algorithm>
 #include <cstring>

@@ -4,6 +4,7 @@
 
 #include "net/connectioncount.h"
 #include "net/failure.h"
+#include "stoptoken.h"
 
 #include <algorithm>
 #include <list>

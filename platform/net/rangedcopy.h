@@ -3,8 +3,8 @@
 #pragma once
 
 #include "base/targetfile.h"
-#include "net/s3source.h"
-#include "transfer.h"
+#include "copyprogress.h"
+#include "net/s3/source.h"
 
 namespace hq {
 

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "net/xmldocument.h"
 
-#include "transfer.h"
+#include "stoptoken.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
-#include "net/s3cursor.h"
+#include "net/s3/cursor.h"
 
 #include <algorithm>
 #include <cstdint>

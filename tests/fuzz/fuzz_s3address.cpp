@@ -4,7 +4,7 @@
 #include "base/redaction.h"
 #include "credentials.h"
 #include "hqutil.h"
-#include "net/s3resource.h"
+#include "net/s3/resource.h"
 
 #include <cstdlib>
 

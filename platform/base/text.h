@@ -1,0 +1,70 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+
+// Small questions about the text of an address. ASCII only, whatever the locale.
+#pragma once
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+
+namespace hq {
+
+inline char lowerCase(char c)
+{
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
+}
+
+inline bool isLetterOrDigit(char c)
+{
+    return (c >= '0' && c <= '9') || (lowerCase(c) >= 'a' && lowerCase(c) <= 'z');
+}
+
+inline std::string lowerCase(std::string text)
+{
+    std::transform(text.begin(), text.end(), text.begin(), [](char c) { return lowerCase(c); });
+    return text;
+}
+
+// `prefix` in lower case.
+inline bool startsWithNoCase(std::string_view text, std::string_view prefix)
+{
+    return text.size() >= prefix.size() &&
+           std::equal(prefix.begin(), prefix.end(), text.begin(),
+                      [](char a, char b) { return a == lowerCase(b); });
+}
+
+// `other` in lower case.
+inline bool equalsNoCase(std::string_view text, std::string_view other)
+{
+    return text.size() == other.size() && startsWithNoCase(text, other);
+}
+
+// Whether a scheme's name is S3's, other letters in front of it or not.
+inline bool isS3Scheme(std::string_view name)
+{
+    return name.size() >= 2 && equalsNoCase(name.substr(name.size() - 2), "s3");
+}
+
+// Whether `address` is a network source; every other text is a local path.
+inline bool isNetworkSource(std::string_view address)
+{
+    return startsWithNoCase(address, "s3://") || startsWithNoCase(address, "https://") ||
+           startsWithNoCase(address, "http://");
+}
+
+// Whether a host without port, in lower case, can only be this machine.
+inline bool isLoopback(std::string_view host)
+{
+    return host == "localhost" || host == "[::1]" ||
+           (host.substr(0, 4) == "127." &&
+            host.find_first_not_of("0123456789.") == std::string_view::npos);
+}
+
+// What separates the parts of an address, on every system.
+inline bool isAddressSeparator(char c)
+{
+    return c == '/' || c == '\\';
+}
+
+} // namespace hq

@@ -1,0 +1,64 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#include "handletable.h"
+
+namespace hq {
+
+namespace {
+
+// Far from small numbers and null, which are what a wrong handle usually is; odd steps keep clear
+// of addresses too.
+constexpr std::uintptr_t kFirst = 0x48510001;
+constexpr std::uintptr_t kStep = 2;
+
+std::uintptr_t number(HQHANDLE handle)
+{
+    return reinterpret_cast<std::uintptr_t>(handle);
+}
+
+} // namespace
+
+HandleTable::HandleTable() : m_next(kFirst) {}
+
+HandleTable &HandleTable::instance()
+{
+    // Never destroyed: a thread may still be at work when the process ends.
+    static auto *table = new HandleTable;
+    return *table;
+}
+
+HQHANDLE HandleTable::add(std::unique_ptr<File> file)
+{
+    auto entry = std::make_shared<Entry>();
+    entry->file = std::move(file);
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::uintptr_t handle = m_next;
+    m_entries.emplace(handle, std::move(entry));
+    m_next += kStep;
+    return reinterpret_cast<HQHANDLE>(handle);
+}
+
+std::shared_ptr<HandleTable::Entry> HandleTable::find(HQHANDLE handle)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    const auto found = m_entries.find(number(handle));
+    return found == m_entries.end() ? nullptr : found->second;
+}
+
+bool HandleTable::close(HQHANDLE handle)
+{
+    std::shared_ptr<Entry> entry;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        const auto found = m_entries.find(number(handle));
+        if (found == m_entries.end())
+            return fail(Error::InvalidHandle);
+        entry = std::move(found->second);
+        m_entries.erase(found);
+    }
+    const std::lock_guard<std::mutex> lock(entry->mutex);
+    const std::unique_ptr<File> file = std::move(entry->file);
+    return file->close();
+}
+
+} // namespace hq

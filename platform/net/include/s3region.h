@@ -1,0 +1,13 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+
+namespace hq {
+
+// Has requests for a bucket signed for `region` until an answer names another one; what is no
+// region's name stands for none. As long as the process lives, any thread.
+void tryRegionFirst(const std::string &site, const std::string &bucket, const std::string &region);
+
+} // namespace hq

@@ -1,0 +1,42 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#include "net/s3/pace.h"
+
+#include "net/timelimits.h"
+
+#include <algorithm>
+
+namespace hq {
+
+namespace {
+
+constexpr double kMost = 16;
+// What was short some pages ago counts a little less with each that came since.
+constexpr double kFading = 1.05;
+constexpr double kQueueing = 3; // pages that take so many times as long wait for each other
+
+} // namespace
+
+void Pace::came(Time latency, bool wasRefused)
+{
+    m_latency = std::min(latency, m_latency * kFading);
+    if (wasRefused)
+        m_number = std::max(1.0, m_number / 2);
+    else if (latency > kQueueing * m_latency)
+        m_number = std::max(2.0, m_number - 0.5);
+    else
+        m_number = std::min(kMost, m_number + 2);
+}
+
+void Pace::worked(Time time)
+{
+    m_work = std::min(time, m_work * kFading);
+}
+
+std::size_t Pace::most() const
+{
+    const bool isWaitedFor = m_work == Time::max() || m_latency > m_work;
+    return m_latency > timeLimits().page && isWaitedFor ? static_cast<std::size_t>(m_number) : 1;
+}
+
+} // namespace hq

@@ -1,0 +1,123 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+#include "net/s3/pages.h"
+
+#include "stoptoken.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace hq {
+
+namespace {
+constexpr std::size_t kMostPageBytes = 32 * 1024 * 1024;
+}
+
+S3Pages::S3Pages(HttpClient &client, const S3Address &address, const std::string &prefix,
+                 int mostKeys, const std::string &after)
+    : m_client(client)
+    , m_isAccount(address.bucket.empty())
+    , m_cursor(prefix, mostKeys, after)
+    , m_resource(address, {})
+{
+}
+
+bool S3Pages::poll()
+{
+    if (m_page || m_error != 0)
+        return true;
+    // Time in which nobody polls is nobody's wait.
+    constexpr std::chrono::milliseconds kUnattended{5 * kStopPollMilliseconds};
+    if (Attempts::Clock::now() - m_polled > kUnattended)
+        m_attempts.patience().resume();
+    advance();
+    m_attempts.patience().pause();
+    m_polled = Attempts::Clock::now();
+    return m_page || m_error != 0;
+}
+
+void S3Pages::advance()
+{
+    if (isStopped())
+        breakOff(Error::Cancelled);
+    else if (m_cursor.state() == S3Cursor::State::Stuck)
+        breakOff(Error::InvalidServerResponse,
+                 "the server says that there is more and gives the same again");
+    else if (!m_transfer && m_attempts.due() <= Attempts::Clock::now())
+        send();
+    else if (m_transfer && m_transfer->isDone())
+        settle();
+}
+
+int S3Pages::waitMilliseconds() const
+{
+    using std::chrono::milliseconds;
+    auto wait = milliseconds(kStopPollMilliseconds);
+    if (!m_transfer)
+        wait = std::min(wait,
+                        std::chrono::ceil<milliseconds>(m_attempts.due() - Attempts::Clock::now()));
+    return std::max(0, static_cast<int>(wait.count()));
+}
+
+void S3Pages::wait()
+{
+    while (!poll())
+        m_client.step(waitMilliseconds());
+}
+
+std::optional<S3Listing> S3Pages::take()
+{
+    if (!m_page) {
+        setLastSystemError(m_error);
+        setFailureDetails(m_details);
+    }
+    m_failures = 0;
+    m_polled = Attempts::Clock::now();
+    return std::exchange(m_page, std::nullopt);
+}
+
+void S3Pages::send()
+{
+    if (m_failures == 0)
+        m_attempts.reset(); // time runs from here on, not while nobody asks
+    if (!m_isAccount)
+        m_resource.setQuery(m_cursor.query());
+    HttpRequest request = m_resource.request({});
+    request.deadline = m_attempts.patience().end();
+    m_transfer = std::make_unique<Transfer>(std::move(request), Transfer::Sink(), kMostPageBytes);
+    m_client.start(*m_transfer);
+    m_client.step(0);
+}
+
+void S3Pages::settle()
+{
+    m_answer = std::move(m_transfer->answer());
+    m_transfer.reset();
+    if (m_answer.isSuccess()) {
+        m_page = parseS3Listing(m_answer.body);
+        if (m_page) {
+            m_answer.body = std::string();
+            m_cursor.take(*m_page);
+            return;
+        }
+        m_answer.malformed = true;
+    }
+    ++m_failures;
+    if (!m_attempts.again(m_resource, m_answer))
+        keepFailure();
+}
+
+void S3Pages::breakOff(Error error, const char *advice)
+{
+    setLastError(error);
+    setFailureDetails({m_answer.status, {}, advice});
+    keepFailure();
+}
+
+void S3Pages::keepFailure()
+{
+    m_error = lastError();
+    m_details = failureDetails();
+}
+
+} // namespace hq

@@ -1,0 +1,33 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+
+// Finding what S3 addresses name.
+#pragma once
+
+#include "base/s3address.h"
+#include "net/resource.h"
+#include "net/validator.h"
+
+#include <memory>
+#include <string>
+
+namespace hq {
+
+// An object that is there.
+struct S3Object
+{
+    std::unique_ptr<Resource> resource;
+    std::int64_t size = 0; // -1 when the server does not tell
+    Validator validator;
+    int latencyMicroseconds = 0; // from a request to its answer
+};
+
+// Asks for the object, by its key and, where "\" was taken as "/" and nothing is found, once more
+// as written. Null resource on failure; `answer` is the last one either way.
+S3Object findObject(const S3Address &address, HttpAnswer *answer,
+                    const Patience &patience = Patience::ofPerson());
+
+// Proves that the bucket (or the account, when the bucket is empty) answers.
+bool proveBucket(const S3Address &address, HttpAnswer *answer);
+
+} // namespace hq
