@@ -34,15 +34,19 @@ void BackgroundWork::Link::post(std::function<void()> call) const
     if (!m_state->owner || m_token.isStopped())
         return;
     m_state->calls.emplace_back(m_token, std::move(call));
-    QMetaObject::invokeMethod(m_state->owner, "deliver", Qt::QueuedConnection);
+    if (m_state->calls.size() == 1)
+        QMetaObject::invokeMethod(m_state->owner, "deliver", Qt::QueuedConnection);
 }
 
-// One call for each event, so that a call with an event loop of its own holds up no other.
+// One call for each turn of the event loop, so that input and painting go on between two. The next
+// one is asked for before, so that a call with an event loop of its own does not hold it up.
 void BackgroundWork::deliver()
 {
     std::unique_lock lock(m_state->mutex);
     const auto [token, call] = std::move(m_state->calls.front());
     m_state->calls.pop_front();
+    if (!m_state->calls.empty())
+        QMetaObject::invokeMethod(this, "deliver", Qt::QueuedConnection);
     lock.unlock();
     if (!token.isStopped())
         call();

@@ -100,50 +100,27 @@ void BrowseTree::setRoot(QStandardItem *root)
     m_model->appendRow(root);
 }
 
-void BrowseTree::append(const std::vector<EntryArrival> &entries)
+void BrowseTree::append(EntryBatch batch)
 {
-    struct Rows
-    {
-        QString parentPath;
-        QStandardItem *parent;
-        QStringList parentParts;
-        int parentsKnown;
-        QList<QStandardItem *> items;
-        int files;
-    };
-    std::vector<Rows> all;
-    auto rows = all.end();
-    for (const EntryArrival &entry : entries) {
-        const QStringRef path = entry.path.leftRef(entry.path.lastIndexOf(QLatin1Char('/')));
-        if (rows == all.end() || path != rows->parentPath) {
-            rows = std::find_if(all.begin(), all.end(),
-                                [&](const Rows &known) { return path == known.parentPath; });
-        }
-        if (rows == all.end())
-            rows = all.insert(all.end(), {path.toString(), nullptr, {}, 0, {}, 0});
-        if (!rows->parent && rows->parentsKnown < m_rootItems->size()) {
-            rows->parent = findParent(rows->parentPath);
-            rows->parentParts = nodeData(rows->parent).pathParts;
-            rows->parentsKnown = m_rootItems->size();
-        }
-        if (!rows->parent)
-            continue;
-        QStandardItem *item = makeEntryItem(entry.path, entry.isFile, m_icons, rows->parentParts);
-        rows->items.append(item);
+    QStandardItem *parent = findParent(batch.folder);
+    if (!parent)
+        return;
+    QList<QStandardItem *> items;
+    items.reserve(int(batch.entries.size()));
+    int files = 0;
+    for (WalkedEntry &entry : batch.entries) {
+        entry.item->setData(entry.isFile ? m_icons.file : m_icons.directory, Qt::DecorationRole);
+        items.append(entry.item.release());
         if (entry.isFile) {
-            ++rows->files;
+            ++files;
         } else {
-            m_rootItems->append(item);
-            m_pathHashes.push_back(qHash(entry.path));
+            m_rootItems->append(items.last());
+            m_pathHashes.push_back(entry.pathHash);
         }
     }
-    for (const Rows &finished : all) {
-        if (!finished.parent)
-            continue;
-        // Before the rows: the proxies ask when they come.
-        m_fileCounts[finished.parent] += finished.files;
-        finished.parent->appendRows(finished.items);
-    }
+    // Before the rows: the proxies ask when they come.
+    m_fileCounts[parent] += files;
+    parent->appendRows(items);
 }
 
 QStandardItem *BrowseTree::findParent(const QString &path) const
@@ -190,7 +167,8 @@ QStandardItem *BrowseTree::renew(QStandardItem *folder)
 {
     const NodeData node = nodeData(folder);
     QStandardItem *fresh =
-        makeEntryItem(node.path, false, m_icons, node.pathParts.mid(0, node.pathParts.size() - 1));
+        makeEntryItem(node.path, false, node.pathParts.mid(0, node.pathParts.size() - 1));
+    fresh->setData(m_icons.directory, Qt::DecorationRole);
     int kept = 0;
     for (int i = 0; i < m_rootItems->size(); ++i) {
         QStandardItem *item = m_rootItems->at(i);

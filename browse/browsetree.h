@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "arrivalqueue.h"
 #include "treeitems.h"
 
 #include <QTimer>
@@ -27,9 +26,9 @@ public:
     void startS3(const QString &url);
     void startTams(const QString &text, const QString &site);
 
-    // Append rows. An entry goes below the first of `rootItems` with the path that its own begins
-    // with, and is left out when there is none; a flow goes below the Root.
-    void append(const std::vector<EntryArrival> &entries);
+    // Append rows. Entries go below the first of `rootItems` with their folder's path, and are left
+    // out when there is none; flows go below the Root.
+    void append(EntryBatch batch);
     void append(const std::vector<TamsNodeData> &flows);
 
     // How many of the rows appended to an item were files or flows.
@@ -51,7 +50,7 @@ private:
     QList<QStandardItem *> *m_rootItems;
     ItemIcons m_icons;
     // Of the path of each of m_rootItems, for an S3 source. Going through them takes microseconds,
-    // and a batch has one or two parents; a map of all folders would cost as much as their items.
+    // once for a batch; a map of all folders would cost as much as their items.
     std::vector<uint> m_pathHashes;
     std::unordered_map<const QStandardItem *, int> m_fileCounts;
     // Roots of trees before, deleted bit by bit.

@@ -9,17 +9,17 @@
 #include "s3listing.h"
 #include "tamslisting.h"
 
-#include <QCoreApplication>
-#include <QEvent>
+#include <QSemaphore>
 #include <algorithm>
 #include <utility>
 
 namespace {
 
-// For so long, what comes in is gathered.
-constexpr int gatherMilliseconds = 3;
 // What is added to the tree at once.
 constexpr std::size_t flowsPerBatch = 500;
+// So many batches a walk runs ahead of the tree.
+constexpr int mostBatches = 4;
+constexpr int stopPollMilliseconds = 20;
 
 QString finishedLine()
 {
@@ -28,57 +28,19 @@ QString finishedLine()
 
 } // namespace
 
-// A listing's end of the queue. Used on its thread.
-class Listings::Outlet
-{
-public:
-    Outlet(Listings *listings, std::shared_ptr<ArrivalQueue> queue, BackgroundWork::Link link,
-           hq::StopToken call)
-        : m_listings(listings)
-        , m_queue(std::move(queue))
-        , m_link(std::move(link))
-        , m_call(std::move(call))
-    {
-    }
+Listings::Listings(BackgroundWork *work, BrowseTree *tree) : m_work(work), m_tree(tree) {}
 
-    // Stopped when the person wants no more of the listing, which goes on to its end then.
-    const hq::StopToken &call() const { return m_call; }
-
-    // False once the listing is stopped.
-    template <typename Arrival>
-    bool send(Arrival arrival) const
-    {
-        const auto when = m_queue->push(std::move(arrival), m_link.token());
-        if (when && *when != ArrivalQueue::Take::Nothing)
-            m_link.post([listings = m_listings, when] { listings->plan(*when); });
-        return when.has_value();
-    }
-
-private:
-    Listings *m_listings;
-    std::shared_ptr<ArrivalQueue> m_queue;
-    BackgroundWork::Link m_link;
-    hq::StopToken m_call;
-};
-
-Listings::Listings(BackgroundWork *work, BrowseTree *tree, QObject *window)
-    : m_work(work), m_tree(tree), m_window(window), m_queue(std::make_shared<ArrivalQueue>())
-{
-    // A timer, so that input and painting go on between two batches.
-    m_nextBatch.setSingleShot(true);
-    connect(&m_nextBatch, &QTimer::timeout, this, &Listings::takeBatch);
-}
-
-void Listings::start(const QStandardItem *folder, std::function<void(const Outlet &)> listing)
+void Listings::start(const QStandardItem *folder, Listing listing)
 {
     Piece piece{++m_lastNumber, folder, {}, {}};
-    piece.work =
-        m_work->start([this, queue = m_queue, listing = std::move(listing), number = piece.number,
-                       call = piece.call](const BackgroundWork::Link &link) {
-            const Outlet outlet(this, queue, link, call);
+    const auto finish = [this, number = piece.number] { end(number); };
+    piece.work = m_work->start(
+        [this, listing = std::move(listing), finish, call = piece.call](const Link &link) {
             const hq::ScopedStopToken scope(call);
-            listing(outlet);
-            outlet.send([this, number] { end(number); });
+            listing(link, call);
+            // Behind the slots that the listing's last signals have queued: the end may let go of
+            // the folder that they are told of.
+            link.post([=] { QMetaObject::invokeMethod(this, finish, Qt::QueuedConnection); });
         });
     m_pieces.push_back(piece);
     if (m_pieces.size() == 1)
@@ -88,7 +50,10 @@ void Listings::start(const QStandardItem *folder, std::function<void(const Outle
 void Listings::end(quint64 number)
 {
     const auto isIt = [number](const Piece &piece) { return piece.number == number; };
-    m_pieces.erase(std::remove_if(m_pieces.begin(), m_pieces.end(), isIt), m_pieces.end());
+    const auto found = std::find_if(m_pieces.begin(), m_pieces.end(), isIt);
+    if (found == m_pieces.end())
+        return; // stopped since
+    m_pieces.erase(found);
     listWaiting();
     if (m_pieces.empty())
         emit busyChanged(false);
@@ -106,7 +71,6 @@ void Listings::stop()
     for (const Piece &piece : m_pieces)
         piece.work.stop();
     m_waiting.clear();
-    m_queue = std::make_shared<ArrivalQueue>();
     if (!m_pieces.empty()) {
         m_pieces.clear();
         emit busyChanged(false);
@@ -115,14 +79,14 @@ void Listings::stop()
 
 void Listings::open(const QString &address, std::function<void()> opened)
 {
-    start(nullptr, [address, opened = std::move(opened)](const Outlet &outlet) {
+    start(nullptr, [address, opened = std::move(opened)](const Link &link, const auto &call) {
         const HQHANDLE file =
             hqOSCreateFile(address.toUtf8().constData(), HQ_ACCESS_READ, HQ_SHARE_READ, nullptr,
                            HQ_OPEN_EXISTING, HQ_ATTRIBUTE_NORMAL, nullptr);
         if (file == HQ_INVALID_HANDLE)
             return;
         hqOSCloseFile(file);
-        outlet.send([opened, call = outlet.call()] {
+        link.post([opened, call] {
             if (!call.isStopped())
                 opened();
         });
@@ -131,13 +95,12 @@ void Listings::open(const QString &address, std::function<void()> opened)
 
 void Listings::listSource(const QString &address)
 {
-    start(nullptr, [this, address](const Outlet &outlet) {
-        const WalkEnd walk =
-            walkEntries(address, [&](EntryArrival entry) { return outlet.send(std::move(entry)); });
-        outlet.send([this, address, walk] {
+    start(nullptr, [this, address](const Link &link, const auto &) {
+        const WalkEnd end = walk(address, link);
+        link.post([this, address, end] {
             emit status(finishedLine());
             emit finished(nullptr, true);
-            reportFailure(address, walk);
+            reportFailure(address, end);
         });
     });
 }
@@ -151,15 +114,37 @@ void Listings::listFolder(QStandardItem *folder)
     markListed(folder);
     const QLatin1Char slash('/');
     const QString address = node.path.endsWith(slash) ? node.path : node.path + slash;
-    start(folder, [this, folder, address](const Outlet &outlet) {
-        const WalkEnd walk =
-            walkEntries(address, [&](EntryArrival entry) { return outlet.send(std::move(entry)); });
-        outlet.send([this, folder, address, walk] {
+    start(folder, [this, folder, address](const Link &link, const auto &) {
+        const WalkEnd end = walk(address, link);
+        link.post([this, folder, address, end] {
             emit finished(folder, false);
             emit status(finishedLine());
-            reportFailure(address, walk);
+            reportFailure(address, end);
         });
     });
+}
+
+WalkEnd Listings::walk(const QString &address, const Link &link)
+{
+    const auto room = std::make_shared<QSemaphore>(mostBatches);
+    return walkEntries(address, [&](EntryBatch batch) {
+        while (!room->tryAcquire(1, stopPollMilliseconds)) {
+            if (link.token().isStopped())
+                return false;
+        }
+        link.post([=, taken = std::make_shared<EntryBatch>(std::move(batch))] {
+            room->release();
+            append(std::move(*taken));
+        });
+        return true;
+    });
+}
+
+void Listings::append(EntryBatch batch)
+{
+    for (const WalkedEntry &entry : batch.entries)
+        emit status(entry.line);
+    m_tree->append(std::move(batch)); // nowhere when a slot has stopped the listing
 }
 
 void Listings::reportFailure(const QString &address, const WalkEnd &walk)
@@ -211,16 +196,16 @@ void Listings::listWaiting()
 
 void Listings::listTamsFlows(const QString &site)
 {
-    start(nullptr, [this, site](const Outlet &outlet) {
+    start(nullptr, [this, site](const Link &link, const auto &call) {
         TamsFailure failure;
         const auto fail = [&] {
-            if (!outlet.call().isStopped())
-                outlet.send([this, failure] { emit failed(failure.title, failure.text); });
+            if (!call.isStopped())
+                link.post([this, failure] { emit failed(failure.title, failure.text); });
         };
         const auto endpoint = readTamsEndpoint(site, &failure);
         if (!endpoint)
             return fail();
-        outlet.send([this, endpoint] {
+        link.post([this, endpoint] {
             emit endpointRead(*endpoint);
             emit status(QStringLiteral("Connecting"));
         });
@@ -230,7 +215,7 @@ void Listings::listTamsFlows(const QString &site)
         const auto flows = std::make_shared<std::vector<ListedFlow>>(std::move(*answer));
         for (std::size_t begin = 0; begin < flows->size(); begin += flowsPerBatch) {
             const std::size_t end = std::min(begin + flowsPerBatch, flows->size());
-            outlet.send([this, flows, begin, end] {
+            link.post([this, flows, begin, end] {
                 std::vector<TamsNodeData> rows;
                 for (std::size_t i = begin; i < end; ++i)
                     rows.push_back((*flows)[i].flow);
@@ -239,38 +224,9 @@ void Listings::listTamsFlows(const QString &site)
                     emit status((*flows)[i].line);
             });
         }
-        outlet.send([this] {
+        link.post([this] {
             emit status(finishedLine());
             emit finished(nullptr, true);
         });
     });
-}
-
-void Listings::plan(ArrivalQueue::Take when)
-{
-    if (when == ArrivalQueue::Take::Now)
-        m_nextBatch.start(0);
-    else if (when == ArrivalQueue::Take::Soon && !m_nextBatch.isActive())
-        m_nextBatch.start(gatherMilliseconds);
-}
-
-void Listings::takeBatch()
-{
-    const std::shared_ptr<ArrivalQueue> queue = m_queue;
-    // Slots can stop the listings; the rest is void then.
-    const auto deliver = [this, &queue] {
-        QCoreApplication::sendPostedEvents(m_window, QEvent::MetaCall);
-        return queue == m_queue;
-    };
-    ArrivalQueue::Take next = ArrivalQueue::Take::Nothing;
-    const ArrivalBatch batch = queue->take(&next);
-    for (const EntryArrival &entry : batch.entries)
-        emit status(entry.line);
-    if (!deliver())
-        return;
-    m_tree->append(batch.entries);
-    if (batch.call)
-        batch.call();
-    if (deliver())
-        plan(next);
 }

@@ -2,29 +2,27 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "arrivalqueue.h"
 #include "backgroundwork.h"
 
 #include <QObject>
-#include <QTimer>
 #include <vector>
 
 class BrowseTree;
 class QStandardItem;
+struct EntryBatch;
 struct WalkEnd;
 
 // Runs the listings of the connected source on the thread pool and brings what they report into
 // the tree, a batch at a time, so that the event loop keeps turning. GUI thread.
 //
-// Each source has a queue of its own. Stopping gives up the queue, so what a stopped listing still
-// sends has nobody to take it. Signals are emitted in the GUI thread, and the calls that they
-// queue for `window` are delivered before the batch goes on: a line has passed before its item is
-// there, and no report about an item is left waiting when a later slot removes the item.
+// Signals are emitted in the GUI thread. Slots that are queued for them run before a folder that
+// they are told of is exchanged; what is still queued when the listings are stopped is for the
+// receiver to drop.
 class Listings : public QObject
 {
     Q_OBJECT
 public:
-    Listings(BackgroundWork *work, BrowseTree *tree, QObject *window);
+    Listings(BackgroundWork *work, BrowseTree *tree);
 
     // Runs `opened` in the GUI thread when `address` can be opened.
     void open(const QString &address, std::function<void()> opened);
@@ -60,7 +58,9 @@ signals:
     void renewed(QStandardItem *folder);
 
 private:
-    class Outlet;
+    using Link = BackgroundWork::Link;
+    // `call` is stopped when the person wants no more of it; it goes on to its end then.
+    using Listing = std::function<void(const Link &link, const hq::StopToken &call)>;
     struct Piece
     {
         quint64 number;
@@ -69,20 +69,17 @@ private:
         hq::StopToken call; // of the utility library alone: what it has reported still arrives
     };
 
-    void start(const QStandardItem *folder, std::function<void(const Outlet &)> listing);
+    void start(const QStandardItem *folder, Listing listing);
     void end(quint64 number);
+    WalkEnd walk(const QString &address, const Link &link);
+    void append(EntryBatch batch);
     void reportFailure(const QString &address, const WalkEnd &walk);
     void listWaiting();
     bool isListedWithin(const QStandardItem *folder) const;
-    void plan(ArrivalQueue::Take when);
-    void takeBatch();
 
     BackgroundWork *m_work;
     BrowseTree *m_tree;
-    QObject *m_window;
-    std::shared_ptr<ArrivalQueue> m_queue;
     std::vector<Piece> m_pieces; // that have not ended
     quint64 m_lastNumber = 0;
     std::vector<QStandardItem *> m_waiting; // to be listed again
-    QTimer m_nextBatch;
 };

@@ -2,7 +2,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "arrivalqueue.h"
+#include "treeitems.h"
+
+#include <functional>
 
 // How a walk ended.
 struct WalkEnd
@@ -11,7 +13,10 @@ struct WalkEnd
     QString failure;     // why it broke off, in words without credentials; else empty
 };
 
-// Walks what lies directly inside a bucket or folder and gives each entry to `take`, which ends
-// the walk with false. Runs on the calling thread and ends with its stop tokens, which counts as no
-// failure; a walk that breaks off is logged by the utility library.
-WalkEnd walkEntries(const QString &address, const std::function<bool(EntryArrival)> &take);
+using BatchTaker = std::function<bool(EntryBatch)>;
+
+// Walks what lies directly inside a bucket or folder and gives the entries to `take`, which ends
+// the walk with false: all that has come when the walk waits for more, but a thousand at most. Runs
+// on the calling thread and ends with its stop tokens, which counts as no failure; a walk that
+// breaks off is logged by the utility library.
+WalkEnd walkEntries(const QString &address, const BatchTaker &take);

@@ -6,10 +6,9 @@
 
 namespace {
 
-QStandardItem *makeItem(const QString &text, const QString &kind, const QIcon &icon,
-                        const QVariant &payload)
+QStandardItem *makeItem(const QString &text, const QString &kind, const QVariant &payload)
 {
-    auto *item = new QStandardItem(icon, text);
+    auto *item = new QStandardItem(text);
     item->setData(kind, KindRole);
     item->setData(payload, NodeDataRole);
     return item;
@@ -39,11 +38,12 @@ QStandardItem *makeRootItem(const QString &text, const QStringList &pathParts, c
     node.pathParts = pathParts;
     node.path = path;
     node.listed = true;
-    return makeItem(text, rootKind(), icons.directory, QVariant::fromValue(node));
+    QStandardItem *item = makeItem(text, rootKind(), QVariant::fromValue(node));
+    item->setData(icons.directory, Qt::DecorationRole);
+    return item;
 }
 
-QStandardItem *makeEntryItem(const QString &path, bool isFile, const ItemIcons &icons,
-                             const QStringList &parentParts)
+QStandardItem *makeEntryItem(const QString &path, bool isFile, const QStringList &parentParts)
 {
     NodeData node;
     if (parentParts.isEmpty()) {
@@ -56,13 +56,14 @@ QStandardItem *makeEntryItem(const QString &path, bool isFile, const ItemIcons &
     node.path = path;
     node.isFile = isFile;
     return makeItem(node.pathParts.last(), isFile ? fileKind() : folderKind(),
-                    isFile ? icons.file : icons.directory, QVariant::fromValue(node));
+                    QVariant::fromValue(node));
 }
 
 QList<QStandardItem *> makeFlowRow(const TamsNodeData &flow, const ItemIcons &icons)
 {
-    return {makeItem(flow.label, fileKind(), icons.file, QVariant::fromValue(flow)),
-            new QStandardItem(flow.id), new QStandardItem(flow.format),
+    QStandardItem *label = makeItem(flow.label, fileKind(), QVariant::fromValue(flow));
+    label->setData(icons.file, Qt::DecorationRole);
+    return {label, new QStandardItem(flow.id), new QStandardItem(flow.format),
             new QStandardItem(flow.created)};
 }
 

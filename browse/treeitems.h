@@ -1,15 +1,17 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
 
-// Makes and reads the items of the browse tree. GUI thread.
+// Makes and reads the items of the browse tree. Any thread, as long as an item is in no model.
 #pragma once
 
 #include "nodedata.h"
 
 #include <QIcon>
 #include <QList>
+#include <QStandardItem>
+#include <memory>
+#include <vector>
 
-class QStandardItem;
 class QStandardItemModel;
 
 // An item's kind stands in this role as text; the proxies select rows by it.
@@ -18,11 +20,27 @@ QString rootKind();
 QString folderKind();
 QString fileKind();
 
-// Shared by every item of a tree.
+// Of type QIcon, shared by every item of a tree.
 struct ItemIcons
 {
-    QIcon directory;
-    QIcon file;
+    QVariant directory;
+    QVariant file;
+};
+
+// An entry of a bucket as a walk reported it.
+struct WalkedEntry
+{
+    QString line; // for the status box
+    std::unique_ptr<QStandardItem> item;
+    uint pathHash = 0;
+    bool isFile = false;
+};
+
+// Entries of one folder, given by its full address, in the order of the walk.
+struct EntryBatch
+{
+    QString folder;
+    std::vector<WalkedEntry> entries;
 };
 
 // A top-level item, marked as listed. `pathParts` is empty for a TAMS repository, the address
@@ -30,10 +48,10 @@ struct ItemIcons
 QStandardItem *makeRootItem(const QString &text, const QStringList &pathParts, const QString &path,
                             const ItemIcons &icons);
 
-// An S3 entry; its text is the last part of `path`, an address without a final "/". The parts in
-// front of it can be given, so that the entries of a folder share them.
-QStandardItem *makeEntryItem(const QString &path, bool isFile, const ItemIcons &icons,
-                             const QStringList &parentParts = {});
+// An S3 entry, without an icon, which is the GUI thread's to give; its text is the last part of
+// `path`, an address without a final "/". The parts in front of it can be given, so that the
+// entries of a folder share them.
+QStandardItem *makeEntryItem(const QString &path, bool isFile, const QStringList &parentParts = {});
 
 // The four items of a flow's row: label, with kind and payload, then id, format and created.
 QList<QStandardItem *> makeFlowRow(const TamsNodeData &flow, const ItemIcons &icons);

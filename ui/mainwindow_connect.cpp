@@ -30,7 +30,7 @@ void MainWindow::makeListings()
                           style->standardIcon(QStyle::SP_FileIcon)};
     m_tree = std::make_unique<BrowseTree>(treeModel, &rootItems, icons);
     fileProxy->setFileCount([this](const QStandardItem *item) { return m_tree->fileCount(item); });
-    m_listings = std::make_unique<Listings>(&m_work, m_tree.get(), this);
+    m_listings = std::make_unique<Listings>(&m_work, m_tree.get());
     m_statusLine = std::make_unique<StatusLine>(ui->textbox_Status);
     const Listings *listings = m_listings.get();
     connect(listings, SIGNAL(status(QString)), this, SIGNAL(updateStatus(QString)));
@@ -98,6 +98,8 @@ void MainWindow::connectS3(const QString &url)
 void MainWindow::leaveSource()
 {
     m_listings->stop();
+    // What they have reported is on its way to the slots of this window still.
+    QCoreApplication::removePostedEvents(this, QEvent::MetaCall);
     m_listingWarnings->clear();
     showModel(ui->treeView, nullptr);
     showModel(ui->fileView, nullptr);

@@ -6,6 +6,7 @@
 #include "net/s3/ranges.h"
 #include "net/s3/source.h"
 #include "stoptoken.h"
+#include "walkwatch.h"
 
 #include <vector>
 
@@ -41,8 +42,14 @@ bool walkPrefix(const S3Address &address, const std::string &prefix, const std::
         client->step(0);
         ranges.poll();
     };
+    const auto isThereMore = [&ranges] {
+        if (!ranges.poll())
+            tellWalkWaits();
+        ranges.wait();
+        return !ranges.isAtEnd();
+    };
     std::string full = base;
-    for (ranges.wait(); !ranges.isAtEnd(); ranges.wait()) {
+    while (isThereMore()) {
         const std::optional<S3Ranges::Entries> entries = ranges.take();
         if (!entries)
             return false;
