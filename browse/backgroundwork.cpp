@@ -88,8 +88,9 @@ hq::StopToken BackgroundWork::start(std::function<void(const Link &)> work, Pool
         m_state->running.emplace(number, token);
         m_state->waiting.emplace(number, std::move(work));
     }
-    QtConcurrent::run(pool == Pool::Own ? ownPool() : QThreadPool::globalInstance(),
-                      [state = m_state, number] { runPiece(state, number); });
+    QThreadPool *threads = pool == Pool::Own ? ownPool() : QThreadPool::globalInstance();
+    static_cast<void>(
+        QtConcurrent::run(threads, [state = m_state, number] { runPiece(state, number); }));
     return token;
 }
 

@@ -8,7 +8,7 @@
 
 namespace {
 constexpr int rowsDeletedAtOnce = 2000;
-}
+} // namespace
 
 BrowseTree::BrowseTree(QStandardItemModel *model, QList<QStandardItem *> *rootItems,
                        const ItemIcons &icons)
@@ -38,7 +38,7 @@ void BrowseTree::startS3(const QString &url)
     resetForS3(m_model);
     const QStringList parts = url.split(QLatin1Char('/'));
     setRoot(makeRootItem(parts.last(), parts, url, m_icons));
-    m_pathHashes.push_back(qHash(url));
+    m_pathHashes.push_back(pathHash(url));
 }
 
 void BrowseTree::startTams(const QString &text, const QString &site)
@@ -120,12 +120,14 @@ void BrowseTree::append(EntryBatch batch)
     }
     // Before the rows: the proxies ask when they come.
     m_fileCounts[parent] += files;
+    if (parent->columnCount() == 0)
+        parent->setColumnCount(1); // would come while rows are being put in
     parent->appendRows(items);
 }
 
 QStandardItem *BrowseTree::findParent(const QString &path) const
 {
-    const uint hash = qHash(path);
+    const quint32 hash = pathHash(path);
     for (std::size_t i = 0; i < m_pathHashes.size(); ++i) {
         if (m_pathHashes[i] == hash && nodeData(m_rootItems->at(int(i))).path == path)
             return m_rootItems->at(int(i));

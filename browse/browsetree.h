@@ -51,7 +51,7 @@ private:
     ItemIcons m_icons;
     // Of the path of each of m_rootItems, for an S3 source. Going through them takes microseconds,
     // once for a batch; a map of all folders would cost as much as their items.
-    std::vector<uint> m_pathHashes;
+    std::vector<quint32> m_pathHashes;
     std::unordered_map<const QStandardItem *, int> m_fileCounts;
     // Roots of trees before, deleted bit by bit.
     std::vector<std::unique_ptr<QStandardItem>> m_discarded;

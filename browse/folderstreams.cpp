@@ -92,7 +92,7 @@ void write(const FolderJob &job, const Sources &sources, FolderProgress *progres
     std::atomic<bool> isStopped{false}; // the stop token is this thread's alone
     std::vector<std::thread> others;
     try {
-        while (int(others.size()) < std::min(otherWriters, sources.size() / filesPerWriter))
+        while (int(others.size()) < std::min(otherWriters, int(sources.size()) / filesPerWriter))
             others.emplace_back([&] { writeSome([&] { return !isStopped; }); });
     } catch (const std::system_error &) {
         // No more threads to be had: those that are there do it.

@@ -15,6 +15,13 @@ constexpr std::size_t mostEntries = 1000; // one or two milliseconds of the take
 
 const QByteArray linePrefix = QByteArrayLiteral("Adding: ");
 
+// All of a path without "/".
+QStringView parentPath(const QString &path)
+{
+    const auto end = path.lastIndexOf(QLatin1Char('/'));
+    return end < 0 ? QStringView(path) : QStringView(path).left(end);
+}
+
 struct Walk
 {
     const BatchTaker &take;
@@ -55,7 +62,7 @@ int addEntry(void *user, const char *address, unsigned int attributes)
     QString path = QString::fromUtf8(address);
     if (path.endsWith(slash))
         path.chop(1);
-    const QStringRef folder = path.leftRef(path.lastIndexOf(slash));
+    const QStringView folder = parentPath(path);
     if (walk.folderParts.isEmpty() || folder != walk.batch.folder) {
         walk.handOver();
         walk.batch.folder = folder.toString();
@@ -66,7 +73,7 @@ int addEntry(void *user, const char *address, unsigned int attributes)
     const bool isFile = (attributes & HQ_ATTRIBUTE_FOLDER) == 0;
     std::unique_ptr<QStandardItem> item(makeEntryItem(path, isFile, walk.folderParts));
     walk.batch.entries.push_back(
-        {QString::fromUtf8(walk.line), std::move(item), qHash(path), isFile});
+        {QString::fromUtf8(walk.line), std::move(item), pathHash(path), isFile});
     ++walk.entries;
     if (walk.batch.entries.size() == mostEntries)
         walk.handOver();

@@ -32,6 +32,7 @@ void TreeSortFilterProxyModel::showFolder(const QStandardItem *folder)
 void TreeSortFilterProxyModel::setFilterFixedString(const QString &pattern)
 {
     m_path.clear();
+    m_pattern = pattern;
     QSortFilterProxyModel::setFilterFixedString(pattern);
 }
 
@@ -110,5 +111,5 @@ bool TreeSortFilterProxyModel::hasAccepted(const QStandardItem *folder) const
 
 bool TreeSortFilterProxyModel::isBelowMatch(const QModelIndex &sourceParent) const
 {
-    return sourceParent.data(Qt::DisplayRole).toString().contains(filterRegExp().pattern());
+    return sourceParent.data(Qt::DisplayRole).toString().contains(m_pattern);
 }

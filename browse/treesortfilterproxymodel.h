@@ -44,7 +44,7 @@ private:
 
     const QString kind;
     std::vector<QPersistentModelIndex> m_path; // from the Root to the shown folder; empty for all
-    QString m_pattern;                         // of the shown folder
+    QString m_pattern; // the filter text; Qt keeps it as a regular expression only
     FileCount m_fileCount;
     mutable int m_knownRows = -1; // of the shown folder, of which it is known
     mutable bool m_isOnlyFiles = false;

@@ -21,9 +21,8 @@ QString valueOf(const QString &line)
 
 std::optional<S3Entry> parseText(const QByteArray &text)
 {
-    QTextStream lines(text);
-    lines.setCodec("UTF-8");
-    lines.setAutoDetectUnicode(false);
+    QString decoded = QString::fromUtf8(text.constData(), text.size());
+    QTextStream lines(&decoded);
     return parseS3Entry(lines);
 }
 

@@ -259,7 +259,7 @@ void LocalFilesTest::longNames()
         QVERIFY(hq::system::makeFolders(folder.toStdString()) && hqOSFileIsDir(folder));
         for (int size = 0; size < 3; ++size)
             paths.push_back(folder + '\\' +
-                            QByteArray(std::clamp(258 - folder.size(), 1, 100) + size, 'n'));
+                            QByteArray(std::clamp(258 - int(folder.size()), 1, 100) + size, 'n'));
     }
     for (const QByteArray &path : paths) {
         for (const int keep : {1, 0}) // new, replaced

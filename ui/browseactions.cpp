@@ -24,7 +24,7 @@ BrowseActions::BrowseActions(QTreeView *folders, QTreeView *files, const Calls &
 {
     addAction(folders, tr("List Again"), Qt::Key_F5, calls.listAgain);
     m_interrupt = addAction(folders, tr("Stop Listing"), Qt::Key_Escape, calls.interrupt);
-    addAction(folders, tr("This Computer"), Qt::CTRL + Qt::Key_Home, calls.showComputer);
+    addAction(folders, tr("This Computer"), Qt::CTRL | Qt::Key_Home, calls.showComputer);
     folders->setContextMenuPolicy(Qt::ActionsContextMenu);
     setBusy(false);
 }

@@ -48,7 +48,7 @@ void applyWidths(QTreeView *view)
     const QVariantList widths = view->property(keptWidths(view->model())).toList();
     if (widths.isEmpty())
         view->setColumnWidth(0, nameColumnWidth);
-    for (int column = 0; column < std::min(widths.size(), view->header()->count()); ++column) {
+    for (int column = 0; column < std::min(int(widths.size()), view->header()->count()); ++column) {
         // What was stored may have been edited; a column that cannot be seen cannot be widened.
         if (widths[column].toInt() > 0)
             view->setColumnWidth(column, std::min(widths[column].toInt(), 10'000));

@@ -22,7 +22,7 @@ public:
     // element's end, which is passed.
     bool nextChild();
     // Of the element entered last, without a namespace.
-    QStringRef name() const { return m_reader.name(); }
+    QStringView name() const { return m_reader.name(); }
     // Both pass the end of the element entered last. The text of its children is not its own.
     std::string text();
     void skip();

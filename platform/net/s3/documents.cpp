@@ -86,7 +86,7 @@ void readObjects(XmlDocument &xml, S3Listing &listing)
             entries.push_back({std::move(name), isFolder});
     };
     while (xml.nextChild()) {
-        const QStringRef name = xml.name();
+        const QStringView name = xml.name();
         if (name == QLatin1String("Contents"))
             add(objects, childText(xml, QLatin1String("Key")), false);
         else if (name == QLatin1String("CommonPrefixes"))
