@@ -63,7 +63,7 @@ void ConfigurationTest::store()
 {
     const QString file = at("config/Corvane/Pellory/hqutil.ini");
     const char *section = "Tidewell\\OAuth2\\host.org";
-    const char *value = "https://\xc3\xbc.org/a, b;c=\"d\"%20\\e\n@x";
+    const char *value = "https://\xc3\xbc.org/a, b;c=\"d\"%20\\e\n@x\xf0\x9f\x98\x80";
     const auto set = [](const char *place, const char *text) {
         int32_t length = 1;
         return hqCFGValueString(-1, place, "oauth2server", text, &length, 1) != 0;

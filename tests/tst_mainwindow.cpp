@@ -1,24 +1,26 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
+#include "streamcontent.h"
 #include "windowprobe.h"
 
 #include "testmain.h"
 #include "treeitems.h"
 #include "treesortfilterproxymodel.h"
+#include "windowsettings.h"
 
 #include <QFileSystemModel>
-#include <QSettings>
 #include <QStandardItemModel>
 
 class MainWindowTest : public QObject
 {
     Q_OBJECT
 private slots:
-    void init() { QSettings("Corvane", "Pellory").clear(); }
+    void init() { WindowSettings().clear(); }
     void startAndExit();
     void localClicks();
     void remoteClicks();
     void targetDirectories();
+    void settingsFile();
     void typedTargets();
 };
 
@@ -118,9 +120,7 @@ void MainWindowTest::remoteClicks()
 
 void MainWindowTest::targetDirectories()
 {
-    const auto stored = [] {
-        return QSettings("Corvane", "Pellory").value("TargetDirectories").toStringList();
-    };
+    const auto stored = [] { return WindowSettings().value("TargetDirectories").toStringList(); };
     {
         const MainWindowProbe first;
         QCOMPARE(first.targets(), (QStringList{QDir::homePath() + "/Documents", QDir::homePath()}));
@@ -129,7 +129,7 @@ void MainWindowTest::targetDirectories()
     }
     // Texts that the settings file has to quote, and an entry that stands there twice.
     QStringList directories{"C:\\a, b", "x;y=\"z\"", " @Invalid() ", "ü/漢", "/A", "/A"};
-    QSettings("Corvane", "Pellory").setValue("TargetDirectories", directories);
+    WindowSettings().setValue("TargetDirectories", directories);
     for (const QString text : {"/new", ""}) {
         const MainWindowProbe restarted;
         QCOMPARE(restarted.targets(), directories);
@@ -179,6 +179,29 @@ void MainWindowTest::typedTargets()
         QVERIFY2(box->currentText() == text, typed);
         QVERIFY2(probe.targets() == (isAdded ? kept + QStringList{text} : kept), typed);
     }
+}
+
+// What Qt 5 wrote in escapes, and what it and Qt 6 write now: the same bytes.
+void MainWindowTest::settingsFile()
+{
+#ifndef Q_OS_WIN // has a registry
+    const QByteArray now(
+        "[General]\nTargetDirectories=/Käse, /漢😀a, \"C:\\\\b, c\"\n\n[Window]\n"
+        "Maximized=true\nPlace=@Rect(1 2 300 400)\ntreeView\\columnsLocal=9, 8\n"
+        "treeView\\columnsS3=@Variant(\\0\\0\\0\\t\\0\\0\\0\\x1\\0\\0\\0\\x2\\0\\0\\0{)\n");
+    QByteArray before = now;
+    before.replace("ä", "\\xe4").replace("漢😀a", "\\x6f22\\xd83d\\xde00\\x61");
+    for (const QByteArray &form : {before, now}) {
+        QVERIFY(fill(WindowSettings().fileName(), form));
+        MainWindowProbe probe;
+        QCOMPARE(probe.targets(), (QStringList{"/Käse", "/漢😀a", "C:\\b, c"}));
+        QCOMPARE(WindowSettings().value("Window/Place").toRect(), QRect(1, 2, 300, 400));
+        QCOMPARE(WindowSettings().value("Window/treeView/columnsS3").toList(), QVariantList{123});
+        probe.ui.combo_TargetDir->setEditText("none");
+        probe.ui.button_TargetDir_Remove->click();
+        QCOMPARE(contentOf(WindowSettings().fileName()), now);
+    }
+#endif
 }
 
 PELLORY_TEST_MAIN(MainWindowTest, QApplication)

@@ -16,9 +16,9 @@
 #include "ui_mainwindow.h"
 #include "url.h"
 #include "warningbox.h"
+#include "windowsettings.h"
 
 #include <QFileSystemModel>
-#include <QSettings>
 #include <algorithm>
 #include <memory>
 
@@ -202,8 +202,7 @@ void MainWindow::on_button_tams_clicked()
 
 void MainWindow::fillTargetDirectories()
 {
-    const QSettings settings(QStringLiteral("Corvane"), QStringLiteral("Pellory"));
-    ui->combo_TargetDir->addItems(loadTargetDirectories(settings));
+    ui->combo_TargetDir->addItems(loadTargetDirectories(WindowSettings()));
 }
 
 void MainWindow::addTarget()
@@ -227,6 +226,6 @@ void MainWindow::saveTargets()
     QStringList directories;
     for (int i = 0; i < ui->combo_TargetDir->count(); ++i)
         directories.append(ui->combo_TargetDir->itemText(i));
-    QSettings settings(QStringLiteral("Corvane"), QStringLiteral("Pellory"));
+    WindowSettings settings;
     saveTargetDirectories(settings, directories);
 }

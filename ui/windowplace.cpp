@@ -3,11 +3,11 @@
 #include "windowplace.h"
 
 #include "treeviews.h"
+#include "windowsettings.h"
 
 #include <QApplication>
 #include <QEvent>
 #include <QScreen>
-#include <QSettings>
 #include <QStyle>
 #include <QTreeView>
 #include <algorithm>
@@ -56,7 +56,7 @@ bool WindowPlace::eventFilter(QObject *watched, QEvent *event)
 
 void WindowPlace::restore()
 {
-    const QSettings settings(QStringLiteral("Corvane"), QStringLiteral("Pellory"));
+    const WindowSettings settings;
     const QRect place = settings.value(placeKey).toRect();
     if (place.isValid() && m_window->size() == m_firstSize) {
         const QScreen *screen = QGuiApplication::screenAt(place.center());
@@ -76,7 +76,7 @@ void WindowPlace::restore()
 
 void WindowPlace::store() const
 {
-    QSettings settings(QStringLiteral("Corvane"), QStringLiteral("Pellory"));
+    WindowSettings settings;
     const QRect place = m_window->normalGeometry();
     const bool isMaximized = m_window->isMaximized();
     // What nobody changed stays what the program chooses. Where it was put before it had a frame

@@ -7,6 +7,7 @@
 #include "system.h"
 #include "targetfile.h"
 #include "temporaryfile.h"
+#include "utf8settings.h"
 
 #include <QFile>
 #include <QLockFile>
@@ -50,7 +51,7 @@ std::string storePath()
 std::unique_ptr<QSettings> openStore(const std::string &path)
 {
     auto store = std::make_unique<QSettings>(QString::fromStdString(path), QSettings::IniFormat);
-    store->setIniCodec("UTF-8");
+    useUtf8(*store);
     return store;
 }
 
