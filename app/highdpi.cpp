@@ -13,7 +13,20 @@ void scaleWithScreen()
     // The screen's scale would come on top of the person's.
     if (std::any_of(variables.begin(), variables.end(), qEnvironmentVariableIsSet))
         return;
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0) // later ones always scale
     QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling, true);
+#endif
     QGuiApplication::setHighDpiScaleFactorRoundingPolicy(
         Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
+}
+
+void setHighDpiAttributes()
+{
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
+    const QtMessageHandler handler =
+        qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
+    QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps, true);
+    QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling, true);
+    qInstallMessageHandler(handler);
+#endif
 }

@@ -31,17 +31,6 @@ void passOnOtherMessages(QtMsgType type, const QMessageLogContext &context, cons
         g_messageHandler(type, context, message);
 }
 
-// Qt finds these late once an application exists, and says so at every start; that one message
-// stays out of the error log.
-void setHighDpiAttributes()
-{
-    const QtMessageHandler handler =
-        qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
-    QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps, true);
-    QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling, true);
-    qInstallMessageHandler(handler);
-}
-
 QStringList givenArguments(int argc, char **argv)
 {
     QStringList arguments;
