@@ -19,6 +19,7 @@ check_packages=(
 test_packages=(
     python3-swift openssl python3 python3-nacl xvfb "${check_packages[@]}"
 )
+qt6_packages=(qt6-base-dev) # for -DPELLORY_QT=6
 deb_packages=(dpkg-dev lintian "${check_packages[@]}")
 windows_packages=(g++-mingw-w64-x86-64-posix nsis unzip zip)
 wine_packages=(wine wine64 libsodium23 osslsigncode xdotool imagemagick)
