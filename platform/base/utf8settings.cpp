@@ -42,7 +42,8 @@ protected:
 
 void hq::useUtf8([[maybe_unused]] QSettings &settings)
 {
-#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)             // later ones know nothing else
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
+    // Later ones know nothing else.
     static QTextCodec *const codec = new Utf8OfHalves; // Qt keeps and deletes it
     settings.setIniCodec(codec);
 #endif
