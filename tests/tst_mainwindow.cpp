@@ -153,6 +153,7 @@ void MainWindowTest::typedTargets()
 {
     MainWindowProbe probe;
     probe.window.show();
+    QVERIFY(QTest::qWaitForWindowActive(&probe.window));
     QComboBox *box = probe.ui.combo_TargetDir;
     // What is typed, the keys after it, the text that it comes to and whether that is added.
     const std::tuple<const char *, QList<Qt::Key>, QString, bool> rows[] = {

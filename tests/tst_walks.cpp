@@ -207,7 +207,7 @@ void WalksTest::randomLevels()
         QByteArrayList level = levelOf(stable);
         if (order != "utf-8")
             std::sort(found.begin(), found.end()); // kept a page at a time
-        const int pages = std::max(level.size() - 1, 0) / pageSize + 1;
+        const int pages = std::max(int(level.size()) - 1, 0) / pageSize + 1;
         QVERIFY2(kind != Ends || m_sent.size() <= pages * 1.3 + 16, shown);
         ranges += std::count_if(m_sent.begin(), m_sent.end(), [](const QJsonValue &request) {
             return request["query"].toString().contains("start-after");
