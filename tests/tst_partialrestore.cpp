@@ -29,7 +29,6 @@ private slots:
     void init();
     void cleanup();
     void commandLine();
-    void noTool();
     void duringACopy();
 
 private:
@@ -77,18 +76,6 @@ void PartialRestoreTest::commandLine()
         QCOMPARE(contentOf(m_tool + ".arguments"), arguments);
     }
     QTRY_COMPARE(probe.window.findChildren<PartialRestoreDialog *>().size(), 1);
-}
-
-void PartialRestoreTest::noTool()
-{
-    const QString log = qEnvironmentVariable("XDG_STATE_HOME") + "/Corvane/Pellory/Pellory.log";
-    QVERIFY(QFile::remove(m_tool));
-    MainWindowProbe probe;
-    probe.selectedPath = "/m/a.mxf";
-    const PartialRestoreDialog *dialog = accept(probe, {});
-    QTRY_VERIFY(!dialog->isCopying());
-    QVERIFY(contentOf(log).contains("it is missing"));
-    QCOMPARE(probe.ui.textbox_Status->toPlainText(), QString());
 }
 
 // One copy at a time for each dialog. The tool goes with the window, and so does what the tool has

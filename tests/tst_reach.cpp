@@ -7,18 +7,11 @@
 
 #include "copyprogressdialog.h"
 #include "dialogplacement.h"
-#include "highdpi.h"
-#include "streamcontent.h"
 #include "testmain.h"
-#include "warningbox.h"
 
 #include <QAccessible>
-#include <QFileSystemModel>
-#include <QHelpEvent>
 #include <QScreen>
 #include <QSettings>
-#include <QTextDocument>
-#include <QToolTip>
 
 namespace {
 
@@ -53,39 +46,11 @@ class ReachTest : public QObject
     Q_OBJECT
 private slots:
     void init() { QSettings("Corvane", "Pellory").clear(); }
-    void byKeysAlone();
     void orderAndNames();
     void dialogs();
     void copiesTakeNoKeys();
-    void scale();
-    void longTexts();
-    void cutNames();
     void placeIsKept();
 };
-
-void ReachTest::byKeysAlone()
-{
-    QTemporaryDir folder, target;
-    for (const char *name : {"clip 01.mxf", "clip 02.mxf"})
-        QVERIFY(fill(folder.filePath(name), {}));
-    // No kept folder begins like the typed one: offscreen the list would take the activation.
-    QSettings("Corvane", "Pellory").setValue("TargetDirectories", QStringList("none"));
-    MainWindowProbe probe;
-    const Ui_MainWindow &ui = probe.ui;
-    probe.window.show();
-    QVERIFY(activate(&probe.window));
-    ui.combo_TargetDir->setFocus();
-    press(Qt::Key_A, Qt::ControlModifier);
-    QTest::keyClicks(ui.combo_TargetDir, target.path());
-    press(Qt::Key_Return);
-    ui.treeView->setCurrentIndex(probe.driveModel->index(folder.path()));
-    QTest::keyClick(ui.treeView, Qt::Key_Space);
-    QTRY_COMPARE(ui.fileView->model()->rowCount(ui.fileView->rootIndex()), 2);
-    QApplication::setKeyboardInputInterval(30'000); // however slow the machine is
-    QTest::keyClicks(ui.fileView, "clip 02");       // the blank is a letter of the name
-    QTest::keyClick(ui.button_MakeStream, Qt::Key_Space);
-    QCOMPARE(contentOf(target.filePath("clip 02.stream")), folder.filePath("clip 02.mxf").toUtf8());
-}
 
 // Tab goes as the eye does, and through everything that can be pressed.
 void ReachTest::orderAndNames()
@@ -208,72 +173,6 @@ void ReachTest::copiesTakeNoKeys()
         QVERIFY(tokens[i].isStopped());
         QTRY_VERIFY(!copies[i]);
     }
-}
-
-// Whatever the environment says of the scale is left alone.
-void ReachTest::scale()
-{
-#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0) // later ones scale in any case
-    for (const char *variable : {"QT_SCALE_FACTOR", "QT_SCREEN_SCALE_FACTORS",
-                                 "QT_ENABLE_HIGHDPI_SCALING", "QT_AUTO_SCREEN_SCALE_FACTOR"}) {
-        qputenv(variable, "0");
-        scaleWithScreen();
-        QVERIFY2(!QCoreApplication::testAttribute(Qt::AA_EnableHighDpiScaling), variable);
-        qunsetenv(variable);
-    }
-    scaleWithScreen();
-    QVERIFY(QCoreApplication::testAttribute(Qt::AA_EnableHighDpiScaling));
-#endif
-    scaleWithScreen();
-    QCOMPARE(QGuiApplication::highDpiScaleFactorRoundingPolicy(),
-             Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
-}
-
-void ReachTest::longTexts()
-{
-    MainWindowProbe probe;
-    for (int i = 0; i < 34; ++i) {
-        for (QComboBox *box : {probe.ui.combo_URL, probe.ui.combo_TargetDir})
-            box->insertItem(0, "/<b>" + QString(42, 'M') + QString::number(i));
-    }
-    probe.window.show();
-    QCOMPARE(probe.window.size(), QSize(868, 600));
-    for (QComboBox *box : {probe.ui.combo_URL, probe.ui.combo_TargetDir}) {
-        box->setCurrentIndex(20);
-        QCOMPARE(box->toolTip(), box->currentText());
-        box->showPopup();
-        const QAbstractItemView *list = box->view();
-        QVERIFY(list->viewport()->width() >= list->sizeHintForColumn(0));
-        QVERIFY(list->viewport()->height() >= 10 * list->sizeHintForRow(0));
-        QVERIFY(box->screen()->availableGeometry().contains(list->window()->geometry()));
-        box->hidePopup();
-    }
-    openWarning(&probe.window, "title", "Unable to delete file <" + QString(500, 'x') + ">");
-    QVERIFY(probe.dialog<QMessageBox>()->width() < 800);
-}
-
-// A name that its column cuts shows whole, as it is; the widths that a person gave stay.
-void ReachTest::cutNames()
-{
-    QTemporaryDir folder;
-    const QString name = "&amp;" + QString(100, 'x');
-    QVERIFY(fill(folder.filePath(name), {}));
-    MainWindowProbe probe;
-    probe.window.show();
-    QTreeView *files = probe.ui.fileView;
-    const QModelIndex shown = probe.driveModel->index(folder.path());
-    emit probe.ui.treeView->clicked(shown);
-    QTRY_COMPARE(files->model()->rowCount(files->rootIndex()), 1);
-    const QPoint place =
-        files->visualRect(files->model()->index(0, 0, files->rootIndex())).center();
-    QHelpEvent event(QEvent::ToolTip, place, files->viewport()->mapToGlobal(place));
-    QApplication::sendEvent(files->viewport(), &event);
-    QTextDocument tip;
-    tip.setHtml(QToolTip::text());
-    QCOMPARE(tip.toPlainText().remove(QChar(0x200b)), name);
-    files->setColumnWidth(1, 77);
-    emit probe.ui.treeView->clicked(shown);
-    QCOMPARE(files->columnWidth(1), 77);
 }
 
 // A window that is never shown writes nothing; what is stored is made to fit the screen.

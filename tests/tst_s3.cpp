@@ -52,7 +52,6 @@ private slots:
     void initTestCase();
     void opens();
     void lists();
-    void copies();
     void program();
 
 private:
@@ -93,7 +92,6 @@ void S3Test::opens()
         {"/tree/none", "error 2", kSecret},
         {"/nowhere/a", "error 3", kSecret},
         {"/tree/folder/in", "error 5", "wrong"},
-        {"/tree", "error 5", "wrong"},
     };
     for (const auto &[rest, expected, secret] : rows)
         QVERIFY2(opened(address(rest, secret)) == expected, qPrintable(rest + (": " + expected)));
@@ -120,21 +118,6 @@ void S3Test::lists()
         if (!hqOSRecurseDirectory(&walked, address(rest).toUtf8(), collect, HQ_WALK_ONE_LEVEL))
             walked << "broke off";
         QCOMPARE(walked, QStringList(names).replaceInStrings(QRegularExpression("^"), parent));
-    }
-}
-
-void S3Test::copies()
-{
-    const QTemporaryDir target;
-    constexpr int kSize = 40 * 1024 * 1024 + 7;
-    const QJsonObject objects{{"large", kSize}, {"none", 0}};
-    m_swift.command("put", {{"bucket", "tree"}, {"objects", objects}});
-    for (const auto &[name, size] : {std::pair("large", kSize), std::pair("none", 0)}) {
-        QFile file(target.filePath(name));
-        const QByteArray path = file.fileName().toUtf8();
-        QVERIFY2(hqOSCopyFile(address(QString("/tree/") + name).toUtf8(), path, 1), name);
-        QVERIFY2(file.open(QIODevice::ReadOnly), name);
-        QVERIFY2(file.readAll() == TestServer::content(0, size), name);
     }
 }
 

@@ -9,8 +9,6 @@
 #include "testmain.h"
 #include "testserver.h"
 
-#include <QJsonArray>
-
 #include <tuple>
 
 class TamsTest : public QObject
@@ -38,7 +36,8 @@ private:
     {
         QDir(configDirectory()).removeRecursively();
         takeLog();
-        settings["secret"] = "wo rd:&";
+        if (!settings.contains("secret"))
+            settings["secret"] = "wo rd:&";
         m_server.command("reset", settings);
         QVERIFY2(m_server.error().isEmpty(), m_server.error());
         requests();
@@ -79,7 +78,6 @@ void TamsTest::answers()
         many << QString("{'id':'%1','note':'%2'}").arg(i).arg("", 1300, 'x');
         allOfMany << QString(":%1::<").arg(i);
     }
-    const QJsonObject nextKey{{"X-Paging-NextKey", "k"}};
     const QJsonObject nextLink{{"Link", "<https://a/b?c=1>; rel=\"next\""}};
     const QJsonObject firstLink{{"Link", "<https://a/next>; rel=\"first\""}};
     // Flows, "label:id:format:created<line" of each row, what is logged, other settings.
@@ -91,10 +89,7 @@ void TamsTest::answers()
         {"[{'id':1,'label':[],'format':{},'created':null},5,'text',[[]]]", ":::<", "", {}},
         {"[        ]", "", "", {}}, // ten bytes
         {"{'flows':[{'id':'a'}]}", "", "No list of flows", {}},
-        {"<html><body>sorry", "", "No list of flows", {}},
-        {list(many), allOfMany.join(' '), "", {}},
         {list(many), allOfMany.join(' '), "", {{"unsized", true}}},
-        {list({own}), "own:X:f:c<own", "Not all flows", {{"next", nextKey}}},
         {list({own}), "own:X:f:c<own", "Not all flows", {{"next", nextLink}}},
     };
     for (const auto &[flows, expected, logged, others] : rows) {
@@ -135,6 +130,7 @@ void TamsTest::failures()
     const std::tuple<QJsonObject, QString, QString> rows[] = {
         {{}, "Unable to open TAMS config file", ""}, // no entry file
         {{{"status", 404}}, "Unable to open", "as told to ***"},
+        {{{"secret", "other"}}, "Unable to open", "not ***,"},
         {{{"flows", "[       ]"}}, "Flow too small", "error"},
         {{{"flows", large}, {"cut", 5}}, "Error reading flow", "error"},
         {{{"promise", 4294967296.0}}, "Error reading flow", "error 12152 0x00002F78"},

@@ -7,9 +7,6 @@
 #include "testmain.h"
 #include "testserver.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QRandomGenerator>
 
 #include <functional>
@@ -19,16 +16,10 @@ namespace {
 
 constexpr int kKeys = 2500;
 
-// A JSON list; single quotes for legibility.
-QJsonArray json(QByteArray text)
-{
-    return QJsonDocument::fromJson(text.replace('\'', '"')).array();
-}
-
 struct Found
 {
     QByteArrayList names;
-    int endAfter = -1;
+    int endAfter;
 };
 
 int collect(void *user, const char *address, unsigned int attributes)
@@ -43,26 +34,21 @@ int collect(void *user, const char *address, unsigned int attributes)
 // What a complete walk of these keys gives: each name once, in the order of their bytes.
 QByteArrayList levelOf(const QStringList &keys)
 {
-    QByteArrayList names;
+    QMap<QByteArray, int> names;
     for (const QString &key : keys) {
         if (!key.isEmpty() && key[0] != '/')
-            names.append(key.section('/', 0, 0).toUtf8() + (key.contains('/') ? "/" : ""));
+            names.insert(key.section('/', 0, 0).toUtf8() + (key.contains('/') ? "/" : ""), 0);
     }
-    std::sort(names.begin(), names.end());
-    names.erase(std::unique(names.begin(), names.end()), names.end());
-    return names;
+    return names.keys();
 }
 
 // Keys that are made of some kind of pieces, of some more than one, and that may count on behind.
 QStringList randomKeys(QRandomGenerator &random, bool isPlain)
 {
     static const QString kinds[] = {"a,b,/,/,+,%2F,é,\uff21,\U0001f600, ,\n,<&>",
-                                    "0,1,2,3,4,5,6,7,8,9",
-                                    "0,1,2,3,4,5,6,7,8,9,a,b,c,d,e,f",
-                                    "clip,Reel,take, ,-,_,2024,01",
-                                    "a,aa,aaa,z",
-                                    "\x01,\x1f,\x7f,~,a,A,/"};
-    const QStringList pieces = kinds[random.bounded(isPlain ? 5 : 6)].split(',');
+                                    "0,1,2,3,4,5,6,7,8,9,a,b,c,d,e,f", "clip,Reel, ,-,_,2024",
+                                    "a,aa,aaa,z", "\x01,\x1f,\x7f,~,a,A,/"};
+    const QStringList pieces = kinds[random.bounded(isPlain ? 4 : 5)].split(',');
     const auto often = [&random] { return 1 << 4 * random.bounded(3); };
     const int counted = often();
     const int folder = often();
@@ -109,14 +95,14 @@ private:
     {
         bucket["bucket"] = QString::number(++m_buckets);
         m_server.command("bucket", bucket);
-        m_server.command("requests");
+        m_server.requests();
         const QByteArray address =
             QString("s3://AK:SK@127.0.0.1:%1/%2").arg(m_server.port()).arg(m_buckets).toUtf8() +
             below;
         Found found{{}, endAfter};
         const bool isComplete =
             hqOSRecurseDirectory(&found, address.constData(), collect, HQ_WALK_ONE_LEVEL);
-        m_sent = m_server.command("requests")["requests"].toArray();
+        m_sent = m_server.requests();
         for (QByteArray &entry : found.names)
             entry.remove(0, address.size() + 1);
         return QByteArrayList{QByteArray::number(isComplete ? 0 : hqOSGetLastError())} +
@@ -133,14 +119,12 @@ void WalksTest::faults()
 {
     const std::tuple<const char *, const char *, int> rows[] = {
         {"error in a 200", "[{'skip':1,'status':200,'code':'InternalError'}]", 0},
-        {"broken document", "[{'broken':true},{'skip':1,'broken':true}]", 0},
         {"page without a token", "[{'skip':1,'noToken':true}]", 0},
         {"token goes round", "[{'contains':'continuation','sameToken':true,'times':0}]", 12152},
         {"empty pages without end",
          "[{'contains':'start-after','emptyPage':true,'times':0},"
          "{'contains':'empty','emptyPage':true,'times':0}]",
          0},
-        {"access lost", "[{'skip':2,'status':403,'times':0}]", 5},
         {"always broken", "[{'skip':1,'broken':true,'times':0}]", 12152},
         {"larger than a page may be",
          "[{'skip':1,'raw':'HTTP/1.1 200 OK\\r\\n\\r\\n','endless':'        ','times':0}]", 12152},
@@ -149,12 +133,7 @@ void WalksTest::faults()
         for (const bool isFar : {false, true}) {
             reset(isFar, 50);
             m_server.command("set", {{"latency", 5}});
-            for (const QJsonValue &value : json(commands)) {
-                QJsonObject command = value.toObject();
-                const QString contained = command["contains"].toString();
-                command["contains"] = QString("/%1? %2").arg(m_buckets + 1).arg(contained);
-                m_server.command("fault", command);
-            }
+            QVERIFY(m_server.tell(commands, QString("/%1?").arg(m_buckets + 1)));
             const QByteArrayList found = walk({{"count", kKeys}});
             QVERIFY2(found[0].toInt() == error, name + (": error " + found[0]));
             QVERIFY2((error == 0 ? found.size() == kKeys + 1 : found.size() > 50), name);
@@ -173,8 +152,8 @@ void WalksTest::randomLevels()
     QRandomGenerator random{quint32(rounds)};
     const QStringList all{"version-1", "no-token",         "no-next-marker", "no-start-after",
                           "repeats",   "no-encoding-type", "counts-keys"};
-    const QJsonArray effects = json("[[0.05,{'status':503}],[0.03,{'reset':true}],"
-                                    "[0.03,{'cut':-1}],[0.03,{'emptyPage':true}]]");
+    const QByteArray chaos("[{'op':'chaos','seed':%,'effects':[[0.05,{'status':503}],"
+                           "[0.03,{'reset':true}],[0.03,{'cut':-1}],[0.03,{'emptyPage':true}]]}]");
     int ranges = 0;
     for (int round = 0; round < std::max(rounds, 100); ++round) {
         enum Kind { Faults, Quirks, Change, Ends };
@@ -190,7 +169,7 @@ void WalksTest::randomLevels()
         const QString order = kind == Faults && random.bounded(2) == 0 ? "utf-16-be" : "utf-8";
         reset(random.bounded(4) > 0, pageSize);
         if (kind == Faults) {
-            m_server.command("chaos", {{"seed", round}, {"effects", effects}});
+            m_server.tell(QByteArray(chaos).replace('%', QByteArray::number(round)));
             m_server.command(
                 "fault",
                 {{"contains", "start-after"}, {"skip", random.bounded(4)}, {"status", 403}});

@@ -7,10 +7,13 @@
 #include "mainwindow.h"
 #include "ui_mainwindow.h"
 
+#include <QAction>
 #include <QApplication>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QTimer>
+#include <QTreeView>
+#include <QtTest>
 
 class MainWindowProbe
 {
@@ -25,8 +28,6 @@ public:
     QString &selectedName = window.selectedName;
     QString &selectedPath = window.selectedPath;
     QList<QStandardItem *> &rootItems = window.rootItems;
-    bool &tamsBrowsing = window.tamsBrowsing;
-    QString &tamsEndpoint = window.tamsEndpoint;
 
     void setBrowsing(bool local, bool tams) { window.setBrowsing(local, tams); }
 
@@ -39,6 +40,34 @@ public:
     {
         const auto dialogs = window.findChildren<Dialog *>();
         return dialogs.isEmpty() ? nullptr : dialogs.last();
+    }
+
+    // The row of a text in a view; invalid while there is none.
+    static QModelIndex row(const QTreeView *view, const QString &text)
+    {
+        const QAbstractItemModel *model = view->model();
+        const auto flags = Qt::MatchExactly | Qt::MatchCaseSensitive | Qt::MatchRecursive;
+        return model ? model
+                           ->match(model->index(0, 0, view->rootIndex()), Qt::DisplayRole, text, 1,
+                                   flags)
+                           .value(0)
+                     : QModelIndex();
+    }
+    // By the mouse; false where there is no such row.
+    static bool click(QTreeView *view, const QString &text, Qt::MouseButton button = Qt::LeftButton)
+    {
+        const QModelIndex index = row(view, text);
+        view->scrollTo(index);
+        QTest::mouseClick(view->viewport(), button, {}, view->visualRect(index).center());
+        return index.isValid();
+    }
+    // Those that are enabled and begin so.
+    static void runActions(const QTreeView *view, const QString &start)
+    {
+        for (QAction *action : view->actions()) {
+            if (action->isEnabled() && action->text().startsWith(start))
+                action->trigger();
+        }
     }
 
 private:

@@ -212,11 +212,11 @@ def decode_token(token):
 
 
 class Refusal(Exception):
-    def __init__(self, status, code=None, headers=None, details=""):
+    def __init__(self, status, code=None, headers=None):
         super().__init__(status)
         self.status, self.headers = status, headers or {}
         self.body = (f"<?xml version='1.0'?>\n<Error><Code>{code or CODES.get(status, 'Error')}"
-                     f"</Code><Message>As told</Message>{details}</Error>").encode()
+                     "</Code><Message>As told</Message></Error>").encode()
 
 
 class Server:
@@ -232,7 +232,6 @@ class Server:
 
     def set(self, **values):
         for name, value in values.items():
-            getattr(self.settings, name)
             setattr(self.settings, name, value)
 
     def fault(self, method="", contains="", skip=0, times=1, **effects):
@@ -364,8 +363,7 @@ class Server:
         date = datetime.datetime.strptime(request.headers["x-amz-date"] + "+0000",
                                           "%Y%m%dT%H%M%SZ%z").timestamp()
         if abs(date - self.now()) > 300:
-            text = time.strftime("%Y-%m-%dT%H:%M:%SZ", time.gmtime(self.now()))
-            raise Refusal(403, "RequestTimeTooSkewed", details=f"<ServerTime>{text}</ServerTime>")
+            raise Refusal(403, "RequestTimeTooSkewed")
         if signed[1] != bucket.region:
             raise Refusal(301, "PermanentRedirect", {"x-amz-bucket-region": bucket.region})
 
@@ -387,10 +385,7 @@ class Server:
         if request.method == "HEAD":
             connection.send_head(status, headers)
             return "unsized" not in effects
-        small = size <= 65536 and not isinstance(body, int) and not effects
-        connection.send_head(status, headers, body[offset:offset + size] if small else b"")
-        if small:
-            return True
+        connection.send_head(status, headers)
         rate = effects.get("rate", self.settings.rate)
         piece = max(1, min(1 << 20, rate // 50)) if rate else 1 << 20
         began, sent = time.monotonic(), 0

@@ -73,7 +73,8 @@ class Server:
             given = [urllib.parse.unquote(part) for part in given]
         if (form.get("grant_type"), *given) != (
                 "client_credentials", "client", self.settings["secret"]):
-            return 400, '{"error": "invalid_client"}'
+            return 400, json.dumps({"error": "invalid_client",
+                                    "message": f"not {form.get('client_secret', given[-1])}"})
         token = f"token-{next(self.numbers)}"
         self.tokens.add("Bearer " + token)
         return 200, json.dumps({"access_token": token, "token_type": "Bearer",
