@@ -8,6 +8,7 @@
 
 namespace {
 
+// Relied on by scripts, like the texts below: success is 1.
 constexpr int statusWritten = 1;
 constexpr int statusFailed = -1;
 
@@ -59,7 +60,7 @@ CommandLineOptions readOptions(const QStringList &arguments)
         const QString &argument = arguments[i];
         if (argument.size() < 2 || argument[0] != QLatin1Char('-'))
             continue;
-        // The second character alone selects, so "-url" counts as "-u".
+        // Relied on: the second character alone selects, so "-url" counts as "-u".
         const auto value = [&] { return arguments.value(++i); };
         switch (argument[1].unicode()) {
         case 'u':

@@ -10,8 +10,8 @@
 
 #include <optional>
 
-// What was given on the command line. An option that was last and so had no value is there, with
-// an empty text.
+// What was given on the command line. An option that stands last, so without a value, counts as
+// given with an empty text.
 struct CommandLineOptions
 {
     std::optional<QString> url;

@@ -26,7 +26,7 @@ void reportFailedStart(QtMsgType type, const QMessageLogContext &context, const 
                  "lists its options.\n",
                  g_reasons.constData());
     std::fflush(stderr);
-    std::_Exit(-1); // the application exists in part, which an exit in order would stumble over
+    std::_Exit(-1); // destructors would meet an application that is made in part
 }
 
 // Qt's options with a value of their own, as QApplication and its X11 plugin take them out.

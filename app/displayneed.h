@@ -9,8 +9,8 @@
 // is the user's own choice and gives false.
 bool runsWithoutDisplay(const QByteArrayList &arguments);
 
-// Makes the application that is created next do without a display and without desktop plugins,
-// which may need one, whatever the environment says.
+// Lets the application that is created next run without a display and without desktop plugins,
+// which may need one. Overrides the environment.
 void chooseOffscreenPlatform();
 
 // While it lives, a Qt that cannot start the application or the window, for want of a display, ends

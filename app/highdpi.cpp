@@ -10,7 +10,7 @@ void scaleWithScreen()
     const auto variables = {"QT_SCALE_FACTOR",           "QT_SCREEN_SCALE_FACTORS",
                             "QT_ENABLE_HIGHDPI_SCALING", "QT_AUTO_SCREEN_SCALE_FACTOR",
                             "QT_DEVICE_PIXEL_RATIO",     "QT_SCALE_FACTOR_ROUNDING_POLICY"};
-    // The screen's scale would come on top of the person's.
+    // The screen's scale would multiply that of the environment.
     if (std::any_of(variables.begin(), variables.end(), qEnvironmentVariableIsSet))
         return;
 #if QT_VERSION < QT_VERSION_CHECK(6, 0, 0) // later ones always scale

@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-// Has the application that is created next drawn at the scale of its screen, also at one between
-// whole numbers. Leaves it to the environment where that says how Qt is to scale.
+// Lets the application that is created next be drawn at the scale of its screen, fractions
+// included. Does nothing where the environment sets Qt's scale.
 void scaleWithScreen();
 
-// What the started program declares. Qt finds it late once an application exists, and says so at
-// every start; that one message stays out of the error log.
+// Sets Qt's two attributes for such screens, after the application is made. Qt warns that this is
+// late; the warning is kept out of the error log.
 void setHighDpiAttributes();

@@ -62,6 +62,7 @@ int main(int argc, char **argv)
     });
     int status = 0;
     {
+        // Relied on: the window is made for a command line as well, and before the attributes.
         MainWindow window(nullptr);
         hq::makeProcessDpiAware();
         setHighDpiAttributes();

@@ -38,8 +38,8 @@ void BackgroundWork::Link::post(std::function<void()> call) const
         QMetaObject::invokeMethod(m_state->owner, "deliver", Qt::QueuedConnection);
 }
 
-// One call for each turn of the event loop, so that input and painting go on between two. The next
-// one is asked for before, so that a call with an event loop of its own does not hold it up.
+// Runs one call in each turn of the event loop, so that input and painting go on in between. The
+// next turn is requested first, so that a call with an event loop of its own does not hold it up.
 void BackgroundWork::deliver()
 {
     std::unique_lock lock(m_state->mutex);
@@ -96,8 +96,8 @@ hq::StopToken BackgroundWork::start(std::function<void(const Link &)> work, Pool
 
 void BackgroundWork::runPiece(const std::shared_ptr<State> &state, quint64 number)
 {
-    // Declared before the work, so that what the work holds is gone before it counts as ended; also
-    // when it throws.
+    // Declared before the work, so that what the work holds is destroyed before it counts as ended,
+    // also when it throws.
     const auto end = qScopeGuard([&] {
         const std::lock_guard lock(state->mutex);
         state->running.erase(number);

@@ -22,8 +22,9 @@ public:
     public:
         const hq::StopToken &token() const { return m_token; }
 
-        // Queues `call` for the owner's thread. It is dropped, also when it is queued already,
-        // once the work is stopped or the owner has gone. Calls arrive in the order posted.
+        // Queues `call` for the owner's thread, where calls run in the order posted. A call is
+        // discarded, even one that is queued already, when the work has been stopped or the owner
+        // destroyed.
         void post(std::function<void()> call) const;
 
     private:
@@ -37,16 +38,19 @@ public:
     BackgroundWork();
     ~BackgroundWork() override;
 
-    // Listings share the global pool. What mostly waits (a copy, a look at a folder that may be
-    // gone) and must neither hold them up nor wait for them has a pool of its own.
+    // Global: listings. Own: work that mostly waits (a copy, a look at a folder on a share that may
+    // be gone), so that neither kind holds up the other.
     enum class Pool { Global, Own };
 
-    // Starts `work` with a stop token of its own, which also ends the utility library's calls of
-    // its thread. The result stops this piece alone.
+    // Starts `work` on a thread of the pool and returns a stop token for this piece alone. The
+    // token also ends the utility library's calls of that thread. Work keeps its thread until it
+    // returns and other work of the pool may wait for it: whatever takes long has to look at the
+    // token and return soon after it is stopped. `work`, with what it holds, is destroyed on the
+    // pool's thread.
     hq::StopToken start(std::function<void(const Link &)> work, Pool pool = Pool::Global);
 
-    // Stops all work and waits until it has ended, for a second at most: work that hangs in the
-    // operating system is not waited for any longer, and nothing it posts is delivered.
+    // Stops all work and waits until it has ended, for a second at most. Work that still hangs in
+    // the operating system then is left alone; nothing that it posts is delivered.
     void stop();
 
 private slots:

@@ -48,7 +48,7 @@ void BrowseTree::startTams(const QString &text, const QString &site)
     setRoot(makeRootItem(text, {}, site, m_icons));
 }
 
-// To delete a hundred thousand items takes as long as a listing's gap may be.
+// Deleting a hundred thousand items at once would stop the window for too long.
 void BrowseTree::discardTree()
 {
     while (m_model->rowCount() > 0)
@@ -70,7 +70,7 @@ void BrowseTree::deleteSome()
         m_deletion.stop();
         return;
     }
-    // Rows go with all that is below them, so those deepest down go first.
+    // Removing a row deletes everything below it, so the deepest rows are removed first.
     QStandardItem *item = m_discarded.back().get();
     for (QStandardItem *deeper = item; deeper; deeper = parentAmongLastRows(deeper))
         item = deeper;
@@ -80,8 +80,7 @@ void BrowseTree::deleteSome()
         m_discarded.pop_back();
 }
 
-// Of the rows that would be deleted next, the last one that has rows of its own; null when none
-// has.
+// The last of the rows to be deleted next that has rows of its own; null when none has.
 QStandardItem *BrowseTree::parentAmongLastRows(const QStandardItem *item)
 {
     const int end = std::max(0, item->rowCount() - rowsDeletedAtOnce);
@@ -118,10 +117,10 @@ void BrowseTree::append(EntryBatch batch)
             m_pathHashes.push_back(entry.pathHash);
         }
     }
-    // Before the rows: the proxies ask when they come.
+    // Before the rows, because their arrival makes the proxies ask.
     m_fileCounts[parent] += files;
     if (parent->columnCount() == 0)
-        parent->setColumnCount(1); // would come while rows are being put in
+        parent->setColumnCount(1); // Qt would announce it while rows are being inserted
     parent->appendRows(items);
 }
 
@@ -135,8 +134,9 @@ QStandardItem *BrowseTree::findParent(const QString &path) const
     return nullptr;
 }
 
-// The model takes several rows at once by their first column alone. The others are filled in
-// silence and told of together: one by one, each would have the proxies map all rows anew.
+// The model takes several rows at once for the first column only. The other columns are filled with
+// signals blocked and announced together: announced one by one, each would make the proxies map all
+// rows again.
 void BrowseTree::append(const std::vector<TamsNodeData> &flows)
 {
     if (flows.empty())

@@ -13,8 +13,8 @@
 class BrowseTree
 {
 public:
-    // `rootItems` lists the items that can receive entries, from the Root on. Both are the
-    // caller's; the list is changed through this object alone.
+    // `rootItems` lists the items that can receive entries, the Root first. Model and list belong
+    // to the caller and must outlive this object; the list is changed through it alone.
     BrowseTree(QStandardItemModel *model, QList<QStandardItem *> *rootItems,
                const ItemIcons &icons);
     ~BrowseTree();
@@ -34,8 +34,8 @@ public:
     // How many of the rows appended to an item were files or flows.
     int fileCount(const QStandardItem *item) const;
 
-    // Puts a fresh item, not listed yet, into the row of an S3 folder and into its place in
-    // `rootItems`, which nothing below the old one stays in.
+    // Replaces the item of an S3 folder, in its row and in `rootItems`, by a fresh one that is not
+    // listed yet. What is below the old item leaves `rootItems`; both are deleted later.
     QStandardItem *renew(QStandardItem *folder);
 
 private:
@@ -49,8 +49,8 @@ private:
     QStandardItemModel *m_model;
     QList<QStandardItem *> *m_rootItems;
     ItemIcons m_icons;
-    // Of the path of each of m_rootItems, for an S3 source. Going through them takes microseconds,
-    // once for a batch; a map of all folders would cost as much as their items.
+    // Hashes of the paths of m_rootItems, for an S3 source. To search them takes microseconds, once
+    // for each batch; a map of all folders would cost as much as their items.
     std::vector<quint32> m_pathHashes;
     std::unordered_map<const QStandardItem *, int> m_fileCounts;
     // Roots of trees before, deleted bit by bit.

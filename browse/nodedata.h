@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // What a tree item carries in NodeDataRole. Plain values; a source's address can hold its
-// credentials, so a path must not be shown or logged.
+// credentials, so a path must not be shown or logged. Names and order of the fields are relied on.
 #pragma once
 
 #include <QDate>

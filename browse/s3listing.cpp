@@ -15,7 +15,7 @@ constexpr std::size_t mostEntries = 1000; // one or two milliseconds of the take
 
 const QByteArray linePrefix = QByteArrayLiteral("Adding: ");
 
-// All of a path without "/".
+// The whole text when it has no "/".
 QStringView parentPath(const QString &path)
 {
     const auto end = path.lastIndexOf(QLatin1Char('/'));

@@ -15,8 +15,8 @@ struct WalkEnd
 
 using BatchTaker = std::function<bool(EntryBatch)>;
 
-// Walks what lies directly inside a bucket or folder and gives the entries to `take`, which ends
-// the walk with false: all that has come when the walk waits for more, but a thousand at most. Runs
-// on the calling thread and ends with its stop tokens, which counts as no failure; a walk that
-// breaks off is logged by the utility library.
+// Walks what lies directly inside a bucket or folder, on the calling thread. `take` gets the
+// entries in batches: a thousand, or what has come when the walk has to wait for more. The walk
+// ends early when `take` returns false or a stop token of the thread is stopped; neither counts as
+// a failure. When it breaks off, the utility library has logged why.
 WalkEnd walkEntries(const QString &address, const BatchTaker &take);

@@ -47,7 +47,8 @@ private:
     HQHANDLE m_handle;
 };
 
-// One failure as log and message box tell it: "ERROR: WHAT <address>".
+// One failure as log and message box tell it: "ERROR: WHAT <address>". Relied on, here and below:
+// the blank at the end of log lines, "RROR" in one box.
 std::nullopt_t fail(const char *what, const QByteArray &address, TamsFailure *failure,
                     quint32 error = hqOSGetLastError())
 {
@@ -60,7 +61,7 @@ std::nullopt_t fail(const char *what, const QByteArray &address, TamsFailure *fa
     return std::nullopt;
 }
 
-// What is shown as if it were all there is.
+// Logs a response that is shown like a full list and is none.
 void logOddAnswer(const QByteArray &json, const QByteArray &address, bool hasMore)
 {
     const std::string shown = hq::harmlessAddress(address.toStdString());
@@ -128,7 +129,7 @@ std::optional<std::vector<ListedFlow>> readTamsFlows(const QString &address, Tam
     if (size == unknownSize)
         size = bytesOfUnknownSize;
 
-    // A promise, for which no memory is taken before it is known to be kept.
+    // A size that no list of flows has; the server would make us reserve memory for it.
     if (size > mostAnswerBytes)
         return fail("Error reading flow", encoded, failure, notUnderstood);
 

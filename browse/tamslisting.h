@@ -11,7 +11,7 @@
 #include <optional>
 #include <vector>
 
-// A flow as it stands in the end, and its status line, which has the label it came with first.
+// A flow as the tree shows it, and its status line, which tells the label of its first element.
 struct ListedFlow
 {
     QString line;
@@ -25,16 +25,18 @@ struct TamsFailure
     QString text;
 };
 
-// The API's path from the entry file of `site`, with "/" at both ends.
+// The API's path from the entry file of `site`, with "/" at both ends. None when the file cannot be
+// read; `*failure` is set then, and only then.
 std::optional<QString> readTamsEndpoint(const QString &site, TamsFailure *failure);
 
 // Where the flows of a repository are asked for.
 QString tamsFlowsAddress(const QString &site, const QString &endpoint);
 
-// The flows that a repository answers at `address`.
+// Reads the flows that a repository lists at `address`. None when that fails; `*failure` is set
+// then, and only then.
 std::optional<std::vector<ListedFlow>> readTamsFlows(const QString &address, TamsFailure *failure);
 
-// The flows of an answer, those that another flow collects folded into one under the collecting
-// flow's id. Whatever is not JSON, or not an array, has none. Each is in the place of its first
-// element; its texts are those of the last one that is not collected, if there is one.
+// The flows of a response; a text that is not a JSON array has none. Elements that another flow
+// collects become one flow, with the collecting flow's id. A flow stands where its first element
+// stood. Its texts are those of its last element that is not collected, or else of the first.
 std::vector<ListedFlow> foldTamsFlows(const QByteArray &json);

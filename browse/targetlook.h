@@ -8,8 +8,8 @@
 #include <QString>
 #include <QTimer>
 
-// What is asked about a target folder: is it there, and are files of these names in it? Names that
-// are empty are not looked for. The paths are those that are written to.
+// What is asked about a target folder: whether it is there, and whether these two files are. All
+// are whole paths, as they are given to the writers; an empty one is not looked for.
 struct TargetQuestion
 {
     QString folder;
@@ -22,9 +22,10 @@ struct TargetQuestion
     }
 };
 
+// What was found at the moment of the look; files come and go.
 struct TargetAnswer
 {
-    bool isKnown = false; // else nothing below is
+    bool isKnown = false; // false when the folder did not answer: what follows says nothing then
     bool isFolder = false;
     bool hasStreamFile = false;
     bool hasCopy = false;
@@ -44,8 +45,8 @@ public:
 
     explicit TargetLook(BackgroundWork *work, Looker looker = lookAtTarget);
 
-    // Answered by the signal, perhaps at once; a question that is not the last one asked is not
-    // answered any more.
+    // The answer comes by the signal, perhaps before this returns. Only the question asked last is
+    // answered, and it can be twice: as unknown, and when the folder answers after all.
     void ask(const TargetQuestion &question);
 
 signals:
@@ -59,9 +60,9 @@ private:
     BackgroundWork *m_work;
     Looker m_looker;
     TargetQuestion m_question; // the last one
-    TargetQuestion m_looking;  // that a look waits for
+    TargetQuestion m_looking;  // that is being looked for
     bool m_isLooking = false;
-    bool m_isAsked = false; // since the look began; also the same, for files come and go
+    bool m_isAsked = false; // a question came since the look began, perhaps the same one again
     QList<TargetQuestion> m_hanging;
     QTimer m_limit;
 };

@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
 
-// Makes and reads the items of the browse tree. Any thread, as long as an item is in no model.
+// Makes and reads the items of the browse tree. The caller owns what is made. Any thread, as long
+// as an item is in no model.
 #pragma once
 
 #include "nodedata.h"
@@ -14,7 +15,8 @@
 
 class QStandardItemModel;
 
-// An item's kind stands in this role as text; the proxies select rows by it.
+// An item's kind stands in this role as text: "Root", "Folder" or "File". The proxies select rows
+// by it. Relied on.
 constexpr int KindRole = Qt::WhatsThisRole;
 QString rootKind();
 QString folderKind();
@@ -27,8 +29,8 @@ struct ItemIcons
     QVariant file;
 };
 
-// For telling paths apart at once. Half of what Qt 6 hashes to does as well, and takes half of the
-// room.
+// To tell most paths apart without comparing them. 32 bits do, and take half of the memory of Qt
+// 6's hashes.
 inline quint32 pathHash(const QString &path)
 {
     return quint32(qHash(path));
@@ -55,9 +57,9 @@ struct EntryBatch
 QStandardItem *makeRootItem(const QString &text, const QStringList &pathParts, const QString &path,
                             const ItemIcons &icons);
 
-// An S3 entry, without an icon, which is the GUI thread's to give; its text is the last part of
-// `path`, an address without a final "/". The parts in front of it can be given, so that the
-// entries of a folder share them.
+// An S3 entry; `path` is its address without a final "/", its text the last part of that. The
+// entries of a folder can share the parts in front, `parentParts`. The GUI thread sets the icon
+// later.
 QStandardItem *makeEntryItem(const QString &path, bool isFile, const QStringList &parentParts = {});
 
 // The four items of a flow's row: label, with kind and payload, then id, format and created.

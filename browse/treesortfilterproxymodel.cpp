@@ -15,7 +15,7 @@ void TreeSortFilterProxyModel::showFolder(const QStandardItem *folder)
 {
     const QModelIndex index = folder->index();
     if (m_path.empty() || m_path.back() != index || sourceModel() != folder->model()) {
-        // What was mapped before is forgotten instead of being looked at once more.
+        // Without this Qt would filter all rows of the old mapping again.
         setSourceModel(nullptr);
         m_path.clear();
         for (QModelIndex step = index; step.isValid(); step = step.parent())
@@ -81,8 +81,8 @@ bool TreeSortFilterProxyModel::hasOnlyFiles(const QStandardItem *folder) const
     return m_fileCount && folder->rowCount() > 0 && m_fileCount(folder) == folder->rowCount();
 }
 
-// The same rule for the rows of the shown folder and for those below, whose parents' text matches
-// or not.
+// The rule of filterAcceptsRow() for what is in the shown folder and below it; `isMatch` tells
+// whether the text of the item's parent holds the filter text.
 bool TreeSortFilterProxyModel::acceptsItem(const QStandardItem *item, bool isMatch) const
 {
     if (!item)

@@ -10,8 +10,9 @@
 class QStandardItem;
 
 // Shows one kind of the tree's rows. Kind "Folder": every Root and folder. Kind "File": the Root,
-// the files of every folder whose text contains the filter text, and what leads to them. The
-// filter is the plain text given to setFilterFixedString. Rows keep the source model's order.
+// the files of every folder whose text contains the filter text, and what leads to them. The filter
+// is the plain text given to setFilterFixedString. Rows keep the source model's order. Relied on:
+// "clip" also lets through the files below "clip2".
 class TreeSortFilterProxyModel : public QSortFilterProxyModel
 {
     Q_OBJECT
@@ -19,14 +20,14 @@ public:
     explicit TreeSortFilterProxyModel(const QString &rowKind);
     ~TreeSortFilterProxyModel() override;
 
-    // How many files were put below a folder, by whoever fills the tree; 0 when that is not known.
-    // Where it is all there is, no row has to be looked at.
+    // Tells how many files were put below a folder; 0 when that is not known. Where this is the
+    // number of all its rows, the proxy need not look at them.
     using FileCount = std::function<int(const QStandardItem *)>;
     void setFileCount(FileCount count) { m_fileCount = std::move(count); }
 
-    // For the kind "File". Takes the model and the text of `folder` as source and filter. Beside
-    // what leads to it and what is below it, nothing is shown from now on and no row is looked at:
-    // that takes as long as there are rows, and millions can be loaded.
+    // For the kind "File". Takes the model of `folder` as source and its text as filter. From now
+    // on only the folder, what leads to it and what is below it are shown. No other row is even
+    // looked at, since millions can be loaded.
     void showFolder(const QStandardItem *folder);
 
     // Shows all of the tree again.
@@ -46,6 +47,6 @@ private:
     std::vector<QPersistentModelIndex> m_path; // from the Root to the shown folder; empty for all
     QString m_pattern; // the filter text; Qt keeps it as a regular expression only
     FileCount m_fileCount;
-    mutable int m_knownRows = -1; // of the shown folder, of which it is known
+    mutable int m_knownRows = -1; // rows of the shown folder when m_isOnlyFiles was found out
     mutable bool m_isOnlyFiles = false;
 };

@@ -20,10 +20,10 @@ QString s3AddressStart(const QString &key, const QString &secret, const QString 
 // hq::harmlessAddress().
 bool holdsCredentials(const QString &address);
 
-// The form that stream files hold: for what lies below an account, which the walk reports as
-// "s3://" ... site "//" bucket, with a single "/".
+// The address as stream files hold it, with one "/" in front of the bucket: the walk of an account
+// reports "s3://" ... site "//" bucket. Every other text stays as it is.
 QString usualAddress(const QString &address);
 
-// Appends "\" unless one stands there already, at the end of the address or in front of the part,
-// and then the part.
+// The address, "\", and the part. No "\" is added where the address ends in one or the part begins
+// with one. Relied on.
 QString withPart(const QString &address, const QString &part);

@@ -12,7 +12,7 @@
 
 namespace {
 
-// The terminating NUL is part of the key.
+// The terminating NUL is part of the key. Relied on by readers of encrypted files.
 const char builtInKey[] = "0x9c4e17b2a05d38f6e1c7024b9da36f58";
 static_assert(sizeof builtInKey == 35, "readers of encrypted stream files count on 35 bytes");
 

@@ -4,7 +4,8 @@
 
 #include <QString>
 
-// The path of a stream file: the directory, "\" unless it ends in one, the name, ".stream".
+// The path of a stream file: the directory, "\" unless it ends in one, the name, ".stream". An
+// empty directory gives a path that begins with "\". Relied on.
 QString streamFilePath(const QString &directory, const QString &baseName);
 
 // Writes a stream file that holds `address`, replacing what is at `path`. Plain, the file is the

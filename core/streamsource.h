@@ -19,7 +19,7 @@ struct StreamSource
 QString streamBaseName(const StreamSource &source);
 
 // Such names for the files of a folder, one for each source, no two of them alike when case is
-// ignored. Sources that would share a name keep their extension in it; where that does not do, a
-// number follows, in the order of their addresses. The same sources get the same names, in
+// ignored. Sources that would share a name keep their extension in it; those that still share it
+// get a number behind it, in the order of their addresses. The same sources get the same names, in
 // whatever order they are given.
 QStringList distinctStreamNames(const QVector<StreamSource> &sources);

@@ -5,9 +5,9 @@
 #include <QObject>
 #include <QString>
 
-// One configured source: an S3 bucket with the credentials that reach it, or a TAMS repository.
-// It never changes; an edited source is a new record. Records stand on the heap without a parent
-// and belong to the list that holds them.
+// One configured source: an S3 bucket with the credentials that reach it, or a TAMS repository. It
+// never changes; an edited source is a new record. The names of its members are relied on. Records
+// stand on the heap without a parent and belong to the list that holds them.
 class URL : public QObject
 {
     Q_OBJECT
@@ -29,7 +29,9 @@ public:
     // The text under which an S3 source is listed: site " - " bucket.
     QString getDisplayName() const;
 
-    // Writes the source's entry file. Defined in store/, which owns the form of entry files.
+    // Writes the entry file of an S3 source into the configuration directory, replacing an older
+    // one. Returns what writeS3Entry() returns, or -1 when there is no configuration directory.
+    // Defined in store/, which owns the form of entry files.
     int writeCsv();
 
     const QString url;

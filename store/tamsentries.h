@@ -17,9 +17,11 @@ struct TamsEntry
 };
 
 // The host of a server text such as "https://HOST/path". A text that begins with "/" stays whole.
+// Relied on, as are the next two.
 QString tamsHost(const QString &server);
 
-// The section of the configuration store that holds the host's OAuth2 server.
+// The section of the configuration store that holds the host's OAuth2 server. It drops the digits
+// that a host begins with.
 QString tamsSection(const QString &host);
 
 // Whether a file name is that of a repository: those lie in the provider's service domain.
@@ -31,7 +33,7 @@ QStringList readTamsHosts(const QString &directory);
 // Where the entry of a host stands; `directory` ends in a separator.
 QString tamsEntryPath(const QString &directory, const QString &host);
 
-// The content of an entry file.
+// The content of an entry file. Relied on to the byte.
 QByteArray tamsEntryJson(const TamsEntry &entry);
 
 // Replaces the file at `path`, readable by its owner only. False leaves the old one as it was;

@@ -7,7 +7,7 @@
 #include <QSettings>
 
 // What the window keeps between runs: target directories, its place, widths of columns. Of the
-// user, in the system's usual form.
+// user, in the system's usual form. Names and keys are relied on.
 class WindowSettings : public QSettings
 {
 public:

@@ -43,7 +43,7 @@ public:
     void refresh();
 
 signals:
-    // Told anew, with what is known of the target.
+    // The tooltips are up to date; `target` is what is known of the target folder.
     void refreshed(TargetAnswer target);
 
 protected:
@@ -59,5 +59,5 @@ private:
     std::function<ActionState()> m_state;
     TargetLook *m_look;
     TargetQuestion m_question;
-    TargetAnswer m_answer; // to m_question, as far as it is known
+    TargetAnswer m_answer; // the last one to m_question
 };

@@ -9,8 +9,9 @@
 class QComboBox;
 
 // Keeps a box from asking for more width when its texts are long. Its tooltip is the whole current
-// text, its list as wide as the entries need, at most as the screen, and while the list of an
-// editable box is open the box has the property "listOpen" for the style sheet. A child of the box.
+// text. Its list is as wide as the entries need, at most as the screen. While the list of an
+// editable box is open the box has the property "listOpen", for the style sheet. A child of the
+// box.
 class LongTextBox : public QObject
 {
 public:

@@ -41,6 +41,7 @@ void QClipForgeProcess::startExport(QString source, QString target, QString mode
 
 void QClipForgeProcess::run()
 {
+    // Relied on by the tool: names and order.
     const QStringList arguments{QStringLiteral("-s"),      copySource,
                                 QStringLiteral("-t"),      copyTarget,
                                 QStringLiteral("-p"),      copyMode,

@@ -30,8 +30,8 @@ public:
     void stopOnCancel(const hq::StopToken &token);
     void end();
 
-    // Does what "Cancel" does for the copy that was started last, shown or not; nothing without
-    // one.
+    // Cancels the copy that was started last, whether its dialog is shown or not. Does nothing when
+    // there is none.
     static void cancelNewest(const QWidget *window);
 
 protected:

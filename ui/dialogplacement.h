@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // What the dialogs share: their pixel rules, since they have no layout managers, and how they
-// start. All numbers are pixels.
+// start. All numbers are pixels and relied on.
 #pragma once
 
 #include <initializer_list>
@@ -31,7 +31,7 @@ void prepareFields(QDialog *dialog);
 // Shows the dialog, or brings it to the front as it is when it is shown already.
 void showInFront(QDialog *dialog);
 
-// What is typed elsewhere while a progress dialog appears must not cancel the work, also where the
-// window manager activates it all the same: no button is the default, and the first focus is the
-// bar's, whose accessible name says of what it is the progress. Its label shows a text as it is.
+// Keeps a key that is typed while a progress dialog appears from cancelling the work, even when the
+// window manager activates the dialog: no button is the default and the bar has the focus. The
+// bar's accessible name becomes `what`. The label shows its text as it is.
 void takeNoKeys(QProgressDialog *dialog, const QString &what);

@@ -6,8 +6,8 @@
 
 #include <QString>
 
-// An address without credentials: "s3://" site "/" bucket "/" key, a path as it is. As it may be
-// copied; for display see below.
+// An address without credentials: "s3://" site "/" bucket "/" key, a path as it is. For the
+// clipboard; what is shown comes from addressToShow().
 QString addressWithoutCredentials(const QString &address);
 
 // The same with what cannot be seen replaced, so that it is one line.

@@ -19,7 +19,7 @@ class FolderActions : public QObject
 {
     Q_OBJECT
 public:
-    // Where the files of a row are; none for a row that is no folder.
+    // Returns the job for the folder of a row, none for a row that is no folder.
     using JobOf = std::function<std::optional<FolderJob>(const QModelIndex &row)>;
 
     FolderActions(QTreeView *folders, BackgroundWork *work, JobOf jobOf);
@@ -39,7 +39,7 @@ private:
     BackgroundWork *m_work;
     JobOf m_jobOf;
     QList<QAction *> m_actions;
-    // Not that of the work, which drops the report of what it has stopped.
+    // Of its own: the token of the work would also discard the report of the job that it stops.
     hq::StopToken m_cancel;
     QObject *m_progress = nullptr;
 };

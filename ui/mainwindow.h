@@ -36,8 +36,9 @@ class Ui_MainWindow;
 struct ActionState;
 struct FolderJob;
 
-// The program's one window. Its slots read widgets, call and show; GUI thread only. The order of
-// the signals and slots gives their meta-object indices and stays as it is.
+// The program's one window. Its slots read widgets, call and show; GUI thread only. Relied on: the
+// names of signals, slots and members without "m_", and their order, which for signals and slots
+// gives the meta-object indices.
 class MainWindow : public QMainWindow
 {
     Q_OBJECT
@@ -139,8 +140,8 @@ private:
     bool localBrowsing = true;
     bool tamsBrowsing = false;
     QString tamsEndpoint;
-    // Of the entry files that are not named as a new one of the record would be: the record was
-    // edited, or the file was copied there by hand as "X.CSV".
+    // Paths of the entry files that s3EntryPath() does not give: the record was edited, or the file
+    // was put there by hand as "X.CSV".
     QHash<const URL *, QString> m_entryPaths;
     enum class Selection { None, File, Flow } m_selection = Selection::None; // of the last click
     QString m_flowRepository; // of the selected flow, as both were then

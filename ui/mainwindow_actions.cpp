@@ -120,6 +120,7 @@ void MainWindow::writeSelected(bool encrypt, FlowOf repository)
     m_preview->refresh();
 }
 
+// Relied on: the three actions report neither success nor failure.
 void MainWindow::on_button_MakeStream_clicked()
 {
     writeSelected(false);

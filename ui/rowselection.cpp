@@ -18,8 +18,8 @@ RowSelection *RowSelection::of(const QTreeView *view)
     return view->findChild<RowSelection *>(QString(), Qt::FindDirectChildrenOnly);
 }
 
-// When the current row is removed, the view selects a neighbour before it does anything else.
-// Connected before the view is, these know that it was not the person.
+// When the current row is removed, the view selects a neighbour at once. These are connected before
+// the view is, and so know that the person did not choose it.
 void RowSelection::expectModel(QAbstractItemModel *model)
 {
     if (m_model)
@@ -79,7 +79,7 @@ void RowSelection::beginChange()
     m_isModelChanging = true;
 }
 
-// A neighbour that nobody has chosen is not what the actions take: it must not look like it.
+// The actions do not take a neighbour that nobody has chosen, so it must not be highlighted.
 void RowSelection::endChange()
 {
     m_isModelChanging = false;

@@ -10,8 +10,8 @@ class QItemSelection;
 class QTreeView;
 
 // Tells which row a person has selected in a view, whether by key, by mouse or through a screen
-// reader. A selection that goes with its rows or its model is not reported. A child of the view,
-// found by showModel(), which keeps it informed.
+// reader. Not reported: a selection that ends because its rows or the model go. A child of the
+// view, found by showModel(), which keeps it informed.
 class RowSelection : public QObject
 {
     Q_OBJECT
@@ -25,8 +25,8 @@ public:
     void expectModel(QAbstractItemModel *model);
     void followModel();
 
-    // Whether a click on `row` tells more than the button's press, which may have selected the row
-    // already. To be asked once for each click.
+    // Whether a click on `row` has to be acted on: not when the press of the button has selected
+    // the row already, which was reported then. Ask once for each click.
     bool isNews(const QModelIndex &row);
 
 signals:

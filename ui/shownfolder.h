@@ -7,9 +7,9 @@
 
 class QTreeView;
 
-// Keeps the current row of the folders' view on the folder whose files are shown: it follows when
-// another one's are, and comes back from a row that was dragged over or given a context menu. Keys
-// move it freely.
+// Keeps the current row of the folders' view on the folder whose files are shown: it moves when the
+// files of another folder are shown, and returns after a drag or a context menu has moved it to
+// another row. Keys move it freely.
 class ShownFolder : public QObject
 {
     Q_OBJECT

@@ -10,9 +10,9 @@ class QTreeView;
 class QWidget;
 
 // Keeps a window's size and place and the widths of its views' columns in the settings store from
-// one run to the next. Reads them when the window is shown for the first time and writes them when
-// it is destroyed itself, which has to be before the window; does neither for a window that is
-// never shown. A window that was given another size before it is shown keeps that.
+// one run to the next. Reads them when the window is shown for the first time. Writes them when
+// this object is destroyed, which has to be before the window is. A window that is never shown is
+// neither read for nor written. One that was resized before it is shown keeps that size.
 class WindowPlace : public QObject
 {
 public:

@@ -15,8 +15,8 @@ constexpr std::size_t kConfigDirectorySize = 260;
 // thread's last error, when it cannot be had or would be too long.
 std::string configDirectory();
 
-// A text of the configuration store, one that waits to be saved included; none when it is not
-// there. "\" in `section` separates levels. Any thread.
+// A text of the configuration store, also one that was set and is not saved yet; none when it is
+// not there. "\" in `section` separates levels. Any thread.
 std::optional<QString> configurationValue(const QString &section, const QString &key);
 
 // Sets a text in memory. Any thread.

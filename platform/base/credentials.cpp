@@ -240,7 +240,7 @@ std::string harmlessAddress(std::string_view address)
     }
     if (!scheme)
         return printable(address);
-    // What stands in front is no part of the address, and was not meant to be there.
+    // What stands in front of the scheme is no part of the address.
     const std::string front = redact(address.substr(0, scheme->start));
     const std::string_view taken = address.substr(scheme->start);
     if (const auto parts = S3Address::parse(taken))

@@ -51,11 +51,11 @@ public:
     // can read is replaced, or narrowed where its folder forbids that. `*exposure` tells how far.
     static NativeFile openForOverwriting(const std::string &path, bool ownerOnly,
                                          Exposure *exposure);
-    // A new file in a folder ("" is the current one) that gets a name from link() only and goes
-    // with the process before that. Not open where the system has no such files.
+    // A new file in a folder ("" is the current one) that has no name until link() and vanishes if
+    // the process ends before. Not open where the system has no such files.
     static NativeFile createNameless(const std::string &folder, Rights rights);
-    // A new file, locked as long as it is open; where the system can, it goes with the process
-    // before rename(). Fails with FileExists when the name is taken.
+    // A new file, locked as long as it is open. Where the system can do that, it vanishes if the
+    // process ends before rename(). Fails with FileExists when the name is taken.
     static NativeFile createLocked(const std::string &path, Rights rights);
 
     bool isOpen() const { return m_handle != kClosed; }
@@ -78,15 +78,15 @@ public:
     // Takes disk space for `size` bytes, where the file system can; a lack of space fails. `goOn`
     // false stops with Cancelled.
     bool reserve(std::int64_t size, const std::function<bool()> &goOn) const;
-    // Fills this empty file by the quickest means of the system, which may have none or end early:
-    // `*done` bytes are there on true.
+    // Fills this empty file by the quickest means of the system. On true `*done` bytes are there,
+    // which can be fewer than `total`, or none where the system has no such means.
     bool copyQuickly(const NativeFile &source, std::int64_t total, const CopyStep &step,
                      std::int64_t *done) const;
-    // Does for a complete copy what the system's own copies do beside the content.
+    // Gives a complete copy what the system's own copies keep beside the content.
     void takeTimesOf(const NativeFile &source) const;
 
-    // Sends everything that was written on its way to the disk and waits for what the call before
-    // had sent; where the system cannot, waits for all of it.
+    // Begins to write to the disk what the file holds by now, and waits for what the previous call
+    // began. Where the system cannot do that, waits for everything.
     bool writeBack() const;
     // Waits until the content is on the disk.
     bool sync() const;
@@ -98,8 +98,8 @@ public:
     // Renames this file. With `keepExisting` it fails with FileExists when `to` is there, also
     // when that appears at the same moment.
     bool rename(const std::string &from, const std::string &to, bool keepExisting);
-    // Removes this file, `name` being empty for a nameless one. It may go with the closing only,
-    // which takes time for a large one.
+    // Removes this file; `name` is empty for a nameless one. The file may be there until it is
+    // closed, which takes time for a large one.
     void remove(const std::string &name);
     // Some file systems report a failed write only here.
     bool close();

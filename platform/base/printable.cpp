@@ -25,7 +25,7 @@ std::size_t characterLength(std::string_view text, char32_t *character)
             return 0;
         *character = *character << 6 | (byte(i) & 0x3f);
     }
-    // Longer than need be, half of a pair, or behind the last.
+    // Overlong, half of a surrogate pair, or beyond U+10FFFF.
     constexpr char32_t kLeast[] = {0, 0, 0x80, 0x800, 0x10000};
     const bool isWrong = *character < kLeast[length] || QChar::isSurrogate(*character) ||
                          *character > QChar::LastValidCodePoint;

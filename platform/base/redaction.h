@@ -8,8 +8,8 @@
 namespace hq {
 
 // The text with "***" in place of what may be a credential: for texts that others have made, such
-// as servers. Our own addresses go through harmlessAddress() instead. Where it is not plain what
-// ends a secret, more is taken. Takes time in proportion to the length.
+// as servers. Our own addresses go through harmlessAddress() instead. Where the end of a secret is
+// not plain, more is hidden. Takes time in proportion to the length.
 std::string redact(std::string_view text);
 
 // Position of the "@" that ends the user part in what follows the "://" of an address, npos when

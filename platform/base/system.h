@@ -29,9 +29,10 @@ bool renameOver(const std::string &from, const std::string &to);
 bool removeFile(const std::string &path);
 
 // Removes the files in a folder ("" is the current one) that have temporary names, belong to this
-// user and are not locked. Where locks may be unknown to other machines, those that this one did
-// not make must also have been untouched for an hour when `newFile` was made, in the same folder.
-// Failures are passed over; `goOn` false ends it. The last error stays.
+// user and are not locked. Where other machines may not see the locks, files that this machine has
+// not made since it was started must also have been untouched for an hour when `newFile` was made
+// in the same folder. Failures are passed over; it ends when `goOn` returns false. The last error
+// stays as it is.
 void removeAbandoned(const std::string &folder, const NativeFile &newFile,
                      const std::function<bool()> &goOn);
 
@@ -56,7 +57,8 @@ bool takeFromOthers(const std::string &path);
 char separator();
 bool isSeparator(char c);
 std::uint64_t threadId();
-// Another one each time that the machine is started; empty where that cannot be told.
+// Another text each time the machine is started; empty where the system does not tell its starts
+// apart.
 std::string bootId();
 
 } // namespace hq::system

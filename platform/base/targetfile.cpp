@@ -47,7 +47,7 @@ TargetFile::~TargetFile()
         return;
     const LastErrorKeeper keeper;
     m_file.remove(m_name);
-    // Freeing gigabytes takes time, which somebody else has.
+    // Freeing gigabytes takes time, so another thread does it.
     if (m_file.isOpen())
         QThreadPool::globalInstance()->start(
             [handle = m_file.release()] { const system::NativeFile closedHere(handle); });

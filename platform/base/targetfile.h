@@ -14,10 +14,10 @@
 
 namespace hq {
 
-// A local file on its way to its name, which it gets when it is complete and on the disk. Nothing
-// stays of it otherwise: where the system can, not even when the process is killed; elsewhere what
-// is left goes when the next file is made in that folder. Every false sets the thread's last
-// error; a stopped token ends each call with Cancelled.
+// A local file on its way to its name, which it gets when it is complete and on the disk. A file
+// that is not completed leaves nothing behind, where the system can do that even when the process
+// is killed; elsewhere the remains are removed when the next file is made in that folder. Every
+// false sets the thread's last error; a stopped token ends each call with Cancelled.
 class TargetFile
 {
 public:

@@ -18,9 +18,9 @@ std::string writableTarget(const std::string &destination, bool keepExisting);
 // The path up to and with its last separator; empty for a name alone.
 std::string folderOf(const std::string &path);
 
-// Lets `create` make a file under a name of its own in the folder of `target` and returns that
-// name. `create` fails with FileExists when the name is taken, which leads to another one; any
-// other failure gives the empty text.
+// Calls `create` with new names in the folder of `target` until it has made a file, and returns
+// that name. `create` fails with FileExists when the name is taken, and is called with another one
+// then; any other failure gives the empty text.
 std::string makeTemporary(const std::string &target,
                           const std::function<bool(const std::string &name)> &create);
 

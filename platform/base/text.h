@@ -40,7 +40,7 @@ inline bool equalsNoCase(std::string_view text, std::string_view other)
     return text.size() == other.size() && startsWithNoCase(text, other);
 }
 
-// Whether a scheme's name is S3's, other letters in front of it or not.
+// Whether a scheme's name ends in "s3", in any letter case.
 inline bool isS3Scheme(std::string_view name)
 {
     return name.size() >= 2 && equalsNoCase(name.substr(name.size() - 2), "s3");

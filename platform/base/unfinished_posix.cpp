@@ -39,7 +39,7 @@ std::string pathOfDescriptor(int file)
 
 enum class Lock { Taken, Refused, NotKnown };
 
-// A lock of the open file, which another open file of this process does not get either.
+// A lock that belongs to the open file: not even this process can lock the file a second time.
 Lock lock(int file)
 {
     if (uninterrupted([file] { return ::flock(file, LOCK_EX | LOCK_NB); }) == 0)
@@ -47,8 +47,8 @@ Lock lock(int file)
     return errno == EWOULDBLOCK ? Lock::Refused : Lock::NotKnown;
 }
 
-// Whether the file system is one of this machine alone. Others may keep locks to the machine that
-// took them, and do not say so.
+// Whether only this machine uses the file system. On others a lock may hold on the machine that
+// took it only, and nothing tells that.
 bool isOfThisMachine(int file)
 {
 #ifdef __linux__

@@ -41,7 +41,8 @@ private:
     bool m_isKnown = false;
 };
 
-// With true the system removes the file when its last handle is closed, however that comes about.
+// With true the system removes the file when its last handle is closed, also when the process is
+// killed.
 bool markForRemoval(HANDLE file, bool remove)
 {
     FILE_DISPOSITION_INFO disposition{};

@@ -25,9 +25,11 @@
  * Threads    Every function may be called from any thread. One handle used by two threads at
  *            once is served one call after the other.
  * Waiting    On the network an open, a read and a page of a walk fail after 45 s without a byte of
- *            what was asked for, tokens and retries included, a copy after 60 s. Of that a
- * connection takes 10 s at most, the first byte of an answer 35 s, the next bytes of it 30 s each
- * time. A stop token set for the thread (stoptoken.h) ends every call within 250 ms. */
+ *            what was asked for, tokens and retries included, a copy after 60 s. Within that
+ *            time a connection may take 10 s, the first byte of a response 35 s, each further
+ *            wait for bytes 30 s. A stop token set for the thread (stoptoken.h) ends every call
+ *            within 250 ms.
+ * Stability  Names, orders of arguments, numbers and failure values are relied on. */
 #ifndef HQUTIL_H
 #define HQUTIL_H
 
@@ -63,8 +65,8 @@ enum {
 void ErrLogSetFileName(const char *name);
 
 /* Appends one line, with date, time and thread, to the error log. What looks like a credential is
- * made unreadable first, an address goes through hq::harmlessAddress (credentials.h) before; line
- * ends inside the text become blanks, other characters that cannot be seen a text such as "\x1b".
+ * made unreadable; give an address as hq::harmlessAddress (credentials.h) returns it all the same.
+ * Line ends inside the text become blanks, other invisible characters a text such as "\x1b".
  * Failures are ignored. */
 void ErrOut(const char *format, ...) HQ_PRINTF(1, 2);
 

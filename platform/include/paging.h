@@ -6,8 +6,8 @@
 
 namespace hq {
 
-// Whether the server said, when it answered for an open https source, that there is more than the
-// answer holds: by a "Link" to the next page or by the key of one, as TAMS does. Any thread.
+// Whether the response that an open https source is read from names a next page, by a "Link" header
+// or by a paging key as TAMS has it. False for other sources and invalid handles. Any thread.
 bool hasNextPage(HQHANDLE file);
 
 } // namespace hq

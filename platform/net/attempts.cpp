@@ -85,7 +85,7 @@ bool Attempts::again(Resource &resource, const HttpAnswer &answer)
             return false;
         }
     }
-    // An attempt that the end of patience cut short tells less than the one before it.
+    // An attempt cut short by the end of patience says less than the failure before it.
     if (m_attempts > 0 && answer.result == CURLE_OPERATION_TIMEDOUT && m_due >= m_patience.end())
         return failWith(m_lastFailure);
     if (!isTransient(answer) || ++m_attempts >= m_patience.mostAttempts())
@@ -113,7 +113,7 @@ bool isTransient(const HttpAnswer &answer)
     if (answer.malformed)
         return true;
     const bool isBusy = isBusyStatus(answer.status);
-    // Most refusals are plain without the document that explains them.
+    // The status alone tells most refusals, even when their document was cut off.
     if (answer.result != CURLE_OK)
         return isConnectionError(answer) && (answer.status <= 400 || isBusy);
     if (isBusy)

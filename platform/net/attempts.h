@@ -10,7 +10,7 @@ namespace hq {
 
 class Resource;
 
-// The time that may pass without a byte of what was asked for, and the attempts in it.
+// The time that may pass without a byte of what was asked for, and the number of attempts in it.
 class Patience
 {
 public:
@@ -25,7 +25,7 @@ public:
     int mostAttempts() const { return m_mostAttempts; }
     // A byte came.
     void renew() { m_end = Clock::now() + m_length; }
-    // The time between the two does not count: nobody waits.
+    // The time between pause() and resume() does not count, because nobody waits.
     void pause() { m_paused = Clock::now(); }
     void resume() { m_end += Clock::now() - m_paused; }
 
@@ -47,8 +47,9 @@ public:
     Attempts() : Attempts(Patience::ofPerson()) {}
     explicit Attempts(const Patience &patience) : m_patience(patience) {}
 
-    // Looks at an answer that is not what was asked for. True: send the request again, not before
-    // due(). False: give up; the thread's last error and its details say why.
+    // Judges a response that is not what was asked for. True: make the request again, not before
+    // due(). False: give up; the thread's last error and its details say why, Cancelled when a
+    // token of the thread is stopped.
     bool again(Resource &resource, const HttpAnswer &answer);
     Clock::time_point due() const { return m_due; }
     // Waits until due(); false when the thread is stopped.
@@ -66,8 +67,8 @@ private:
     Clock::time_point m_due;
 };
 
-// Answers in a row that may teach something (region, clock and token, each once) before what they
-// refuse is taken for refused.
+// So many refusals in a row may correct the request (region, clock and token, each once); the next
+// one is final.
 constexpr int kMostLessons = 3;
 
 // Whether the same request may succeed later.

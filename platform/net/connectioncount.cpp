@@ -64,7 +64,7 @@ void ConnectionCount::update(std::int64_t done)
     const auto now = Clock::now();
     if (m_admitted < m_wanted) {
         raise(now);
-        m_windowStart = now; // what is held back has no rate to learn from
+        m_windowStart = now; // the rate of a copy that is held back says nothing
         m_windowDone = done;
         return;
     }

@@ -20,7 +20,7 @@ std::string serverWord(const HttpAnswer &answer);
 
 // Sets the thread's last error, and its details from the answer that ended a call; false.
 bool failWith(const HttpAnswer &answer);
-// The same with a code that the answer alone does not tell.
+// The same with another code, which the response alone does not tell.
 bool failWith(const HttpAnswer &answer, Error error);
 
 } // namespace hq

@@ -44,8 +44,8 @@ struct CertificateSettings
     }
 };
 
-// Sets the options of a handle. One that the library does not know or refuses is as if it had not
-// been asked for; a transfer that needs it must not start without.
+// Sets the options of a handle. The library can refuse an option or not know it: a wish is dropped
+// then, and a transfer must not start without an option that it needs.
 class Options
 {
 public:
@@ -68,8 +68,8 @@ private:
     bool m_areKept = true;
 };
 
-// An older library than the headers know takes numbers of protocols only, and would follow a
-// redirect from https to http.
+// A library older than the headers does not know protocols by name, and would follow a redirect
+// from https to http.
 bool isKnownLibrary()
 {
     constexpr unsigned kOldest = CURL_VERSION_BITS(7, 87, 0);
@@ -103,7 +103,7 @@ std::string HttpAnswer::header(const char *lowerCaseName) const
 
 std::int64_t HttpAnswer::contentLength() const
 {
-    // Pieces tell their own lengths, whatever stands beside them.
+    // A chunked body tells its own length, whatever Content-Length says.
     const std::string text =
         headers.count("transfer-encoding") ? std::string() : header("content-length");
     std::int64_t value = -1;
@@ -238,7 +238,7 @@ void Transfer::finish(CURLcode result)
     m_done = true;
 }
 
-// What is due by now and has not come.
+// Ends a transfer whose time is over.
 void Transfer::expire(Clock::time_point now)
 {
     curl_off_t sent = 0; // microseconds since the start

@@ -31,10 +31,12 @@ struct HttpRequest
     Clock::time_point deadline = Clock::time_point::max();
     std::string signedRegion;     // what an S3 signature was made with
     std::int64_t clockOffset = 0; // seconds
-    // What the request holds and nobody else may read, as it may come back in an answer.
+    // Credentials in the request, to be hidden where a response repeats them.
     std::vector<std::string> secrets;
 };
 
+// A response. What a Transfer has of it is valid in two steps: status and headers from hasHeaders()
+// on, everything from isDone() on. Without a whole head, `status` is 0 and `headers` are empty.
 struct HttpAnswer
 {
     CURLcode result = CURLE_OK;
@@ -60,9 +62,9 @@ enum class Flow { Continue, Pause, Abort };
 
 class HttpClient;
 
-// One request under way. The body of a success goes to `sink`, or into the answer up to
-// `bodyLimit` bytes; everything else of the answer is kept there. An answer whose head has no end
-// is a broken connection. Destruction cancels it.
+// One request under way. The body of a success goes to `sink`, or into the answer up to `bodyLimit`
+// bytes; everything else of the answer is kept there. A response whose head has no end counts as a
+// broken connection. Destruction cancels the request.
 class Transfer
 {
 public:
@@ -80,7 +82,7 @@ public:
     // Whether the head of the final answer is there whole.
     bool hasHeaders() const { return m_head == Head::Complete; }
     HttpAnswer &answer() { return m_answer; }
-    // Goes on after the sink returned Flow::Pause; time has run only since now.
+    // Goes on after the sink returned Flow::Pause. The time limits run anew from now.
     void resume(Clock::time_point deadline);
 
 private:
@@ -129,8 +131,8 @@ public:
         void operator()(HttpClient *client) const noexcept;
     };
     using Lease = std::unique_ptr<HttpClient, GiveBack>;
-    // A client to have for oneself, that which was given back last: calls of one thread use the
-    // same connections, whoever else is at work. Any thread.
+    // A client for the caller alone, given back on destruction. It is the one that was given back
+    // last, so that the calls of a thread use the same connections. Any thread.
     static Lease lease();
 
     void start(Transfer &transfer);

@@ -168,7 +168,8 @@ void HttpClient::collect()
     }
 }
 
-// Behind everything that has come, so that a caller who was long away loses nothing by it.
+// Called after everything that has come was taken in, so that a caller who stayed away for long
+// loses nothing.
 void HttpClient::expire()
 {
     const auto now = Clock::now();
@@ -181,7 +182,7 @@ void HttpClient::expire()
 
 void HttpClient::step(int milliseconds)
 {
-    // Waiting comes first: what a perform brings in is looked at by the caller at once.
+    // Waits first, so that the caller sees at once what the perform brings in.
     if (milliseconds > 0)
         curl_multi_poll(m_multi, nullptr, 0, milliseconds, nullptr);
     int running = 0;

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // What the network side offers to the entry points of the utility library, which log its failures.
+// Every null and false but that of `entry` sets the thread's last error.
 #pragma once
 
 #include "base/file.h"
@@ -16,11 +17,13 @@ namespace hq::network {
 // Proves that the source is there and opens it; null on failure.
 std::unique_ptr<File> open(const std::string &address);
 
-// True when the address is a bucket or a prefix that has entries.
+// Whether the address is an account, a bucket, or a prefix that has entries. False is FileNotFound
+// when there is none, else another error.
 bool isFolder(const std::string &address);
 
-// Reports each entry by its full address until `entry` returns false; false when the walk breaks
-// off.
+// Reports each entry directly inside by its full address, until `entry` returns false. True when
+// the walk is complete or `entry` ended it, false when it broke off; the entries reported before
+// that are good.
 using Entry = std::function<bool(const std::string &address, bool isFolder)>;
 bool walk(const std::string &address, const Entry &entry);
 

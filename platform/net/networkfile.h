@@ -22,7 +22,7 @@ public:
                 const Patience &patience);
     ~NetworkFile() override;
 
-    // Sends the request and waits for the headers of a success.
+    // Sends the request and waits for the headers of a success; false sets the last error.
     bool start();
 
     bool read(void *buffer, std::uint32_t count, std::uint32_t *read) override;
@@ -30,8 +30,9 @@ public:
     bool seek(std::int64_t position) override;
     bool hasNextPage() const override;
 
-    // After a failed read: whether it failed only because it could not go on behind what it had
-    // handed out. Then it waits, and the source is as it was when it was opened.
+    // For use after a failed read. True when the read failed only because it could not go on behind
+    // bytes that it had handed out: then this has waited for the next attempt, and reading begins
+    // at the start. False leaves that read's error, or is Cancelled.
     bool beginAgain();
 
 private:

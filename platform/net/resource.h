@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
 
-// One network source as the transfers see it: it makes the requests and learns from refusals.
+// One network source as the transfers see it: it makes the requests and corrects them after
+// refusals.
 #pragma once
 
 #include "net/attempts.h"
@@ -19,9 +20,9 @@ struct RequestOptions
     std::string condition; // a whole header, empty for none
 };
 
-// What a refusal was good for: nothing; the same request is worth sending again at once, to another
-// region, with the server's time or a new token; or what it takes could not be had, which the
-// last error explains.
+// What a refusal led to. None: nothing. Learned: the request is worth making again at once, for
+// another region, with the server's time or a new token. Failed: it needed something that could not
+// be had, a token for instance; the last error says why.
 enum class Lesson { None, Learned, Failed };
 
 class Resource
@@ -34,8 +35,9 @@ public:
 
 void addCondition(const RequestOptions &options, HttpRequest *request);
 
-// Sends a request until it succeeds or patience ends; false sets the last error and its details.
-// `answer` is the last one either way. A success that `check` does not accept is tried again.
+// Makes a request until it succeeds or patience ends; false sets the last error and its details.
+// `*answer` is the last response either way, whole and the caller's. A success that `check` does
+// not accept is tried again.
 using AnswerCheck = std::function<bool(const HttpAnswer &)>;
 bool perform(Resource &resource, const RequestOptions &options, HttpAnswer *answer,
              const AnswerCheck &check = {}, const Patience &patience = Patience::ofPerson());

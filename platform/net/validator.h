@@ -8,9 +8,9 @@
 
 namespace hq {
 
-// Tells one version of a source from another, by what its first answer says. A strong ETag decides
-// alone, since mirrors may have unlike dates. Otherwise a weak ETag counts and, when it is a
-// minute old, so that a second change in the same second is out of the question, Last-Modified.
+// Tells one version of a source from another, by what its first response says. A strong ETag
+// decides alone, since mirrors may have unlike dates. Otherwise a weak ETag counts and, when it is
+// a minute old, so that a second change in the same second is out of the question, Last-Modified.
 class Validator
 {
 public:

@@ -13,16 +13,16 @@ namespace hq {
 
 // The address as it may be logged and shown, printable and with "***" for what may be a credential:
 // the secret of an S3 address, the user part of others, the values of queries ("limit=300", which
-// the program adds, stays), fragments. The parts are those that the program itself finds; what it
-// would not take as an address shows less. Local paths stay as they are.
+// the program adds, stays), fragments. The address is taken apart as it is when it is opened; of a
+// text that would not be opened less is shown. Local paths stay as they are.
 std::string harmlessAddress(std::string_view address);
 
 // "s3://" site "/" bucket "/" object key of an S3 address: all but its key and secret, unchanged.
 // None for any other text, and where the secret cannot be told from what follows it.
 std::optional<std::string> s3AddressWithoutCredentials(std::string_view address);
 
-// `text`, which a server sent about `address`, without what is hidden in it or looks like another
-// credential. Printable.
+// `text`, which a server sent about `address`, with "***" for what harmlessAddress() hides of that
+// address and for what looks like another credential. Printable.
 std::string harmlessReport(std::string_view text, std::string_view address);
 
 // Whether the address lets its bearer in: an S3 key or secret, a user part, a value named like a

@@ -6,8 +6,8 @@
 
 namespace hq {
 
-// Has the walks of this thread call `waiting` when all that has come is reported and they wait for
-// more, as long as the object lives.
+// As long as it lives, walks of this thread call `waiting` when they have reported all that has
+// come and are about to wait for more. One at a time for each thread.
 class ScopedWalkWatch
 {
 public:

@@ -10,7 +10,8 @@
 
 namespace hq {
 
-// Finds out whether what is shown to it goes round in a circle, remembering only one of them.
+// Detects that a chain of tokens repeats itself. Remembers only one of them, so it can be some
+// steps late.
 class CircleGuard
 {
 public:
@@ -39,8 +40,8 @@ public:
 
     // Of the request for the next page.
     NameValues query() const;
-    // Takes the page that was asked for and drops from it what was there before. A listing is
-    // stuck where neither way leads on.
+    // Takes the page that was asked for and drops from it the names that were reported before.
+    // Stuck when the server leads on in no way.
     State take(S3Listing &page);
     State state() const { return m_state; }
 

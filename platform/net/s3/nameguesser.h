@@ -18,7 +18,7 @@ namespace hq {
 class NameGuesser
 {
 public:
-    // The two stand next to each other; `before` is empty where unknown.
+    // `name` comes right behind `before`, which is empty where it is not known.
     void learn(std::string_view before, std::string_view name);
     // To be called behind the last learn().
     void conclude();

@@ -11,7 +11,7 @@ namespace hq {
 namespace {
 
 constexpr double kMost = 16;
-// What was short some pages ago counts a little less with each that came since.
+// The shortest time so far counts a little less with each page that comes.
 constexpr double kFading = 1.05;
 constexpr double kQueueing = 3; // pages that take so many times as long wait for each other
 

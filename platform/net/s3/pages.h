@@ -29,8 +29,8 @@ public:
     int waitMilliseconds() const;
     // Steps the client until poll() is true.
     void wait();
-    // The page that poll() found; the one behind it is asked for by the next poll(). None when the
-    // listing broke off, which the last error and its details explain.
+    // The page that poll() found; the next poll() asks for the one behind it. None when the listing
+    // broke off; this call sets the last error and its details then.
     std::optional<S3Listing> take();
     bool isBroken() const { return m_error != 0; }
     // Of the page that came last: the server's time for it, and the attempts that failed before.

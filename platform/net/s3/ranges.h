@@ -30,8 +30,8 @@ public:
     bool poll();
     // Steps the client until poll() is true.
     void wait();
-    // The names that come next. None when the listing broke off behind those taken before, which
-    // the last error and its details explain.
+    // The names that come next. None when the listing broke off behind those taken before; this
+    // call sets the last error and its details then.
     std::optional<Entries> take();
     // Whether the last name has been taken.
     bool isAtEnd() const;

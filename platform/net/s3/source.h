@@ -22,12 +22,14 @@ struct S3Object
     int latencyMicroseconds = 0; // from a request to its answer
 };
 
-// Asks for the object, by its key and, where "\" was taken as "/" and nothing is found, once more
-// as written. Null resource on failure; `answer` is the last one either way.
+// Asks for the object by its key; where "\" was taken as "/" and nothing is found, once more as it
+// is written. On failure `resource` is null and the last error is set. `*answer` is the last
+// response either way.
 S3Object findObject(const S3Address &address, HttpAnswer *answer,
                     const Patience &patience = Patience::ofPerson());
 
-// Proves that the bucket (or the account, when the bucket is empty) answers.
+// Proves that the bucket, or the account when the bucket is empty, lets the address in; false sets
+// the last error. `*answer` is the last response either way.
 bool proveBucket(const S3Address &address, HttpAnswer *answer);
 
 } // namespace hq

@@ -93,8 +93,8 @@ bool hasEntries(const S3Address &address, const std::string &prefix)
 bool walkS3(const S3Address &address, const std::string &written, const network::Entry &entry)
 {
     std::string base = written;
-    // The buckets of an account stand behind its address as given, which mostly ends in "/", and
-    // another "/": so they are found to lie below it.
+    // The buckets of an account are reported behind its address and another "/", though it mostly
+    // ends in "/" itself: whoever compares texts finds them below the account.
     const bool isDone = address.bucket.empty() ? base.substr(base.size() - 2) == "//"
                                                : isAddressSeparator(base.back());
     if (!isDone)
