@@ -70,9 +70,9 @@ BackgroundWork::~BackgroundWork()
 static QThreadPool *ownPool()
 {
     static auto *const pool = [] {
-        constexpr int mostThreads = 64;
+        constexpr int maxThreads = 64;
         auto *made = new QThreadPool;
-        made->setMaxThreadCount(mostThreads);
+        made->setMaxThreadCount(maxThreads);
         return made;
     }();
     return pool;

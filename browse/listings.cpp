@@ -18,7 +18,7 @@ namespace {
 // What is added to the tree at once.
 constexpr std::size_t flowsPerBatch = 500;
 // So many batches a walk runs ahead of the tree.
-constexpr int mostBatches = 4;
+constexpr int maxBatches = 4;
 constexpr int stopPollMilliseconds = 20;
 
 QString finishedLine()
@@ -30,7 +30,7 @@ QString finishedLine()
 
 Listings::Listings(BackgroundWork *work, BrowseTree *tree) : m_work(work), m_tree(tree) {}
 
-void Listings::start(const QStandardItem *folder, Listing listing)
+void Listings::start(const QStandardItem *folder, ListingWork listing)
 {
     Piece piece{++m_lastNumber, folder, {}, {}};
     const auto finish = [this, number = piece.number] { end(number); };
@@ -126,7 +126,7 @@ void Listings::listFolder(QStandardItem *folder)
 
 WalkEnd Listings::walk(const QString &address, const Link &link)
 {
-    const auto room = std::make_shared<QSemaphore>(mostBatches);
+    const auto room = std::make_shared<QSemaphore>(maxBatches);
     return walkEntries(address, [&](EntryBatch batch) {
         while (!room->tryAcquire(1, stopPollMilliseconds)) {
             if (link.token().isStopped())

@@ -72,7 +72,7 @@ private:
     using Link = BackgroundWork::Link;
     // Runs on a pool thread. interrupt() stops `call`: the utility library's calls return, and the
     // listing goes on to report its end.
-    using Listing = std::function<void(const Link &link, const hq::StopToken &call)>;
+    using ListingWork = std::function<void(const Link &link, const hq::StopToken &call)>;
     struct Piece
     {
         quint64 number;
@@ -82,7 +82,7 @@ private:
         hq::StopToken call;
     };
 
-    void start(const QStandardItem *folder, Listing listing);
+    void start(const QStandardItem *folder, ListingWork listing);
     void end(quint64 number);
     WalkEnd walk(const QString &address, const Link &link);
     void append(EntryBatch batch);

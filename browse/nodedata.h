@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
 
-// What a tree item carries in NodeDataRole. Plain values; a source's address can hold its
+// What a tree item carries in nodeDataRole. Plain values; a source's address can hold its
 // credentials, so a path must not be shown or logged. Names and order of the fields are relied on.
 #pragma once
 
@@ -9,7 +9,7 @@
 #include <QMetaType>
 #include <QStringList>
 
-constexpr int NodeDataRole = Qt::UserRole + 1;
+constexpr int nodeDataRole = Qt::UserRole + 1;
 
 // The payload of a Root and of every S3 entry.
 struct NodeData

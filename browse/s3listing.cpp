@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr std::size_t mostEntries = 1000; // one or two milliseconds of the taker's work
+constexpr std::size_t maxBatchEntries = 1000; // one or two milliseconds of the taker's work
 
 const QByteArray linePrefix = QByteArrayLiteral("Adding: ");
 
@@ -24,7 +24,7 @@ QStringView parentPath(const QString &path)
 
 struct Walk
 {
-    const BatchTaker &take;
+    const BatchCallback &take;
     EntryBatch batch{};
     QStringList folderParts{}; // of the batch, shared by all that lies in it
     quint64 entries = 0;
@@ -69,20 +69,20 @@ int addEntry(void *user, const char *address, unsigned int attributes)
         walk.folderParts = walk.batch.folder.split(slash);
     }
     if (walk.batch.entries.empty())
-        walk.batch.entries.reserve(mostEntries);
+        walk.batch.entries.reserve(maxBatchEntries);
     const bool isFile = (attributes & HQ_ATTRIBUTE_FOLDER) == 0;
     std::unique_ptr<QStandardItem> item(makeEntryItem(path, isFile, walk.folderParts));
     walk.batch.entries.push_back(
         {QString::fromUtf8(walk.line), std::move(item), pathHash(path), isFile});
     ++walk.entries;
-    if (walk.batch.entries.size() == mostEntries)
+    if (walk.batch.entries.size() == maxBatchEntries)
         walk.handOver();
     return walk.isWanted ? 0 : 1;
 }
 
 } // namespace
 
-WalkEnd walkEntries(const QString &address, const BatchTaker &take)
+WalkEnd walkEntries(const QString &address, const BatchCallback &take)
 {
     Walk walk{take};
     const QByteArray encoded = address.toUtf8();

@@ -20,8 +20,8 @@ namespace {
 
 constexpr quint64 unknownSize = ~quint64(0);
 constexpr quint64 bytesOfUnknownSize = 1048576;
-constexpr quint64 leastAnswerBytes = 10;
-constexpr quint64 mostAnswerBytes = 256 << 20;
+constexpr quint64 minResponseBytes = 10;
+constexpr quint64 maxResponseBytes = 256 << 20;
 constexpr quint32 notUnderstood = 12152; // of hqOSGetLastError
 
 class OpenFile
@@ -124,13 +124,13 @@ std::optional<std::vector<ListedFlow>> readTamsFlows(const QString &address, Tam
     std::int64_t found = 0;
     hqOSGetFileSizeEx(file.handle(), &found);
     auto size = static_cast<quint64>(found);
-    if (size < leastAnswerBytes)
+    if (size < minResponseBytes)
         return fail("Flow too small", encoded, failure);
     if (size == unknownSize)
         size = bytesOfUnknownSize;
 
     // A size that no list of flows has; the server would make us reserve memory for it.
-    if (size > mostAnswerBytes)
+    if (size > maxResponseBytes)
         return fail("Error reading flow", encoded, failure, notUnderstood);
 
     const auto count = static_cast<quint32>(size);

@@ -8,7 +8,7 @@
 
 namespace {
 constexpr int limitMilliseconds = 2000;
-constexpr int mostHanging = 8;
+constexpr int maxHanging = 8;
 } // namespace
 
 TargetAnswer lookAtTarget(const TargetQuestion &question)
@@ -28,8 +28,8 @@ TargetAnswer lookAtTarget(const TargetQuestion &question)
     return answer;
 }
 
-TargetLook::TargetLook(BackgroundWork *work, Looker looker)
-    : m_work(work), m_looker(std::move(looker))
+TargetLook::TargetLook(BackgroundWork *work, LookCallback look)
+    : m_work(work), m_look(std::move(look))
 {
     m_limit.setSingleShot(true);
     m_limit.setInterval(limitMilliseconds);
@@ -50,7 +50,7 @@ void TargetLook::begin()
     const auto hangs = [this](const TargetQuestion &other) {
         return other.folder == m_question.folder;
     };
-    if (m_hanging.size() >= mostHanging ||
+    if (m_hanging.size() >= maxHanging ||
         std::any_of(m_hanging.cbegin(), m_hanging.cend(), hangs)) {
         emit answered(m_question, TargetAnswer());
         return;
@@ -58,9 +58,9 @@ void TargetLook::begin()
     m_looking = m_question;
     m_isLooking = true;
     m_limit.start();
-    const auto look = [this, looker = m_looker,
+    const auto look = [this, lookAt = m_look,
                        question = m_looking](const BackgroundWork::Link &link) {
-        const TargetAnswer answer = looker(question);
+        const TargetAnswer answer = lookAt(question);
         link.post([this, question, answer] { take(question, answer); });
     };
     m_work->start(look, BackgroundWork::Pool::Own);

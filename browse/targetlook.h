@@ -41,9 +41,9 @@ class TargetLook : public QObject
 {
     Q_OBJECT
 public:
-    using Looker = std::function<TargetAnswer(const TargetQuestion &)>;
+    using LookCallback = std::function<TargetAnswer(const TargetQuestion &)>;
 
-    explicit TargetLook(BackgroundWork *work, Looker looker = lookAtTarget);
+    explicit TargetLook(BackgroundWork *work, LookCallback look = lookAtTarget);
 
     // The answer comes by the signal, perhaps before this returns. Only the question asked last is
     // answered, and it can be twice: as unknown, and when the folder answers after all.
@@ -58,7 +58,7 @@ private:
     void giveUp();
 
     BackgroundWork *m_work;
-    Looker m_looker;
+    LookCallback m_look;
     TargetQuestion m_question; // the last one
     TargetQuestion m_looking;  // that is being looked for
     bool m_isLooking = false;

@@ -9,8 +9,8 @@ namespace {
 QStandardItem *makeItem(const QString &text, const QString &kind, const QVariant &payload)
 {
     auto *item = new QStandardItem(text);
-    item->setData(kind, KindRole);
-    item->setData(payload, NodeDataRole);
+    item->setData(kind, kindRole);
+    item->setData(payload, nodeDataRole);
     return item;
 }
 
@@ -76,19 +76,19 @@ bool isWithin(const QStandardItem *item, const QStandardItem *folder)
 
 NodeData nodeData(const QStandardItem *item)
 {
-    return item ? item->data(NodeDataRole).value<NodeData>() : NodeData();
+    return item ? item->data(nodeDataRole).value<NodeData>() : NodeData();
 }
 
 TamsNodeData tamsNodeData(const QStandardItem *item)
 {
-    return item ? item->data(NodeDataRole).value<TamsNodeData>() : TamsNodeData();
+    return item ? item->data(nodeDataRole).value<TamsNodeData>() : TamsNodeData();
 }
 
 void markListed(QStandardItem *item)
 {
     NodeData node = nodeData(item);
     node.listed = true;
-    item->setData(QVariant::fromValue(node), NodeDataRole);
+    item->setData(QVariant::fromValue(node), nodeDataRole);
 }
 
 void resetForS3(QStandardItemModel *model)

@@ -17,7 +17,7 @@ class QStandardItemModel;
 
 // An item's kind stands in this role as text: "Root", "Folder" or "File". The proxies select rows
 // by it. Relied on.
-constexpr int KindRole = Qt::WhatsThisRole;
+constexpr int kindRole = Qt::WhatsThisRole;
 QString rootKind();
 QString folderKind();
 QString fileKind();

@@ -51,7 +51,7 @@ bool TreeSortFilterProxyModel::filterAcceptsRow(int source_row,
     }
     const QAbstractItemModel *source = sourceModel();
     const QModelIndex index = source->index(source_row, 0, source_parent);
-    const QString rowKind = index.data(KindRole).toString();
+    const QString rowKind = index.data(kindRole).toString();
     if (rowKind.contains(QLatin1String("Root")))
         return true;
     if (rowKind == kind && isBelowMatch(source_parent))
@@ -88,7 +88,7 @@ bool TreeSortFilterProxyModel::acceptsItem(const QStandardItem *item, bool isMat
     if (!item)
         return false;
     if (isMatch) {
-        const QVariant rowKind = item->data(KindRole);
+        const QVariant rowKind = item->data(kindRole);
         if (rowKind.userType() == QMetaType::QString &&
             *static_cast<const QString *>(rowKind.constData()) == kind)
             return true;

@@ -22,8 +22,8 @@ public:
 
     // Tells how many files were put below a folder; 0 when that is not known. Where this is the
     // number of all its rows, the proxy need not look at them.
-    using FileCount = std::function<int(const QStandardItem *)>;
-    void setFileCount(FileCount count) { m_fileCount = std::move(count); }
+    using FileCountCallback = std::function<int(const QStandardItem *)>;
+    void setFileCount(FileCountCallback count) { m_fileCount = std::move(count); }
 
     // For the kind "File". Takes the model of `folder` as source and its text as filter. From now
     // on only the folder, what leads to it and what is below it are shown. No other row is even
@@ -46,7 +46,7 @@ private:
     const QString kind;
     std::vector<QPersistentModelIndex> m_path; // from the Root to the shown folder; empty for all
     QString m_pattern; // the filter text; Qt keeps it as a regular expression only
-    FileCount m_fileCount;
+    FileCountCallback m_fileCount;
     mutable int m_knownRows = -1; // rows of the shown folder when m_isOnlyFiles was found out
     mutable bool m_isOnlyFiles = false;
 };

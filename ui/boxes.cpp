@@ -15,13 +15,13 @@
 #include <algorithm>
 
 namespace {
-constexpr int narrowestBox = 12; // letters
+constexpr int minBoxLetters = 12; // letters
 }
 
 LongTextBox::LongTextBox(QComboBox *box) : QObject(box), m_box(box)
 {
     box->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
-    box->setMinimumContentsLength(narrowestBox);
+    box->setMinimumContentsLength(minBoxLetters);
     box->setToolTip(box->currentText());
     connect(box, &QComboBox::currentTextChanged, box, &QWidget::setToolTip);
 

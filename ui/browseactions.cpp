@@ -19,12 +19,12 @@ QAction *addAction(QTreeView *view, const QString &text, const QKeySequence &key
 
 } // namespace
 
-BrowseActions::BrowseActions(QTreeView *folders, QTreeView *files, const Calls &calls)
+BrowseActions::BrowseActions(QTreeView *folders, QTreeView *files, const Callbacks &callbacks)
     : QObject(folders), m_folders(folders), m_files(files)
 {
-    addAction(folders, tr("List Again"), Qt::Key_F5, calls.listAgain);
-    m_interrupt = addAction(folders, tr("Stop Listing"), Qt::Key_Escape, calls.interrupt);
-    addAction(folders, tr("This Computer"), Qt::CTRL | Qt::Key_Home, calls.showComputer);
+    addAction(folders, tr("List Again"), Qt::Key_F5, callbacks.listAgain);
+    m_interrupt = addAction(folders, tr("Stop Listing"), Qt::Key_Escape, callbacks.interrupt);
+    addAction(folders, tr("This Computer"), Qt::CTRL | Qt::Key_Home, callbacks.showComputer);
     folders->setContextMenuPolicy(Qt::ActionsContextMenu);
     setBusy(false);
 }

@@ -15,13 +15,13 @@ class BrowseActions : public QObject
 {
     Q_OBJECT
 public:
-    struct Calls
+    struct Callbacks
     {
         std::function<void()> listAgain;
         std::function<void()> interrupt;
         std::function<void()> showComputer;
     };
-    BrowseActions(QTreeView *folders, QTreeView *files, const Calls &calls);
+    BrowseActions(QTreeView *folders, QTreeView *files, const Callbacks &callbacks);
 
     void setBusy(bool isBusy);
 

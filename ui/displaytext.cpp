@@ -40,10 +40,11 @@ QString pathToShow(const QString &path)
 QString plainToolTip(const QString &text)
 {
     // A path that is broken at its blanks and hyphens is hard to read; only a long one has to be.
-    constexpr int longest = 120;
+    constexpr int maxLineLetters = 120;
     const QStringList lines = text.split(QLatin1Char('\n'));
-    const bool isShort = std::all_of(lines.cbegin(), lines.cend(),
-                                     [](const QString &line) { return line.size() <= longest; });
+    const bool isShort = std::all_of(lines.cbegin(), lines.cend(), [](const QString &line) {
+        return line.size() <= maxLineLetters;
+    });
     const QString start = isShort ? QStringLiteral("<p style='white-space:pre'>")
                                   : QStringLiteral("<p style='white-space:pre-wrap'>");
     return start + text.toHtmlEscaped() + QStringLiteral("</p>");

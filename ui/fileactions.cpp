@@ -13,18 +13,18 @@
 #include <QTreeView>
 #include <QUrl>
 
-FileActions::FileActions(QTreeView *files, Calls calls)
-    : QObject(files), m_files(files), m_calls(std::move(calls))
+FileActions::FileActions(QTreeView *files, Callbacks callbacks)
+    : QObject(files), m_files(files), m_callbacks(std::move(callbacks))
 {
     files->setContextMenuPolicy(Qt::ActionsContextMenu);
     const auto copy = [](const QString &text) { QGuiApplication::clipboard()->setText(text); };
-    m_onFile.append(add(tr("Make Stream File"), [this] { m_calls.write(false); }));
-    m_localize = add(tr("Localize File"), m_calls.localize);
-    m_onFile.append(add(tr("Encrypt Stream File"), [this] { m_calls.write(true); }));
+    m_onFile.append(add(tr("Make Stream File"), [this] { m_callbacks.write(false); }));
+    m_localize = add(tr("Localize File"), m_callbacks.localize);
+    m_onFile.append(add(tr("Encrypt Stream File"), [this] { m_callbacks.write(true); }));
     m_copies.append(add(tr("Copy Address"), [this, copy] {
-        copy(addressWithoutCredentials(m_calls.state().stream.address));
+        copy(addressWithoutCredentials(m_callbacks.state().stream.address));
     }));
-    m_copies.append(add(tr("Copy Name"), [this, copy] { copy(m_calls.state().stream.name); }));
+    m_copies.append(add(tr("Copy Name"), [this, copy] { copy(m_callbacks.state().stream.name); }));
     m_openTarget = add(tr("Open Target Folder"), [this] { openTargetFolder(); });
     update(TargetAnswer());
 }
@@ -39,7 +39,7 @@ QAction *FileActions::add(const QString &text, std::function<void()> run)
 
 void FileActions::update(const TargetAnswer &target)
 {
-    const ActionState state = m_calls.state();
+    const ActionState state = m_callbacks.state();
     const bool hasTarget = !state.target.isEmpty();
     for (QAction *action : qAsConst(m_onFile))
         action->setEnabled(state.isSelected && hasTarget);
@@ -52,6 +52,6 @@ void FileActions::update(const TargetAnswer &target)
 
 void FileActions::openTargetFolder() const
 {
-    const QFileInfo folder(hqNativePath(m_calls.state().target));
+    const QFileInfo folder(hqNativePath(m_callbacks.state().target));
     QDesktopServices::openUrl(QUrl::fromLocalFile(folder.absoluteFilePath()));
 }

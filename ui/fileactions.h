@@ -13,14 +13,14 @@ class FileActions : public QObject
 {
     Q_OBJECT
 public:
-    struct Calls
+    struct Callbacks
     {
         std::function<ActionState()> state;
         std::function<void(bool encrypt)> write;
         std::function<void()> localize;
     };
 
-    FileActions(QTreeView *files, Calls calls);
+    FileActions(QTreeView *files, Callbacks callbacks);
 
     // Enables what can be done in this state.
     void update(const TargetAnswer &target);
@@ -30,7 +30,7 @@ private:
     void openTargetFolder() const;
 
     QTreeView *m_files;
-    Calls m_calls;
+    Callbacks m_callbacks;
     QList<QAction *> m_onFile; // need a selected file and a target
     QList<QAction *> m_copies; // need a selected file
     QAction *m_localize;

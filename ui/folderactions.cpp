@@ -17,8 +17,8 @@ constexpr int dialogWidth = 380;
 constexpr int refreshMilliseconds = 100;
 } // namespace
 
-FolderActions::FolderActions(QTreeView *folders, BackgroundWork *work, JobOf jobOf)
-    : QObject(folders), m_folders(folders), m_work(work), m_jobOf(std::move(jobOf))
+FolderActions::FolderActions(QTreeView *folders, BackgroundWork *work, FolderJobCallback folderJob)
+    : QObject(folders), m_folders(folders), m_work(work), m_folderJob(std::move(folderJob))
 {
     folders->setContextMenuPolicy(Qt::ActionsContextMenu);
     addAction(tr("Make Stream Files of This Folder"), false);
@@ -40,7 +40,7 @@ void FolderActions::addAction(const QString &text, bool encrypt)
 
 void FolderActions::start(bool encrypt)
 {
-    auto found = m_jobOf(m_folders->currentIndex());
+    auto found = m_folderJob(m_folders->currentIndex());
     if (!found || found->directory.isEmpty()) {
         const QString text =
             found ? tr("There is no target folder.") : tr("Select a folder first.");

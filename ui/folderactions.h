@@ -20,9 +20,9 @@ class FolderActions : public QObject
     Q_OBJECT
 public:
     // Returns the job for the folder of a row, none for a row that is no folder.
-    using JobOf = std::function<std::optional<FolderJob>(const QModelIndex &row)>;
+    using FolderJobCallback = std::function<std::optional<FolderJob>(const QModelIndex &row)>;
 
-    FolderActions(QTreeView *folders, BackgroundWork *work, JobOf jobOf);
+    FolderActions(QTreeView *folders, BackgroundWork *work, FolderJobCallback folderJob);
     // Stops what is running; nothing is shown afterwards.
     ~FolderActions() override;
 
@@ -37,7 +37,7 @@ private:
 
     QTreeView *m_folders;
     BackgroundWork *m_work;
-    JobOf m_jobOf;
+    FolderJobCallback m_folderJob;
     QList<QAction *> m_actions;
     // Of its own: the token of the work would also discard the report of the job that it stops.
     hq::StopToken m_cancel;

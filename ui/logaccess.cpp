@@ -17,13 +17,13 @@ namespace {
 // A tooltip breaks no line by itself.
 QString wrapped(QString text)
 {
-    constexpr int most = 100;
-    for (int begin = 0; text.size() - begin > most;) {
-        const int blank = text.lastIndexOf(QLatin1Char(' '), begin + most);
+    constexpr int maxLineLetters = 100;
+    for (int begin = 0; text.size() - begin > maxLineLetters;) {
+        const int blank = text.lastIndexOf(QLatin1Char(' '), begin + maxLineLetters);
         if (blank > begin)
             text[blank] = QLatin1Char('\n');
         else
-            text.insert(begin + most, QLatin1Char('\n'));
+            text.insert(begin + maxLineLetters, QLatin1Char('\n'));
         begin = text.indexOf(QLatin1Char('\n'), begin) + 1;
     }
     return text;

@@ -12,8 +12,8 @@
 #include <algorithm>
 
 namespace {
-constexpr int longestPart = 24; // letters
-constexpr int widestText = 480; // pixels
+constexpr int maxPartLetters = 24; // letters
+constexpr int maxTextWidth = 480;  // pixels
 } // namespace
 
 QString breakable(const QString &text)
@@ -26,7 +26,7 @@ QString breakable(const QString &text)
         result += letter;
         part = letter.isSpace() ? 0 : part + 1;
         const bool isSeparator = QStringLiteral("/\\_-.").contains(letter);
-        if ((isSeparator || part >= longestPart) && !letter.isHighSurrogate()) {
+        if ((isSeparator || part >= maxPartLetters) && !letter.isHighSurrogate()) {
             result += zeroWidthSpace;
             part = 0;
         }
@@ -51,14 +51,14 @@ void wrapLongWords(QMessageBox *box)
     int widest = 0;
     for (const QString &word : box->text().split(QRegularExpression(QStringLiteral("\\s"))))
         widest = std::max(widest, label->fontMetrics().horizontalAdvance(word));
-    if (widest <= widestText)
+    if (widest <= maxTextWidth)
         return;
     // Another label in the place of the box's own, whose text is the box's.
     auto *wrapped = new QLabel(breakable(box->text()), box);
     wrapped->setTextFormat(Qt::PlainText);
     wrapped->setAccessibleName(box->text());
     wrapped->setWordWrap(true);
-    wrapped->setMinimumWidth(widestText);
+    wrapped->setMinimumWidth(maxTextWidth);
     wrapped->setContentsMargins(label->contentsMargins());
     wrapped->setAlignment(label->alignment());
     int row = 0, column = 0, rows = 0, columns = 0;
