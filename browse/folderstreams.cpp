@@ -41,7 +41,7 @@ std::optional<Sources> objectsOf(const QString &folder)
     return objects;
 }
 
-// What the right view shows of a folder, with the paths that it gives.
+// The files of a folder that the right view shows, with the same paths.
 std::optional<Sources> filesOf(const QString &folder)
 {
     if (!QFileInfo(folder).isReadable() || !QFileInfo(folder).isDir())
@@ -68,8 +68,8 @@ std::optional<Sources> sourcesOf(const FolderJob &job)
     return job.flows;
 }
 
-// By several threads: most of the time goes by while the file system waits, for a file that is
-// replaced most of all.
+// By several threads, since most of the time is spent waiting for the file system, above all where
+// files are replaced.
 void write(const FolderJob &job, const Sources &sources, FolderProgress *progress,
            FolderReport *report)
 {
@@ -95,7 +95,7 @@ void write(const FolderJob &job, const Sources &sources, FolderProgress *progres
         while (int(others.size()) < std::min(otherWriters, int(sources.size()) / filesPerWriter))
             others.emplace_back([&] { writeSome([&] { return !isStopped; }); });
     } catch (const std::system_error &) {
-        // No more threads to be had: those that are there do it.
+        // No more threads can be had; those that are there do the work.
     }
     writeSome([] { return !hq::isStopped(); });
     isStopped = hq::isStopped();
@@ -112,7 +112,7 @@ void write(const FolderJob &job, const Sources &sources, FolderProgress *progres
 FolderReport makeFolderStreams(const FolderJob &job, FolderProgress *progress)
 {
     FolderReport report;
-    // Before a long listing.
+    // Asked first, since the listing can take long.
     const QByteArray directory = job.directory.toUtf8();
     if (hqOSIsNetworkSource(directory.constData()) != 0 ||
         hqOSFileIsDir(directory.constData()) == 0) {

@@ -15,9 +15,9 @@
 
 namespace {
 
-// What is added to the tree at once.
+// Flows that are added to the tree at once.
 constexpr std::size_t flowsPerBatch = 500;
-// So many batches a walk runs ahead of the tree.
+// How many batches a walk may be ahead of the tree.
 constexpr int maxBatches = 4;
 constexpr int stopPollMilliseconds = 20;
 
@@ -38,8 +38,8 @@ void Listings::start(const QStandardItem *folder, ListingWork listing)
         [this, listing = std::move(listing), finish, call = piece.call](const Link &link) {
             const hq::ScopedStopToken scope(call);
             listing(link, call);
-            // Behind the slots that the listing's last signals have queued: the end may let go of
-            // the folder that they are told of.
+            // Queued once more, to come after the slots that the last signals have queued: the end
+            // may replace the folder that they are given.
             link.post([=] { QMetaObject::invokeMethod(this, finish, Qt::QueuedConnection); });
         });
     m_pieces.push_back(piece);
@@ -144,7 +144,7 @@ void Listings::append(EntryBatch batch)
 {
     for (const WalkedEntry &entry : batch.entries)
         emit status(entry.line);
-    m_tree->append(std::move(batch)); // nowhere when a slot has stopped the listing
+    m_tree->append(std::move(batch)); // adds nothing when a slot has stopped the listing
 }
 
 void Listings::reportFailure(const QString &address, const WalkEnd &walk)
@@ -163,7 +163,8 @@ void Listings::listAgain(QStandardItem *folder)
         if (piece.folder && isWithin(piece.folder, folder))
             piece.call.stop();
     }
-    // What waits below goes with this one, as this one goes with what waits above.
+    // Folders that wait below this one are replaced together with it, and it together with one that
+    // waits above.
     const auto isBelow = [folder](const QStandardItem *item) { return isWithin(item, folder); };
     const auto isAbove = [folder](const QStandardItem *item) { return isWithin(folder, item); };
     m_waiting.erase(std::remove_if(m_waiting.begin(), m_waiting.end(), isBelow), m_waiting.end());

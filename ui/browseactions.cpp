@@ -31,7 +31,7 @@ BrowseActions::BrowseActions(QTreeView *folders, QTreeView *files, const Callbac
 
 void BrowseActions::setBusy(bool isBusy)
 {
-    // Disabled, it leaves the key to whatever else has a use for it.
+    // While it is disabled, the key goes to whatever else uses it.
     m_interrupt->setEnabled(isBusy);
     for (QTreeView *view : {m_folders, m_files}) {
         if (isBusy)

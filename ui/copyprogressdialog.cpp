@@ -31,7 +31,7 @@ CopyProgressDialog::CopyProgressDialog(const QString &fileName, QWidget *window)
     m_name = fontMetrics().elidedText(fileName, Qt::ElideMiddle, dialogWidth - 40);
     setFixedWidth(dialogWidth);
     setRange(0, steps);
-    setValue(0); // from here it counts
+    setValue(0); // the delay until it appears begins here
 
     auto *timer = new QTimer(this);
     connect(timer, &QTimer::timeout, this, [this] { refresh(); });

@@ -74,7 +74,7 @@ void FolderActions::showProgress(const QString &folder,
         dialog->fontMetrics().elidedText(folder, Qt::ElideMiddle, dialogWidth - 40);
     dialog->setLabelText(name);
     dialog->setRange(0, 0);
-    dialog->setValue(0); // from here it counts
+    dialog->setValue(0); // the delay until it appears begins here
     connect(dialog, &QProgressDialog::canceled, this, [cancel = m_cancel] { cancel.stop(); });
     auto *timer = new QTimer(dialog);
     connect(timer, &QTimer::timeout, dialog, [dialog, name, progress] {

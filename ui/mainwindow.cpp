@@ -124,7 +124,7 @@ void MainWindow::makeModels()
     ui->fileView->setEditTriggers(QAbstractItemView::NoEditTriggers);
 
     m_shownFolder = new ShownFolder(ui->treeView);
-    // What is highlighted is what is acted on, however it came to be highlighted.
+    // The actions take the highlighted row, whether a mouse, a key or a screen reader chose it.
     connect(new RowSelection(ui->fileView), &RowSelection::selected, this,
             &MainWindow::on_fileView_clicked);
 }

@@ -48,7 +48,7 @@ void MainWindow::on_treeView_clicked(QModelIndex index)
     const NodeData node = nodeData(item);
     if (!node.isFile && !node.listed) {
         listFolder(item);
-        // Those of the folder before would pass for this one's.
+        // The files of the folder before would be taken for those of this one.
         showModel(ui->fileView, nullptr);
     } else {
         showFolderFiles(item);

@@ -54,7 +54,7 @@ void MainWindow::makeListings()
         m_browseActions->setBusy(isBusy);
         m_logAccess->refresh();
     });
-    // The right view may show what is below the item that goes.
+    // The right view may show rows below the item that is replaced.
     connect(listings, &Listings::renewing, this, [this] { showModel(ui->fileView, nullptr); });
     connect(listings, &Listings::renewed, this, [this](const QStandardItem *folder) {
         m_shownFolder->set(folderProxy->mapFromSource(folder->index()));
@@ -98,7 +98,7 @@ void MainWindow::connectS3(const QString &url)
 void MainWindow::leaveSource()
 {
     m_listings->stop();
-    // What they have reported is on its way to the slots of this window still.
+    // Their reports may still be queued for this window's slots.
     QCoreApplication::removePostedEvents(this, QEvent::MetaCall);
     m_listingWarnings->clear();
     showModel(ui->treeView, nullptr);

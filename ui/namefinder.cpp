@@ -72,9 +72,9 @@ void NameFinder::comeUp()
     m_result->clear();
     place();
     show();
-    // To go to a row far away the view would measure all those on the way, which takes half a
-    // second for 100,000. Laying out rows of one height takes longer, so only once it is needed;
-    // to go back would be to measure them.
+    // To scroll to a row the view measures all rows above it, which takes half a second for
+    // 100,000. Rows of one height need not be measured. The layout for them takes longer still, so
+    // it is made when a search begins, and stays.
     if (!m_view->uniformRowHeights()) {
         m_view->setUniformRowHeights(true);
         m_view->doItemsLayout();

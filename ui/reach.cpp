@@ -29,8 +29,8 @@ void growNameColumn(QTreeView *view)
         view->resizeColumnToContents(0);
 }
 
-// A folder of a remote source that is opened by a key looks as after a double-click. The computer's
-// folders tell later what is in them, and their column grows only.
+// Fits the column when a folder is opened by a key, as a double-click does. What is in the
+// computer's folders is known later only; for them the column grows and never shrinks.
 void fitOpenedFolders(QTreeView *view)
 {
     auto *drives = qobject_cast<QFileSystemModel *>(view->model());

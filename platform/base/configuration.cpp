@@ -64,8 +64,8 @@ bool check(const QSettings &store)
     return store.status() == QSettings::NoError;
 }
 
-// QSettings writes a line for each value, and takes a file that the disk had no room for as
-// written.
+// QSettings writes a line for each value, and reports a file as written for which the disk had no
+// room.
 bool isComplete(const QByteArray &text, int values)
 {
     int lines = 0;

@@ -266,7 +266,7 @@ std::string harmlessReport(std::string_view text, std::string_view address)
     std::vector<std::string> hidden;
     for (const std::string_view part : hiddenParts(address)) {
         hidden.insert(hidden.end(), {std::string(part), decoded(part)});
-        // Whatever was escaped on the way, letters and digits were not.
+        // Letters and digits stay as they are however a text is escaped on its way.
         for (std::size_t start = 0, end = 0; start < part.size(); start = end + 1) {
             for (end = start; end < part.size() && isLetterOrDigit(part[end]);)
                 ++end;

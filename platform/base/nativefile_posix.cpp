@@ -52,7 +52,7 @@ NativeFile NativeFile::openForReading(const std::string &path)
 {
     const std::string name = existing(path);
     struct stat info;
-    // Looked at before it is opened as well: opening alone sets some devices going.
+    // Checked before it is opened as well, because opening alone starts some devices.
     if (::stat(name.c_str(), &info) != 0) {
         failForPath(errno, name);
         return {};

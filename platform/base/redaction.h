@@ -16,8 +16,8 @@ std::string redact(std::string_view text);
 // there is none. A password that holds a "/" counts in.
 std::size_t userInformationEnd(std::string_view address);
 
-// Whether the host of what follows the "://" of an address has something behind a ":" that is no
-// port.
+// Whether the host in what follows the "://" of an address has a ":" with something behind it that
+// is no port.
 bool hasPassword(std::string_view address);
 
 } // namespace hq

@@ -198,7 +198,7 @@ bool makeFolders(const std::string &path)
         slash = name.find('/', slash + 1);
         const std::string part = name.substr(0, slash);
         if (::mkdir(part.c_str(), 0700) != 0 && errno != EEXIST) {
-            // Above a folder that is there, nothing needs to be permitted to us.
+            // Folders above one that exists need not let us in.
             const int code = errno;
             struct stat info;
             if (::stat(part.c_str(), &info) != 0)

@@ -80,7 +80,7 @@ void removeIfAbandoned(int folder, const char *name, bool locksCount, std::time_
 {
     struct stat info;
     struct stat opened;
-    // Looked at before it is opened as well: opening a pipe wakes its reader.
+    // Checked before it is opened as well, because opening a pipe wakes its reader.
     if (::fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISREG(info.st_mode) ||
         info.st_uid != ::geteuid())
         return;

@@ -43,8 +43,8 @@ NameValues S3Cursor::query() const
     return query;
 }
 
-// A token leads where the server knows best. What is asked for by name can begin anew, or with
-// names of the page before.
+// A page that was asked for by token is trusted. One that was asked for by name can begin the
+// listing anew, or repeat names of the page before.
 void S3Cursor::dropKnown(S3Listing &page)
 {
     std::vector<S3Listing::Entry> &entries = page.entries;

@@ -121,7 +121,7 @@ void S3Ranges::arrive(std::size_t at)
             return;
     }
     if (at > 0 && page.isTruncated && page.entries.empty()) {
-        dropFrom(at); // no use of its requests is to be seen
+        dropFrom(at); // nobody knows how many requests would follow
         return;
     }
     keep(range, std::move(page));
@@ -183,7 +183,7 @@ bool S3Ranges::isCovered(std::size_t at) const
     return next.first.empty() ? last >= next.guess : last >= next.first;
 }
 
-// Drops ranges that hold nothing between the one before and the one behind.
+// Drops ranges that hold no name between the one before and the one behind.
 void S3Ranges::dropUseless()
 {
     for (std::size_t i = 0; i + 1 < m_ranges.size();) {
@@ -210,7 +210,7 @@ void S3Ranges::join()
         const Entries &names = m_ranges[0].names;
         const Range &next = m_ranges[1];
         if (next.first.empty() || ownNames(0) > 0)
-            return;          // it has yet to come, or its turn has
+            return;          // it has not come, or names before it are still to be taken
         if (names.empty()) { // not met in a page of the first one's own
             dropNext();
             continue;
@@ -223,7 +223,7 @@ void S3Ranges::join()
             continue;
         }
         if (mine == names.end() || (its == next.names.end() && !next.pages->isAtEnd()))
-            return; // it has yet to come further
+            return; // more of it has to come first
         dropNext();
     }
 }

@@ -17,8 +17,8 @@ using Clock = std::chrono::steady_clock;
 // Requests that may turn out useless: some in any case, and a share of the useful ones.
 constexpr double kFreeRequests = 14;
 constexpr double kUselessShare = 0.28;
-// A range beside others of which nothing has come is begun where so many requests a piece are to
-// spare: one wrong guess makes all of them useless.
+// Ranges side by side that have brought nothing yet depend on one guess. Another one is begun among
+// them only while so many useless requests are allowed for each.
 constexpr double kSparePerBet = 2;
 // Pages of a range, and the part of one by which it is to be shorter, so that it most likely meets
 // the next range in so many pages where guesses are good.
@@ -27,8 +27,8 @@ constexpr double kMargin = 0.08;
 constexpr double kWasteRate = 0.3; // by which the latest one counts
 constexpr std::size_t kMostBytesAhead = 5 * 1024 * 1024;
 constexpr std::size_t kMostBytesComing = 8 * 1024 * 1024;
-constexpr std::size_t kBytesPerBlock = 16; // that the heap takes for itself
-constexpr std::size_t kPagesPerAnswer = 2; // as much memory takes one that is coming in
+constexpr std::size_t kBytesPerBlock = 16; // that the heap adds
+constexpr std::size_t kPagesPerAnswer = 2; // a page that is coming in takes as much memory
 
 } // namespace
 
@@ -67,8 +67,8 @@ void S3Ranges::askFor(Range &range)
     range.pages->poll(); // sends it
 }
 
-// Long names may follow short ones: pages that turn out larger than was reckoned when they were
-// asked for are given up but for the next ones, and fewer are asked for from then on.
+// Pages can turn out larger than expected when they were asked for, where long names follow short
+// ones. All but the next ones are given up then, and fewer are asked for from then on.
 void S3Ranges::withdrawExcess()
 {
     std::size_t bytes = 0;
@@ -175,7 +175,8 @@ void S3Ranges::noteWaste(std::size_t names)
     m_waste += kWasteRate * (part - m_waste);
 }
 
-// So many names are taken; what was done with those before took the time since, but for waiting.
+// The caller takes so many names. The time since it last took some, without waiting, is what its
+// work on those took.
 void S3Ranges::noteWork(std::size_t names)
 {
     const auto now = Clock::now();
