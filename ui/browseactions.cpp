@@ -24,7 +24,7 @@ BrowseActions::BrowseActions(QTreeView *folders, QTreeView *files, const Callbac
 {
     addAction(folders, tr("List Again"), Qt::Key_F5, callbacks.listAgain);
     m_interrupt = addAction(folders, tr("Stop Listing"), Qt::Key_Escape, callbacks.interrupt);
-    addAction(folders, tr("This Computer"), Qt::CTRL | Qt::Key_Home, callbacks.showComputer);
+    addAction(folders, tr("This Computer"), QStringLiteral("Ctrl+Home"), callbacks.showComputer);
     folders->setContextMenuPolicy(Qt::ActionsContextMenu);
     setBusy(false);
 }
