@@ -131,9 +131,10 @@ void makeEntries(int count)
     for (int i = 0; i < count; ++i) {
         const QString name = QStringLiteral("source-%1").arg(i);
         if (i % 4)
-            writeS3Entry(directory.toUtf8(), {"AKIAEXAMPLE", "secret", "eu-west-1", name, {}});
+            writeS3Entry(directory, {"AKIAEXAMPLE", "secret", "eu-west-1", name, {}});
         else
-            writeTamsEntry(tamsEntryPath(directory, name + ".amazonaws.com"), {{}, "id", "secret"});
+            writeTamsEntry(hq::tamsEntryPath(directory, name + ".amazonaws.com"),
+                           {{}, "id", "secret"});
     }
 }
 

@@ -7,6 +7,7 @@
 #include "hqutil.h"
 #include "paging.h"
 #include "stoptoken.h"
+#include "tamsentry.h"
 
 #include <QHash>
 #include <QJsonArray>
@@ -76,33 +77,23 @@ void logOddAnswer(const QByteArray &json, const QByteArray &address, bool hasMor
                shown.c_str());
 }
 
-// A site may have been entered with a user and a password.
-QString shownSite(const QString &site)
-{
-    const QString scheme = QStringLiteral("https://");
-    const QString shown =
-        QString::fromStdString(hq::harmlessAddress((scheme + site).toStdString()));
-    return shown.mid(scheme.size());
-}
-
 } // namespace
 
 std::optional<QString> readTamsEndpoint(const QString &site, TamsFailure *failure)
 {
     char directory[HQ_CONFIG_DIR_SIZE] = {};
     hqOSGetConfigDir(directory, 0);
-    const QString path = QString::fromUtf8(directory) + site + QStringLiteral(".json");
-    const auto text = hq::readEntryFile(path.toUtf8());
+    const QByteArray path = hq::tamsEntryPath(QString::fromUtf8(directory), site).toUtf8();
+    const auto text = hq::readEntryFile(path);
     if (!text) {
-        const QString shown = QString::fromUtf8(directory) + shownSite(site) + ".json";
-        ErrOut("ERROR: Unable to open TAMS config file <%s> ", shown.toUtf8().constData());
+        const std::string shown = hq::shownEntryPath(path.toStdString());
+        ErrOut("ERROR: Unable to open TAMS config file <%s> ", shown.c_str());
         failure->title = QStringLiteral("ERROR: Unable to open TAMS config file");
-        failure->text = QStringLiteral("RROR: Unable to open TAMS config file <%1>").arg(shown);
+        failure->text = QStringLiteral("RROR: Unable to open TAMS config file <%1>")
+                            .arg(QString::fromStdString(shown));
         return std::nullopt;
     }
-    const QJsonValue value =
-        QJsonDocument::fromJson(*text).object().value(QLatin1String("endpoint"));
-    QString endpoint = value.isUndefined() ? QStringLiteral("/Prod/") : value.toString();
+    QString endpoint = hq::parseTamsEntry(*text).endpoint;
     if (!endpoint.startsWith(QLatin1Char('/')))
         endpoint.prepend(QLatin1Char('/'));
     if (!endpoint.endsWith(QLatin1Char('/')))

@@ -18,3 +18,13 @@ QStringList entryNames(const QString &directory, const QString &pattern)
     // An empty path would stand for the working directory.
     return directory.isEmpty() ? QStringList() : QDir(directory).entryList({pattern});
 }
+
+int writeEntryFile(const QString &path, const QByteArray &text)
+{
+    const HQHANDLE file = hqOSCreateFile(path.toUtf8().constData(), HQ_ACCESS_WRITE, HQ_SHARE_READ,
+                                         nullptr, HQ_CREATE_ALWAYS, 0, nullptr);
+    if (file == HQ_INVALID_HANDLE)
+        return -1;
+    hqOSfprintf(file, "%s", text.constData());
+    return hqOSCloseFile(file);
+}

@@ -1,8 +1,10 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
+#include "base/configuration.h"
 #include "hqutil.h"
 #include "net/s3/documents.h"
 #include "net/s3/resource.h"
+#include "streamcontent.h"
 #include "testmain.h"
 
 #include <tuple>
@@ -38,6 +40,17 @@ void S3ProtocolTest::endpoints()
          {"media.s3.amazonaws.com", "s3.website.amazonaws.com", "s3.eu-west-1.evilamazonaws.com",
           "s3.eu-west-1.amazonaws.com.evil.example", "s3.eu-west-1.x.amazonaws.com", ""})
         QVERIFY2(hq::regionOfHost(host).empty(), host);
+    // The lines of a bucket's entry file are read as its source is, blanks around the name aside.
+    const QString file = QString::fromStdString(hq::configDirectory() + "b.csv");
+    for (const auto &[entry, region] :
+         {std::pair("# AWSRegion=x-1\nAWSRegion = us-west-2\r\nAWSSite=s3.b", "us-west-2"),
+          {"#AWSRegion=eu-north-1\n%AWSRegion=eu-north-1", "us-east-1"},
+          {"MyRegion=x-1\nSecretKey=AWSRegion=x-2", "x-1"}}) {
+        QVERIFY(fill(file, entry));
+        hq::S3Resource bucket(*hq::S3Address::parse("s3://AK:SK@nas.local/b"), "");
+        const QString sent = QString::fromStdString(bucket.request({}).headers.back());
+        QVERIFY2(sent.contains(QString("/%1/s3/aws4").arg(region)), sent.toUtf8());
+    }
 }
 
 // Names joined by "|", or token or last name of a page that goes on; "!" when it is no listing.

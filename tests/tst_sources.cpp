@@ -52,7 +52,7 @@ void SourcesTest::entryLines()
           {"AccessKeyId=\xff\xfe\nSecretKey=\xc3\xa9\nSite=s",
            "\xef\xbf\xbd\xef\xbf\xbd|\xc3\xa9||s"}}) {
         write("bucket.csv", lines);
-        const S3Entry entry = readS3Entries(m_directory).value(0);
+        const hq::S3Entry entry = readS3Entries(m_directory).value(0);
         const QStringList found{entry.key, entry.secret, entry.region, entry.site};
         QCOMPARE(entry.path.isEmpty() ? "none" : found.join('|'), QString(expected));
     }
@@ -94,7 +94,6 @@ void SourcesTest::s3Life()
     fillDialog(dialog, {"K2", "", "S2", "rushes", "nas.local"}, "Accept");
     QCOMPARE(probe.ui.combo_URL->currentIndex(), 1);
     probe.ui.button_URL_Remove->click();
-    QCOMPARE(probe.sources.size(), 1);
     QCOMPARE(probe.sources[0]->getKey(), QString("K2"));
     QCOMPARE(read("rushes.csv"),
              QByteArray("AWSAccessKeyId=K2\r\nAWSSecretKey=S2\r\nAWSRegion=\r\n"));

@@ -34,11 +34,11 @@ QString tamsText(const URL *source)
 void MainWindow::loadSources()
 {
     const QString directory = configDirectory();
-    for (const S3Entry &entry : readS3Entries(directory)) {
+    for (const hq::S3Entry &entry : readS3Entries(directory)) {
         auto *source =
             new URL(entry.key, entry.secret, entry.region, entry.bucket, entry.site, false);
         sources.append(source);
-        if (entry.path != s3EntryPath(directory, entry.bucket))
+        if (entry.path != hq::s3EntryPath(directory, entry.bucket))
             m_entryPaths.insert(source, entry.path);
         ui->combo_URL->addItem(source->getDisplayName());
     }
@@ -85,7 +85,7 @@ void MainWindow::onUpdateUrl(const QString &key, const QString &secret, const QS
 
 QString MainWindow::entryPath(const URL *source) const
 {
-    return m_entryPaths.value(source, s3EntryPath(configDirectory(), source->getBucket()));
+    return m_entryPaths.value(source, hq::s3EntryPath(configDirectory(), source->getBucket()));
 }
 
 void MainWindow::on_button_URL_Remove_clicked()
@@ -97,7 +97,7 @@ void MainWindow::on_button_URL_Remove_clicked()
     const QString text = ui->combo_URL->currentText();
     const QString scheme = QStringLiteral("://");
     const QString host = text.contains(scheme) ? text.section(scheme, 1) : text;
-    deleteEntryFile(tamsEntryPath(directory, host));
+    deleteEntryFile(hq::tamsEntryPath(directory, host));
 
     const int position = ui->combo_URL->findText(text, Qt::MatchExactly | Qt::MatchCaseSensitive);
     if (position < 0 || position >= sources.size())
@@ -147,12 +147,12 @@ void MainWindow::onAddTams(const QString &tams, const QString &end, const QStrin
 {
     const QString host = tamsHost(tams);
     qint32 length = host.size();
-    hqCFGValueString(-1, tamsSection(host).toUtf8().constData(), "oauth2server",
+    hqCFGValueString(-1, hq::tamsSection(host).toUtf8().constData(), hq::kTamsServerKey,
                      oauth.toUtf8().constData(), &length, 1);
     hqCFGSave(-1, 0, 0);
 
     const QString directory = configDirectory();
-    const QString path = tamsEntryPath(directory, host);
+    const QString path = hq::tamsEntryPath(directory, host);
     if (!writeTamsEntry(path, {end, id, secret})) {
         const quint32 error = hqOSGetLastError();
         showWarning(this, QStringLiteral("Unable to create file"),

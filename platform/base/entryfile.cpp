@@ -2,27 +2,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "entryfile.h"
 
+#include "credentials.h"
 #include "errorlog.h"
 #include "localfile.h"
-
-#include <string>
+#include "system.h"
 
 namespace hq {
 
 namespace {
-
 constexpr std::int64_t kMostBytes = 4 * 1024 * 1024;
-
-// A repository's address, which names its file, may hold a password.
-std::string shown(const std::string &path)
-{
-    const std::size_t name = path.find_last_of("/\\") + 1;
-    const std::size_t at = path.rfind('@');
-    return at == std::string::npos || at < name ? path
-                                                : path.substr(0, name) + "***" + path.substr(at);
 }
-
-} // namespace
 
 std::optional<QByteArray> readEntryFile(const QByteArray &path)
 {
@@ -34,7 +23,8 @@ std::optional<QByteArray> readEntryFile(const QByteArray &path)
     bool isRead = file->size(&size);
     const auto logged = [&path](const std::string &before, const std::string &behind) {
         const LastErrorKeeper keeper;
-        writeErrorLog("ERROR: " + before + " <" + shown(path.toStdString()) + ">" + behind);
+        writeErrorLog("ERROR: " + before + " <" + shownEntryPath(path.toStdString()) + ">" +
+                      behind);
         return std::nullopt;
     };
     if (isRead && size > kMostBytes)
@@ -46,6 +36,13 @@ std::optional<QByteArray> readEntryFile(const QByteArray &path)
         return logged("Unable to read entry file", ", error " + std::to_string(lastError()));
     text.truncate(static_cast<int>(read));
     return text;
+}
+
+std::string shownEntryPath(const std::string &path)
+{
+    const std::string scheme = "https://";
+    const std::size_t name = path.rfind(system::separator()) + 1;
+    return path.substr(0, name) + harmlessAddress(scheme + path.substr(name)).substr(scheme.size());
 }
 
 } // namespace hq

@@ -9,11 +9,10 @@
 #include "net/resource.h"
 #include "net/s3/signer.h"
 #include "stoptoken.h"
+#include "tamsentry.h"
 
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QStringList>
 
 #include <algorithm>
 #include <chrono>
@@ -106,38 +105,26 @@ private:
     bool m_holds;
 };
 
-QByteArray entryOf(const std::string &host)
-{
-    const std::string directory = configDirectory();
-    if (host.find_first_of("/\\") != std::string::npos || directory.empty())
-        return {};
-    return readEntryFile(QByteArray::fromStdString(directory + host + ".json"))
-        .value_or(QByteArray());
-}
-
 // None when the host is not a configured repository.
 std::optional<Client> configuredClient(const std::string &host)
 {
-    const QByteArray text = entryOf(host);
+    if (host.find_first_of("/\\") != std::string::npos)
+        return std::nullopt;
+    const QString name = QString::fromStdString(host);
+    const QString path = tamsEntryPath(QString::fromStdString(configDirectory()), name);
+    const QByteArray text = readEntryFile(path.toUtf8()).value_or(QByteArray());
     if (text.isEmpty())
         return std::nullopt;
-    QString section = QString::fromStdString(host);
-    while (!section.isEmpty() && section.at(0).isDigit())
-        section.remove(0, 1);
-    QString server = configurationValue("Tidewell\\OAuth2\\" + section, "oauth2server")
-                         .value_or(QString())
-                         .trimmed();
+    QString server =
+        configurationValue(tamsSection(name), kTamsServerKey).value_or(QString()).trimmed();
     if (server.isEmpty())
         return std::nullopt;
     if (!server.contains("://"))
         server.prepend("https://");
 
-    const QJsonObject entry = QJsonDocument::fromJson(text).object();
-    QStringList scopes;
-    for (const auto scope : entry["scope"].toArray())
-        scopes << scope.toString();
-    return Client{server.toStdString(), entry["client_id"].toString().toStdString(),
-                  entry["client_secret"].toString().toStdString(), scopes.join(' ').toStdString()};
+    const TamsEntry entry = parseTamsEntry(text);
+    return Client{server.toStdString(), entry.clientId.toStdString(),
+                  entry.clientSecret.toStdString(), entry.scopes.join(' ').toStdString()};
 }
 
 QByteArray basicCredentials(const Client &client)

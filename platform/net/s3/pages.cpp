@@ -14,11 +14,19 @@ constexpr std::size_t kMostPageBytes = 32 * 1024 * 1024;
 }
 
 S3Pages::S3Pages(HttpClient &client, const S3Address &address, const std::string &prefix,
-                 int mostKeys, const std::string &after)
+                 int mostKeys)
     : m_client(client)
     , m_isAccount(address.bucket.empty())
-    , m_cursor(prefix, mostKeys, after)
+    , m_cursor(prefix, mostKeys)
     , m_resource(address, {})
+{
+}
+
+S3Pages::S3Pages(const S3Pages &first, const std::string &prefix, const std::string &after)
+    : m_client(first.m_client)
+    , m_isAccount(first.m_isAccount)
+    , m_cursor(prefix, 1000, after)
+    , m_resource(first.m_resource)
 {
 }
 

@@ -17,10 +17,12 @@ namespace hq {
 class S3Pages
 {
 public:
-    // The level below `prefix` of a bucket, from its start or behind the name `after` on, or the
-    // buckets of an account.
+    // The level below `prefix` of a bucket, or the buckets of an account.
     S3Pages(HttpClient &client, const S3Address &address, const std::string &prefix,
-            int mostKeys = 1000, const std::string &after = {});
+            int mostKeys = 1000);
+    // Those of the level that `first` is of, behind the name `after`. What is known of the bucket,
+    // such as the region that its entry file names, is not looked up again.
+    S3Pages(const S3Pages &first, const std::string &prefix, const std::string &after);
 
     // Sends what is due and takes in what has come, without waiting; true when there is something
     // to take. Not at the end.

@@ -28,14 +28,14 @@ S3Ranges::Entries::const_iterator placeOf(const std::string &name, const S3Range
 } // namespace
 
 S3Ranges::S3Ranges(HttpClient &client, const S3Address &address, std::string prefix)
-    : m_client(client), m_address(address), m_prefix(std::move(prefix)), m_takenAt(Clock::now())
+    : m_client(client), m_prefix(std::move(prefix)), m_takenAt(Clock::now())
 {
-    m_ranges.push_back(rangeBehind({}));
+    m_ranges.push_back({{}, std::make_unique<S3Pages>(client, address, m_prefix)});
 }
 
 S3Ranges::Range S3Ranges::rangeBehind(std::string guess) const
 {
-    auto pages = std::make_unique<S3Pages>(m_client, m_address, m_prefix, 1000, guess);
+    auto pages = std::make_unique<S3Pages>(*m_ranges.front().pages, m_prefix, guess);
     return {std::move(guess), std::move(pages)};
 }
 

@@ -79,7 +79,6 @@ private:
     std::string_view inLevel(const std::string &name) const;
 
     HttpClient &m_client;
-    const S3Address m_address;
     const std::string m_prefix;
     std::deque<Range> m_ranges; // in order; the first one is being reported
     bool m_isAlone = false;     // for the rest of the listing

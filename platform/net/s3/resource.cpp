@@ -6,6 +6,7 @@
 #include "base/text.h"
 #include "entryfile.h"
 #include "net/s3/documents.h"
+#include "s3entry.h"
 #include "s3region.h"
 #include "s3service.h"
 
@@ -84,23 +85,16 @@ bool isLabel(std::string_view text)
            std::all_of(text.begin(), text.end(), isLabelCharacter);
 }
 
-// The value of the region line of the bucket's entry file.
+// The region that the bucket's entry file names.
 std::string regionOfEntryFile(const std::string &bucket)
 {
-    const std::string directory = configDirectory();
-    if (bucket.empty() || directory.empty())
+    if (bucket.empty())
         return {};
-    const auto text = readEntryFile(QByteArray::fromStdString(directory + bucket + ".csv"));
-    if (!text)
-        return {};
-    static constexpr std::string_view kName = "AWSRegion=";
-    std::string_view rest(text->constData(), static_cast<std::size_t>(text->size()));
-    const auto line = rest.find(kName);
-    if (line == std::string_view::npos)
-        return {};
-    rest.remove_prefix(line + kName.size());
-    const auto value = rest.substr(0, rest.find_first_of("\r\n= \t"));
-    return isLabel(value) ? std::string(value) : std::string();
+    const QString path =
+        s3EntryPath(QString::fromStdString(configDirectory()), QString::fromStdString(bucket));
+    const QByteArray text = readEntryFile(path.toUtf8()).value_or(QByteArray());
+    const std::string region = parseS3Entry(text).region.trimmed().toStdString();
+    return isLabel(region) ? region : std::string();
 }
 
 std::string withoutScheme(const std::string &site)
