@@ -4,6 +4,7 @@
 
 #include "addressforms.h"
 #include "hqutil.h"
+#include "opensource.h"
 #include "streamfile.h"
 
 namespace {
@@ -36,18 +37,6 @@ int fail(QTextStream &out, const char *message)
 QString withoutLeadingSeparator(const QString &part)
 {
     return part.startsWith(QLatin1Char('\\')) ? part.mid(1) : part;
-}
-
-// Opening is the proof that the source is there and can be reached with the given credentials.
-bool isReachable(const QString &address)
-{
-    const HQHANDLE source =
-        hqOSCreateFile(address.toUtf8().constData(), HQ_ACCESS_READ, HQ_SHARE_READ, nullptr,
-                       HQ_OPEN_EXISTING, HQ_ATTRIBUTE_NORMAL, nullptr);
-    if (source == HQ_INVALID_HANDLE)
-        return false;
-    hqOSCloseFile(source);
-    return true;
 }
 
 } // namespace

@@ -6,7 +6,8 @@
 
 // Whether the arguments, without the program's name, ask for a command-line run: at least one of
 // them is neither an option that Qt takes out nor such an option's value. An explicit "-platform"
-// is the user's own choice and gives false.
+// is the user's own choice and gives false. A guess, because Qt has to know before it takes its
+// options out; the mode itself goes by what Qt leaves.
 bool runsWithoutDisplay(const QByteArrayList &arguments);
 
 // Lets the application that is created next run without a display and without desktop plugins,

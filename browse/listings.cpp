@@ -5,7 +5,7 @@
 #include "addressforms.h"
 #include "browsetree.h"
 #include "credentials.h"
-#include "hqutil.h"
+#include "opensource.h"
 #include "s3listing.h"
 #include "tamslisting.h"
 
@@ -80,12 +80,8 @@ void Listings::stop()
 void Listings::open(const QString &address, std::function<void()> opened)
 {
     start(nullptr, [address, opened = std::move(opened)](const Link &link, const auto &call) {
-        const HQHANDLE file =
-            hqOSCreateFile(address.toUtf8().constData(), HQ_ACCESS_READ, HQ_SHARE_READ, nullptr,
-                           HQ_OPEN_EXISTING, HQ_ATTRIBUTE_NORMAL, nullptr);
-        if (file == HQ_INVALID_HANDLE)
+        if (!isReachable(address))
             return;
-        hqOSCloseFile(file);
         link.post([opened, call] {
             if (!call.isStopped())
                 opened();

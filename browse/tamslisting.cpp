@@ -4,7 +4,9 @@
 
 #include "credentials.h"
 #include "entryfile.h"
+#include "errorcode.h"
 #include "hqutil.h"
+#include "opensource.h"
 #include "paging.h"
 #include "stoptoken.h"
 #include "tamsentry.h"
@@ -13,6 +15,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QScopeGuard>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -23,30 +26,6 @@ constexpr quint64 unknownSize = ~quint64(0);
 constexpr quint64 bytesOfUnknownSize = 1048576;
 constexpr quint64 minResponseBytes = 10;
 constexpr quint64 maxResponseBytes = 256 << 20;
-constexpr quint32 notUnderstood = 12152; // of hqOSGetLastError
-
-class OpenFile
-{
-public:
-    explicit OpenFile(const QByteArray &path)
-        : m_handle(hqOSCreateFile(path.constData(), HQ_ACCESS_READ, HQ_SHARE_READ, nullptr,
-                                  HQ_OPEN_EXISTING, 0, nullptr))
-    {
-    }
-    ~OpenFile()
-    {
-        if (isOpen())
-            hqOSCloseFile(m_handle);
-    }
-    OpenFile(const OpenFile &) = delete;
-    OpenFile &operator=(const OpenFile &) = delete;
-
-    bool isOpen() const { return m_handle != HQ_INVALID_HANDLE; }
-    HQHANDLE handle() const { return m_handle; }
-
-private:
-    HQHANDLE m_handle;
-};
 
 // One failure as log and message box tell it: "ERROR: WHAT <address>". Relied on, here and below:
 // the blank at the end of log lines, "RROR" in one box.
@@ -109,11 +88,12 @@ QString tamsFlowsAddress(const QString &site, const QString &endpoint)
 std::optional<std::vector<ListedFlow>> readTamsFlows(const QString &address, TamsFailure *failure)
 {
     const QByteArray encoded = address.toUtf8();
-    const OpenFile file(encoded);
-    if (!file.isOpen())
+    const HQHANDLE file = openSource(address, 0);
+    if (file == HQ_INVALID_HANDLE)
         return fail("Unable to open", encoded, failure);
+    const auto close = qScopeGuard([file] { hqOSCloseFile(file); });
     std::int64_t found = 0;
-    hqOSGetFileSizeEx(file.handle(), &found);
+    hqOSGetFileSizeEx(file, &found);
     auto size = static_cast<quint64>(found);
     if (size < minResponseBytes)
         return fail("Flow too small", encoded, failure);
@@ -122,18 +102,19 @@ std::optional<std::vector<ListedFlow>> readTamsFlows(const QString &address, Tam
 
     // A size that no list of flows has; the server would make us reserve memory for it.
     if (size > maxResponseBytes)
-        return fail("Error reading flow", encoded, failure, notUnderstood);
+        return fail("Error reading flow", encoded, failure,
+                    quint32(hq::Error::InvalidServerResponse));
 
     const auto count = static_cast<quint32>(size);
     const std::unique_ptr<char[]> buffer(new (std::nothrow) char[std::size_t(count) + 2]);
     quint32 read = 0;
-    hqOSSeek(file.handle(), 0);
-    if (!buffer || hqOSReadFile(file.handle(), buffer.get(), count, &read, nullptr) == 0)
+    hqOSSeek(file, 0);
+    if (!buffer || hqOSReadFile(file, buffer.get(), count, &read, nullptr) == 0)
         return fail("Error reading flow", encoded, failure);
     buffer[read] = '\0';
     const auto length = static_cast<int>(std::strlen(buffer.get()));
     const QByteArray answer = QByteArray::fromRawData(buffer.get(), length);
-    logOddAnswer(answer, encoded, hq::hasNextPage(file.handle()));
+    logOddAnswer(answer, encoded, hq::hasNextPage(file));
     return foldTamsFlows(answer);
 }
 

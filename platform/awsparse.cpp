@@ -18,14 +18,9 @@ void put(char *buffer, std::string_view text)
 {
     if (!buffer)
         return;
-    std::size_t length = text.size();
-    if (length > size - 1) {
-        length = size - 1;
-        while (length > 0 && (static_cast<unsigned char>(text[length]) & 0xc0) == 0x80)
-            --length;
-    }
-    text.copy(buffer, length);
-    buffer[length] = '\0';
+    const std::string_view fitting = hq::cutAt(size - 1, text);
+    fitting.copy(buffer, fitting.size());
+    buffer[fitting.size()] = '\0';
 }
 
 struct FolderAndName

@@ -29,8 +29,6 @@ namespace {
 using hq::Error;
 using hq::fail;
 
-constexpr std::uint32_t kOutOfMemory = 8;
-
 // Runs a call of the C interface, which lets no exception out.
 template <typename Result, typename Call>
 Result guarded(Result failure, Call call) noexcept
@@ -38,7 +36,7 @@ Result guarded(Result failure, Call call) noexcept
     try {
         return call();
     } catch (const std::exception &) {
-        hq::setLastSystemError(kOutOfMemory);
+        fail(Error::OutOfMemory);
         return failure;
     }
 }

@@ -5,7 +5,6 @@
 #include "base/targetfile.h"
 #include "copyfile.h"
 #include "hqutil.h"
-#include "process.h"
 #include "signals.h"
 #include "stoptoken.h"
 #include "streamcontent.h"
@@ -88,7 +87,7 @@ public:
         std::puts("writing");
         std::fflush(stdout);
         while (!token.isStopped())
-            hq::sleepMilliseconds(10);
+            QThread::msleep(10);
         return int(errorOf(file->commit()) & 0xff);
     }
 };

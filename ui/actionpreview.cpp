@@ -9,16 +9,6 @@
 #include <QEvent>
 #include <QPushButton>
 
-namespace {
-
-void describe(QPushButton *button, const QString &text)
-{
-    button->setToolTip(plainToolTip(text));
-    button->setAccessibleDescription(text);
-}
-
-} // namespace
-
 QString streamFileOf(const ActionState &state)
 {
     return streamFilePath(state.target, streamBaseName(state.stream));

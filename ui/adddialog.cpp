@@ -25,10 +25,8 @@ AddDialog::AddDialog(QWidget *parent)
     , siteEdit(new QLineEdit(this))
 {
     setWindowTitle(tr("Add URL"));
-    connect(acceptButton, SIGNAL(clicked()), this, SLOT(onAccept()));
-    connect(cancelButton, SIGNAL(clicked()), this, SLOT(onCancel()));
     resize(500, 200);
-    prepareFields(this);
+    prepareForm(this, acceptButton, cancelButton);
 }
 
 void AddDialog::onAccept()
@@ -48,13 +46,13 @@ void AddDialog::onCancel()
 void AddDialog::resizeEvent(QResizeEvent *event)
 {
     QDialog::resizeEvent(event);
-    placeRows({{keyLabel, keyEdit},
-               {secretLabel, secretEdit},
-               {regionLabel, regionEdit},
-               {bucketLabel, bucketEdit},
-               {siteLabel, siteEdit}},
-              50, width() - 100);
-    placeButtons(this, acceptButton, cancelButton, 72, 80);
+    placeS3Form(this,
+                {{keyLabel, keyEdit},
+                 {secretLabel, secretEdit},
+                 {regionLabel, regionEdit},
+                 {bucketLabel, bucketEdit},
+                 {siteLabel, siteEdit}},
+                acceptButton, cancelButton);
 }
 
 void AddDialog::clearFields()

@@ -3,7 +3,6 @@
 #include "clipforgeprocess.h"
 
 #include "hqutil.h"
-#include "process.h"
 #include "toolprocess.h"
 
 #include <QCoreApplication>
@@ -76,7 +75,7 @@ void QClipForgeProcess::run()
             tool->endAll(endLimit);
             return;
         }
-        hq::sleepMilliseconds(pollSleep);
+        msleep(pollSleep);
     }
     tool.reset();
     emit exportProcessComplete();

@@ -47,27 +47,29 @@ private:
 };
 } // namespace
 
-void placeRows(std::initializer_list<std::pair<QLabel *, QWidget *>> rows, int labelWidth,
-               int fieldWidth)
+void placeForm(const QDialog *dialog, FormRows rows, QPushButton *accept, QPushButton *cancel,
+               const FormPixels &pixels)
 {
     int top = edge;
     for (const auto &[label, field] : rows) {
-        label->setGeometry(edge, top, labelWidth, height);
-        field->setGeometry(rightOf(label), top, fieldWidth, height);
+        label->setGeometry(edge, top, pixels.labelWidth, height);
+        field->setGeometry(rightOf(label), top, pixels.fieldWidth, height);
         top += rowStep;
     }
+    top = dialog->height() - buttonsAboveBottom;
+    accept->setGeometry(dialog->width() / 2 - pixels.acceptOffset, top, pixels.buttonWidth, height);
+    cancel->setGeometry(rightOf(accept), top, pixels.buttonWidth, height);
 }
 
-void placeButtons(const QDialog *dialog, QPushButton *accept, QPushButton *cancel, int offset,
-                  int width)
+void placeS3Form(const QDialog *dialog, FormRows rows, QPushButton *accept, QPushButton *cancel)
 {
-    const int top = dialog->height() - buttonsAboveBottom;
-    accept->setGeometry(dialog->width() / 2 - offset, top, width, height);
-    cancel->setGeometry(rightOf(accept), top, width, height);
+    placeForm(dialog, rows, accept, cancel, {50, dialog->width() - 100, 72, 80});
 }
 
-void prepareFields(QDialog *dialog)
+void prepareForm(QDialog *dialog, QPushButton *accept, QPushButton *cancel)
 {
+    QObject::connect(accept, SIGNAL(clicked()), dialog, SLOT(onAccept()));
+    QObject::connect(cancel, SIGNAL(clicked()), dialog, SLOT(onCancel()));
     QLabel *label = nullptr;
     for (QObject *child : dialog->children()) {
         auto *widget = qobject_cast<QWidget *>(child);

@@ -15,18 +15,28 @@ class QPushButton;
 class QString;
 class QWidget;
 
-// Puts the rows one below the other, each a label and, 8 pixels right of it, its field.
-void placeRows(std::initializer_list<std::pair<QLabel *, QWidget *>> rows, int labelWidth,
-               int fieldWidth);
+// Labels, each with its field, from top to bottom.
+using FormRows = std::initializer_list<std::pair<QLabel *, QWidget *>>;
 
-// Puts the two buttons side by side on the bottom edge; `accept` starts `offset` left of the
-// dialog's middle.
-void placeButtons(const QDialog *dialog, QPushButton *accept, QPushButton *cancel, int offset,
-                  int width);
+struct FormPixels
+{
+    int labelWidth;
+    int fieldWidth;
+    int acceptOffset; // so far left of the dialog's middle the first button starts
+    int buttonWidth;
+};
 
-// Names each field after the label that was made before it, and puts the cursor into the first one
-// whenever the dialog is shown. For the end of a dialog's constructor.
-void prepareFields(QDialog *dialog);
+// Puts the rows one below the other, the field 8 pixels right of its label, and the two buttons
+// side by side on the bottom edge.
+void placeForm(const QDialog *dialog, FormRows rows, QPushButton *accept, QPushButton *cancel,
+               const FormPixels &pixels);
+// The same, as the dialogs of an S3 source are placed.
+void placeS3Form(const QDialog *dialog, FormRows rows, QPushButton *accept, QPushButton *cancel);
+
+// For the end of a form's constructor. Connects the buttons to onAccept() and onCancel(), names
+// each field after the label that was made before it, and puts the cursor into the first one
+// whenever the dialog is shown.
+void prepareForm(QDialog *dialog, QPushButton *accept, QPushButton *cancel);
 
 // Shows the dialog, or brings it to the front as it is when it is shown already.
 void showInFront(QDialog *dialog);

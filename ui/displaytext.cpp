@@ -6,9 +6,11 @@
 #include "credentials.h"
 #include "hqutil.h"
 #include "outputfile.h"
+#include "wholetext.h"
 
 #include <QFileInfo>
 #include <QStringList>
+#include <QWidget>
 #include <algorithm>
 
 QString addressWithoutCredentials(const QString &address)
@@ -39,6 +41,8 @@ QString pathToShow(const QString &path)
 
 QString plainToolTip(const QString &text)
 {
+    if (text.isEmpty())
+        return text;
     // A path that is broken at its blanks and hyphens is hard to read; only a long one has to be.
     constexpr int maxLineLetters = 120;
     const QStringList lines = text.split(QLatin1Char('\n'));
@@ -47,5 +51,11 @@ QString plainToolTip(const QString &text)
     });
     const QString start = isShort ? QStringLiteral("<p style='white-space:pre'>")
                                   : QStringLiteral("<p style='white-space:pre-wrap'>");
-    return start + text.toHtmlEscaped() + QStringLiteral("</p>");
+    return start + (isShort ? text : breakable(text)).toHtmlEscaped() + QStringLiteral("</p>");
+}
+
+void describe(QWidget *widget, const QString &text)
+{
+    widget->setToolTip(plainToolTip(text));
+    widget->setAccessibleDescription(text);
 }

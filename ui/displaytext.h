@@ -6,6 +6,8 @@
 
 #include <QString>
 
+class QWidget;
+
 // An address without credentials: "s3://" site "/" bucket "/" key, a path as it is. For the
 // clipboard; what is shown comes from addressToShow().
 QString addressWithoutCredentials(const QString &address);
@@ -17,5 +19,9 @@ QString addressToShow(const QString &address);
 // credentials where an address was typed.
 QString pathToShow(const QString &path);
 
-// A tooltip that shows the text as it is, also when it looks like markup.
+// A tooltip that shows the text as it is, also when it looks like markup; a long one wraps. Empty
+// for an empty text.
 QString plainToolTip(const QString &text);
+
+// Gives a widget such a tooltip, and screen readers the text itself.
+void describe(QWidget *widget, const QString &text);

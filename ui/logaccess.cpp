@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "logaccess.h"
 
+#include "displaytext.h"
 #include "failures.h"
 #include "warningbox.h"
 
@@ -11,25 +12,6 @@
 #include <QEvent>
 #include <QTextEdit>
 #include <QUrl>
-
-namespace {
-
-// A tooltip breaks no line by itself.
-QString wrapped(QString text)
-{
-    constexpr int maxLineLetters = 100;
-    for (int begin = 0; text.size() - begin > maxLineLetters;) {
-        const int blank = text.lastIndexOf(QLatin1Char(' '), begin + maxLineLetters);
-        if (blank > begin)
-            text[blank] = QLatin1Char('\n');
-        else
-            text.insert(begin + maxLineLetters, QLatin1Char('\n'));
-        begin = text.indexOf(QLatin1Char('\n'), begin) + 1;
-    }
-    return text;
-}
-
-} // namespace
 
 LogAccess::LogAccess(QTextEdit *box) : QObject(box), m_box(box)
 {
@@ -50,9 +32,7 @@ void LogAccess::refresh()
     const QString error = QStringLiteral("ERROR: ");
     if (line.startsWith(error))
         line.remove(0, error.size());
-    // The first line keeps what stands in "<" and ">" from being taken for markup.
-    m_box->setToolTip(line.isEmpty() ? QString()
-                                     : tr("Last line of the error log:\n") + wrapped(line));
+    describe(m_box, line.isEmpty() ? line : tr("Last line of the error log:\n") + line);
 }
 
 bool LogAccess::eventFilter(QObject *watched, QEvent *event)

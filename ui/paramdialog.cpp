@@ -26,12 +26,10 @@ ParamDialog::ParamDialog(QWidget *parent, int position, URL *record)
     , target(record)
 {
     setWindowTitle(tr("Set Params"));
-    connect(acceptButton, SIGNAL(clicked()), this, SLOT(onAccept()));
-    connect(cancelButton, SIGNAL(clicked()), this, SLOT(onCancel()));
     // A later record may get the same address, and would then be taken for this one.
     connect(target, &QObject::destroyed, this, [this] { target = nullptr; });
     resize(500, 200);
-    prepareFields(this);
+    prepareForm(this, acceptButton, cancelButton);
 }
 
 void ParamDialog::onAccept()
@@ -49,10 +47,10 @@ void ParamDialog::onCancel()
 void ParamDialog::resizeEvent(QResizeEvent *event)
 {
     QDialog::resizeEvent(event);
-    placeRows({{keyLabel, keyEdit},
-               {secretLabel, secretEdit},
-               {regionLabel, regionEdit},
-               {bucketLabel, bucketEdit}},
-              50, width() - 100);
-    placeButtons(this, acceptButton, cancelButton, 72, 80);
+    placeS3Form(this,
+                {{keyLabel, keyEdit},
+                 {secretLabel, secretEdit},
+                 {regionLabel, regionEdit},
+                 {bucketLabel, bucketEdit}},
+                acceptButton, cancelButton);
 }

@@ -30,10 +30,8 @@ PartialRestoreDialog::PartialRestoreDialog(QString source, QString directory, QW
     setWindowTitle(tr("Partial File Restore"));
     typeCombo->addItem(tr("Absolute"));
     typeCombo->addItem(tr("Timecode"));
-    connect(acceptButton, SIGNAL(clicked()), this, SLOT(onAccept()));
-    connect(cancelButton, SIGNAL(clicked()), this, SLOT(onCancel()));
     resize(265, 200);
-    prepareFields(this);
+    prepareForm(this, acceptButton, cancelButton);
 }
 
 PartialRestoreDialog::~PartialRestoreDialog()
@@ -96,8 +94,8 @@ void PartialRestoreDialog::report(const QString &line)
 
 void PartialRestoreDialog::resizeEvent(QResizeEvent *)
 {
-    placeRows(
+    placeForm(
+        this,
         {{typeLabel, typeCombo}, {inLabel, inEdit}, {outLabel, outEdit}, {fileLabel, fileEdit}},
-        120, 120);
-    placeButtons(this, acceptButton, cancelButton, 72, 80);
+        acceptButton, cancelButton, {120, 120, 72, 80});
 }

@@ -27,11 +27,9 @@ TamsDialog::TamsDialog(QWidget *parent)
     idEdit = new QLineEdit(this);
 
     setWindowTitle(tr("Add TAMS Repository"));
-    connect(acceptButton, SIGNAL(clicked()), this, SLOT(onAccept()));
-    connect(cancelButton, SIGNAL(clicked()), this, SLOT(onCancel()));
     setFixedSize(600, 200);
     layoutFields();
-    prepareFields(this);
+    prepareForm(this, acceptButton, cancelButton);
 }
 
 void TamsDialog::onAccept()
@@ -50,13 +48,13 @@ void TamsDialog::onCancel()
 
 void TamsDialog::layoutFields()
 {
-    placeRows({{tamsLabel, tamsEdit},
+    placeForm(this,
+              {{tamsLabel, tamsEdit},
                {endpointLabel, endpointEdit},
                {oauthLabel, oauthEdit},
                {idLabel, idEdit},
                {secretLabel, secretEdit}},
-              80, width() - 160);
-    placeButtons(this, acceptButton, cancelButton, 78, 86);
+              acceptButton, cancelButton, {80, width() - 160, 78, 86});
 }
 
 void TamsDialog::clearFields()

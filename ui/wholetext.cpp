@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "wholetext.h"
 
+#include "displaytext.h"
+
 #include <QAbstractItemView>
 #include <QGridLayout>
 #include <QHelpEvent>
@@ -36,10 +38,7 @@ QString breakable(const QString &text)
 
 void showWholeText(const QPoint &globalPlace, const QString &text, QWidget *widget)
 {
-    // Only what is marked up wraps.
-    const QString shown =
-        text.isEmpty() ? text : QStringLiteral("<qt>%1</qt>").arg(breakable(text).toHtmlEscaped());
-    QToolTip::showText(globalPlace, shown, widget);
+    QToolTip::showText(globalPlace, plainToolTip(text), widget);
 }
 
 void wrapLongWords(QMessageBox *box)

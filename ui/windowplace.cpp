@@ -22,8 +22,8 @@ QString widthsKey(const QTreeView *view, const QByteArray &kind)
     return QStringLiteral("Window/%1/%2").arg(view->objectName(), QString::fromLatin1(kind));
 }
 
-} // namespace
-
+// The rectangle moved and, where it is too large, shrunk so that a window with this content lies
+// within `screen`, its title bar of `titleBar` pixels too.
 QRect clampedTo(const QRect &screen, int titleBar, const QRect &content)
 {
     const QRect room = screen.adjusted(0, titleBar, 0, 0);
@@ -32,6 +32,8 @@ QRect clampedTo(const QRect &screen, int titleBar, const QRect &content)
             std::clamp(content.y(), room.y(), room.bottom() + 1 - size.height()), size.width(),
             size.height()};
 }
+
+} // namespace
 
 WindowPlace::WindowPlace(QWidget *window, QList<QTreeView *> views)
     : m_window(window), m_views(std::move(views)), m_firstSize(window->size())

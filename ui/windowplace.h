@@ -32,7 +32,3 @@ private:
     const QSize m_firstSize;
     QRect m_shownAt; // invalid until it is shown
 };
-
-// The rectangle moved and, where it is too large, shrunk so that a window with this content lies
-// within `screen`, its title bar of `titleBar` pixels too.
-QRect clampedTo(const QRect &screen, int titleBar, const QRect &content);

@@ -21,7 +21,6 @@ namespace hq {
 
 namespace {
 
-constexpr std::uint32_t kFileCorrupt = 1392;
 constexpr int kLockLimit = 2000; // ms
 
 struct Pending
@@ -58,7 +57,7 @@ std::unique_ptr<QSettings> openStore(const std::string &path)
 bool check(const QSettings &store)
 {
     if (store.status() == QSettings::FormatError)
-        setLastSystemError(kFileCorrupt);
+        setLastError(Error::FileCorrupt);
     else if (store.status() == QSettings::AccessError)
         setLastError(Error::AccessDenied);
     return store.status() == QSettings::NoError;
@@ -120,6 +119,12 @@ bool save(const QMap<QString, QString> &values)
 
 } // namespace
 
+std::string folderBelow(const std::string &root)
+{
+    const char separator = system::separator();
+    return root + "Corvane" + separator + "Pellory" + separator;
+}
+
 std::string configDirectory()
 {
     const std::string root = system::configurationRoot();
@@ -127,8 +132,7 @@ std::string configDirectory()
         setLastError(Error::PathNotFound);
         return {};
     }
-    const char separator = system::separator();
-    std::string directory = root + "Corvane" + separator + "Pellory" + separator;
+    std::string directory = folderBelow(root);
     if (directory.size() >= kConfigDirectorySize) {
         setLastError(Error::InvalidName);
         return {};

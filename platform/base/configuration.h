@@ -11,6 +11,9 @@ namespace hq {
 // The configuration directory is shorter, in bytes.
 constexpr std::size_t kConfigDirectorySize = 260;
 
+// The program's folder below one of the user's, which ends in a separator as well.
+std::string folderBelow(const std::string &root);
+
 // The configuration directory, made when it is missing, ending in a separator. Empty, with the
 // thread's last error, when it cannot be had or would be too long.
 std::string configDirectory();

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "errorlog.h"
 
+#include "configuration.h"
 #include "credentials.h"
 #include "failures.h"
 #include "lasterror.h"
@@ -9,6 +10,7 @@
 #include "qtmessages.h"
 #include "redaction.h"
 #include "system.h"
+#include "text.h"
 
 #include <QDateTime>
 #include <algorithm>
@@ -36,13 +38,6 @@ Log &errorLog()
     return *log;
 }
 
-// The program's folder below one of the user's.
-std::string folderBelow(const std::string &root)
-{
-    const char separator = system::separator();
-    return root + "Corvane" + separator + "Pellory" + separator;
-}
-
 std::string oneLine(std::string text)
 {
     std::replace_if(
@@ -56,12 +51,7 @@ std::string formatLine(const std::string &text)
                            .toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz "))
                            .toStdString();
     line += std::to_string(system::threadId()) + ' ' + text;
-    if (line.size() > kLongestLine) {
-        std::size_t end = kLongestLine;
-        while ((static_cast<unsigned char>(line[end]) & 0xc0) == 0x80)
-            --end;
-        line.resize(end);
-    }
+    line.resize(cutAt(kLongestLine, line).size());
     return line + '\n';
 }
 
@@ -134,7 +124,7 @@ void handleQtMessage(QtMsgType type, const QMessageLogContext &context, const QS
 void setErrorLogName(std::string_view name)
 {
     if (name.empty() || std::any_of(name.begin(), name.end(), [](char c) {
-            return system::isSeparator(c) || c == ':' || static_cast<unsigned char>(c) < 0x20;
+            return isAddressSeparator(c) || c == ':' || static_cast<unsigned char>(c) < 0x20;
         }))
         return;
     const std::lock_guard<std::mutex> lock(errorLog().mutex);

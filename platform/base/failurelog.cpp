@@ -19,17 +19,12 @@ namespace hq {
 
 namespace {
 
-bool isLastError(Error error)
-{
-    return lastError() == static_cast<std::uint32_t>(error);
-}
-
 std::string shown(std::string_view address)
 {
     // Longer ones would push the reason out of the line.
     constexpr std::size_t kLongest = 8192;
     const std::string text = harmlessAddress(address);
-    return "<" + (text.size() > kLongest ? text.substr(0, kLongest) + "..." : text) + ">";
+    return "<" + (text.size() > kLongest ? std::string(cutAt(kLongest, text)) + "..." : text) + ">";
 }
 
 // What is wrong with the text of an address.
@@ -77,9 +72,7 @@ std::string reason(std::string_view address, std::string advice)
         text += ", HTTP status " + std::to_string(details.httpStatus);
     constexpr std::size_t kLongestWord = 300;
     if (!details.serverWord.empty())
-        text +=
-            ", server: " +
-            harmlessReport(std::string_view(details.serverWord).substr(0, kLongestWord), address);
+        text += ", server: " + harmlessReport(cutAt(kLongestWord, details.serverWord), address);
     if (!advice.empty())
         text += ", " + advice;
     return text;

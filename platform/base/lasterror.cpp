@@ -29,36 +29,41 @@ std::uint32_t lastError()
     return t_lastError;
 }
 
+bool isLastError(Error error)
+{
+    return t_lastError == static_cast<std::uint32_t>(error);
+}
+
 std::string errorText(std::uint32_t code)
 {
-    static constexpr std::pair<std::uint32_t, const char *> kWords[] = {
-        {2, "missing"},
-        {3, "path missing"},
-        {4, "too many open files"},
-        {5, "denied"},
-        {6, "invalid handle"},
-        {8, "out of memory"},
-        {32, "in use"},
-        {33, "in use"},
-        {50, "not supported"},
-        {80, "exists"},
-        {87, "bad argument"},
-        {112, "disk full"},
-        {123, "malformed or too long name"},
-        {1006, "source changed"},
-        {1117, "disk error"},
-        {1223, "cancelled"},
-        {1392, "configuration store unreadable"},
-        {12002, "timed out"},
-        {12007, "name not resolved"},
-        {12029, "cannot connect"},
-        {12030, "connection lost"},
-        {12152, "answer not understood"},
-        {12157, "TLS failed"},
-        {12175, "certificate not trusted"},
+    static constexpr std::pair<Error, const char *> kWords[] = {
+        {Error::FileNotFound, "missing"},
+        {Error::PathNotFound, "path missing"},
+        {Error::TooManyOpenFiles, "too many open files"},
+        {Error::AccessDenied, "denied"},
+        {Error::InvalidHandle, "invalid handle"},
+        {Error::OutOfMemory, "out of memory"},
+        {Error::SharingViolation, "in use"},
+        {Error::LockViolation, "in use"},
+        {Error::NotSupported, "not supported"},
+        {Error::FileExists, "exists"},
+        {Error::InvalidParameter, "bad argument"},
+        {Error::DiskFull, "disk full"},
+        {Error::InvalidName, "malformed or too long name"},
+        {Error::SourceChanged, "source changed"},
+        {Error::DiskError, "disk error"},
+        {Error::Cancelled, "cancelled"},
+        {Error::FileCorrupt, "configuration store unreadable"},
+        {Error::TimedOut, "timed out"},
+        {Error::NameNotResolved, "name not resolved"},
+        {Error::CannotConnect, "cannot connect"},
+        {Error::ConnectionLost, "connection lost"},
+        {Error::InvalidServerResponse, "answer not understood"},
+        {Error::SecureChannelError, "TLS failed"},
+        {Error::SecureFailure, "certificate not trusted"},
     };
     const auto found = std::find_if(std::begin(kWords), std::end(kWords),
-                                    [code](const auto &word) { return word.first == code; });
+                                    [code](const auto &word) { return word.first == Error(code); });
     std::string text = "error " + std::to_string(code);
     return found == std::end(kWords) ? text : text + " (" + found->second + ")";
 }

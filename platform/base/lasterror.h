@@ -2,40 +2,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "errorcode.h"
+
 #include <cstdint>
 #include <string>
 
 namespace hq {
 
-// The codes of hqOSGetLastError, in the numbers that Windows gives them.
-enum class Error : std::uint32_t {
-    None = 0,
-    FileNotFound = 2,
-    PathNotFound = 3,
-    AccessDenied = 5,
-    InvalidHandle = 6,
-    SharingViolation = 32,
-    LockViolation = 33,
-    NotSupported = 50,
-    FileExists = 80,
-    InvalidParameter = 87,
-    DiskFull = 112,
-    InvalidName = 123,
-    SourceChanged = 1006,
-    Cancelled = 1223,
-    TimedOut = 12002,
-    NameNotResolved = 12007,
-    CannotConnect = 12029,
-    ConnectionLost = 12030,
-    InvalidServerResponse = 12152,
-    SecureChannelError = 12157,
-    SecureFailure = 12175,
-};
-
 // Sets this thread's code and forgets the details of the failure before.
 void setLastError(Error error);
 void setLastSystemError(std::uint32_t code);
 std::uint32_t lastError();
+bool isLastError(Error error);
 
 // The code as lines of the log give it: "error 5 (denied)".
 std::string errorText(std::uint32_t code);

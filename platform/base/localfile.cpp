@@ -5,6 +5,7 @@
 #include "stoptoken.h"
 #include "system.h"
 #include "targetfile.h"
+#include "text.h"
 
 #include <algorithm>
 #include <limits>
@@ -104,7 +105,7 @@ bool walk(const std::string &folder, const Entry &entry)
     std::sort(entries.begin(), entries.end(),
               [](const auto &a, const auto &b) { return a.name < b.name; });
     std::string prefix = folder;
-    if (prefix.empty() || (prefix.back() != '/' && prefix.back() != '\\'))
+    if (prefix.empty() || !isAddressSeparator(prefix.back()))
         prefix += system::separator();
     for (const system::FolderEntry &found : entries) {
         if (isStopped())

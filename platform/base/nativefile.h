@@ -27,7 +27,8 @@ enum class Exposure {
 };
 
 // An open file, closed on destruction; child processes do not inherit it. Paths are UTF-8. Every
-// false and every file that is not open sets the thread's last error.
+// false and every file that is not open sets the thread's last error. QFile knows neither rights
+// nor locks nor names given later, and tells failures without their codes.
 class NativeFile
 {
 public:

@@ -68,7 +68,7 @@ NativeFile NativeFile::openForOverwriting(const std::string &path, bool ownerOnl
         return {};
     }
     NativeFile file = open(GENERIC_WRITE, CREATE_NEW, owner.attributes());
-    if (file.isOpen() || lastError() != static_cast<std::uint32_t>(Error::FileExists))
+    if (file.isOpen() || !isLastError(Error::FileExists))
         return file;
     file = open(GENERIC_WRITE, OPEN_EXISTING, nullptr);
     if (!file.isOpen() || ::GetFileType(native(file.m_handle)) != FILE_TYPE_DISK)
@@ -166,7 +166,7 @@ bool NativeFile::reserve(std::int64_t size, const std::function<bool()> &) const
         return true;
     // Anything else says that this file system has no such call.
     failNow();
-    return lastError() != static_cast<std::uint32_t>(Error::DiskFull);
+    return !isLastError(Error::DiskFull);
 }
 
 // The system's own copy works on names and would leave half a file when the process dies.

@@ -9,8 +9,6 @@
 
 #include <QFile>
 
-#include <algorithm>
-
 bool hqOpenForWriting(QFile *file, const QString &path, bool ownerOnly)
 {
     using hq::system::Exposure;
@@ -34,9 +32,6 @@ bool hqOpenForWriting(QFile *file, const QString &path, bool ownerOnly)
 
 QString hqNativePath(const QString &path)
 {
-    using namespace hq::system;
-    QString result = path;
-    const auto isAny = [](QChar c) { return c.unicode() < 0x80 && isSeparator(c.toLatin1()); };
-    std::replace_if(result.begin(), result.end(), isAny, QChar(QLatin1Char(separator())));
-    return result;
+    const QLatin1Char separator(hq::system::separator());
+    return QString(path).replace(QLatin1Char('/'), separator).replace(QLatin1Char('\\'), separator);
 }

@@ -11,6 +11,7 @@ namespace hq {
 namespace {
 
 // Length of the character of valid UTF-8 that the text begins with, 0 when it begins with none.
+// Qt's decoder does not tell which bytes are wrong.
 std::size_t characterLength(std::string_view text, char32_t *character)
 {
     const auto byte = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };

@@ -3,19 +3,14 @@
 #include "process.h"
 #include "toolprocess.h"
 
-#include <chrono>
+#include <QThread>
+
 #include <csignal>
-#include <thread>
 #include <unistd.h>
 
 namespace hq {
 
 void makeProcessDpiAware() {}
-
-void sleepMilliseconds(int milliseconds)
-{
-    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
-}
 
 ToolProcess::ToolProcess()
 {
@@ -44,7 +39,7 @@ void ToolProcess::endAll(int milliseconds)
     // The group is there as long as one of them is.
     for (; milliseconds > 0 && ::kill(-group, 0) == 0; milliseconds -= kStep) {
         if (!waitForFinished(kStep) && state() == NotRunning)
-            sleepMilliseconds(kStep);
+            QThread::msleep(kStep);
     }
     ::kill(-group, SIGKILL);
     waitForFinished();

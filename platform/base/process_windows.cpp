@@ -4,18 +4,11 @@
 #include "toolprocess.h"
 #include "winapi.h"
 
-#include <algorithm>
-
 namespace hq {
 
 void makeProcessDpiAware()
 {
     ::SetProcessDPIAware();
-}
-
-void sleepMilliseconds(int milliseconds)
-{
-    ::Sleep(static_cast<DWORD>(std::max(milliseconds, 0)));
 }
 
 ToolProcess::ToolProcess()

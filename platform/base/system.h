@@ -44,10 +44,11 @@ struct FolderEntry
 // The entries that are not hidden, in no order; `goOn` false stops with Cancelled.
 bool listFolder(const std::string &path, std::vector<FolderEntry> *entries,
                 const std::function<bool()> &goOn);
-// Makes a folder and its missing parents, all for their owner only.
+// Makes a folder and its missing parents, all for their owner only, which QDir cannot.
 bool makeFolders(const std::string &path);
 
-// The user's folders for configuration and for state, ending in a separator; empty when unknown.
+// The user's folders for configuration and for state, ending in a separator; empty when unknown. Qt
+// knows none for state before 6.7.
 std::string configurationRoot();
 std::string stateRoot();
 // Takes a file or folder from everybody but its owner (on Windows the system and administrators
@@ -55,10 +56,6 @@ std::string stateRoot();
 bool takeFromOthers(const std::string &path);
 
 char separator();
-bool isSeparator(char c);
 std::uint64_t threadId();
-// Another text each time the machine is started; empty where the system does not tell its starts
-// apart.
-std::string bootId();
 
 } // namespace hq::system

@@ -22,49 +22,49 @@ namespace hq::system {
 
 namespace {
 
-// The number that Windows gives to the same failure, so that callers know one set of numbers.
-std::uint32_t windowsCode(int code)
+// What Windows calls the same failure, so that callers know one set of numbers.
+Error windowsError(int code)
 {
     switch (code) {
     case ENOENT:
-        return 2;
+        return Error::FileNotFound;
     case ENOTDIR:
-        return 3;
+        return Error::PathNotFound;
     case EMFILE:
     case ENFILE:
-        return 4;
+        return Error::TooManyOpenFiles;
     case EACCES:
     case EPERM:
     case EROFS:
     case EISDIR:
-        return 5;
+        return Error::AccessDenied;
     case ENOMEM:
-        return 8;
+        return Error::OutOfMemory;
     case EBUSY:
     case ETXTBSY:
-        return 32;
+        return Error::SharingViolation;
     case EAGAIN:
-        return 33;
+        return Error::LockViolation;
     case ENOSYS:
     case ENXIO:
     case EOPNOTSUPP:
-        return 50;
+        return Error::NotSupported;
     case EEXIST:
-        return 80;
+        return Error::FileExists;
     case EINVAL:
-        return 87;
+        return Error::InvalidParameter;
     case ENOSPC:
     case EDQUOT:
     case EFBIG:
-        return 112;
+        return Error::DiskFull;
     case ENAMETOOLONG:
     case EILSEQ:
     case ELOOP:
-        return 123;
+        return Error::InvalidName;
     case EIO:
-        return 1117;
+        return Error::DiskError;
     default:
-        return 31;
+        return Error::GeneralFailure;
     }
 }
 
@@ -91,8 +91,7 @@ std::string folderFromEnvironment(const char *name, const char *belowHome)
 
 bool failWith(int code)
 {
-    setLastSystemError(windowsCode(code));
-    return false;
+    return fail(windowsError(code));
 }
 
 std::string slashed(std::string path)
@@ -223,11 +222,6 @@ char separator()
     return '/';
 }
 
-bool isSeparator(char c)
-{
-    return c == '/' || c == '\\';
-}
-
 std::uint64_t threadId()
 {
 #ifdef SYS_gettid
@@ -244,15 +238,6 @@ bool takeFromOthers(const std::string &path)
     if (::stat(name.c_str(), &info) != 0 || (info.st_mode & 077) == 0)
         return true;
     return ::chmod(name.c_str(), info.st_mode & 0700) == 0 || failWith(errno);
-}
-
-std::string bootId()
-{
-    const NativeFile file(openFile("/proc/sys/kernel/random/boot_id", O_RDONLY));
-    char text[64];
-    std::size_t size = 0;
-    const bool isRead = file.isOpen() && file.readAt(0, text, sizeof text, &size);
-    return isRead ? std::string(text, size) : std::string();
 }
 
 } // namespace hq::system

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
 #include "lasterror.h"
+#include "text.h"
 #include "winapi.h"
 
 #include <shlobj.h>
@@ -149,7 +150,7 @@ bool listFolder(const std::string &path, std::vector<FolderEntry> *entries,
     if (kindOf(path) != Kind::Folder)
         return kindOf(path) != Kind::Missing && fail(Error::PathNotFound);
     std::string pattern = path;
-    if (pattern.empty() || !isSeparator(pattern.back()))
+    if (pattern.empty() || !isAddressSeparator(pattern.back()))
         pattern += separator();
     WIN32_FIND_DATAW found{};
     const std::wstring names = native(pattern + '*');
@@ -201,11 +202,6 @@ char separator()
     return '\\';
 }
 
-bool isSeparator(char c)
-{
-    return c == '/' || c == '\\';
-}
-
 std::uint64_t threadId()
 {
     return ::GetCurrentThreadId();
@@ -247,11 +243,6 @@ bool takeFromOthers(const std::string &path)
            ::SetFileSecurityW(name.c_str(), DACL_SECURITY_INFORMATION,
                               owner.attributes()->lpSecurityDescriptor) ||
            failNow();
-}
-
-std::string bootId()
-{
-    return {}; // every drive knows who has a file open
 }
 
 } // namespace hq::system

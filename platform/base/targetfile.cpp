@@ -71,10 +71,7 @@ bool TargetFile::open(system::Rights rights)
     m_file = system::NativeFile::createNameless(folderOf(m_target), rights);
     if (m_file.isOpen())
         return true;
-    m_name = makeTemporary(m_target, [&](const std::string &name) {
-        m_file = system::NativeFile::createLocked(name, rights);
-        return m_file.isOpen();
-    });
+    m_name = makeTemporaryFile(m_target, rights, &m_file);
     return !m_name.empty();
 }
 
@@ -160,7 +157,7 @@ bool TargetFile::place()
     if (m_name.empty()) {
         if (m_file.link(m_target))
             return true;
-        const bool isTaken = lastError() == static_cast<std::uint32_t>(Error::FileExists);
+        const bool isTaken = isLastError(Error::FileExists);
         if (isTaken && m_keepExisting)
             return false;
         if (isTaken)
@@ -176,11 +173,7 @@ bool TargetFile::place()
 bool TargetFile::takeName()
 {
     const system::NativeFile nameless = std::exchange(m_file, {});
-    const system::Rights rights = nameless.rights();
-    m_name = makeTemporary(m_target, [&](const std::string &name) {
-        m_file = system::NativeFile::createLocked(name, rights);
-        return m_file.isOpen();
-    });
+    m_name = makeTemporaryFile(m_target, nameless.rights(), &m_file);
     return !m_name.empty() && copyFrom(nameless, {}) && m_file.sync();
 }
 

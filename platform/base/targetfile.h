@@ -18,6 +18,8 @@ namespace hq {
 // that is not completed leaves nothing behind, where the system can do that even when the process
 // is killed; elsewhere the remains are removed when the next file is made in that folder. Every
 // false sets the thread's last error; a stopped token ends each call with Cancelled.
+// QSaveFile does less: it always replaces, tells no codes and leaves its file behind when the
+// process is killed.
 class TargetFile
 {
 public:

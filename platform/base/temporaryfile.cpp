@@ -4,9 +4,12 @@
 
 #include "lasterror.h"
 #include "system.h"
+#include "text.h"
 
-#include <algorithm>
-#include <random>
+#include <QByteArray>
+#include <QRandomGenerator>
+#include <QSysInfo>
+
 #include <string_view>
 
 namespace hq {
@@ -26,7 +29,7 @@ constexpr std::string_view kEnd = ".part";
 const std::string &bootMark()
 {
     static const std::string mark = [] {
-        const std::string boot = system::bootId();
+        const std::string boot = QSysInfo::bootUniqueId().toStdString();
         std::size_t rest = std::hash<std::string>()(boot);
         std::string letters;
         for (; !boot.empty() && letters.size() < kBootMarkSize; rest /= kLetters.size())
@@ -38,17 +41,15 @@ const std::string &bootMark()
 
 std::string newMark()
 {
-    thread_local std::mt19937_64 generator{std::random_device{}()};
-    std::uniform_int_distribution<std::size_t> letter(0, kLetters.size() - 1);
     std::string mark(kMarkSize - bootMark().size(), ' ');
-    std::generate(mark.begin(), mark.end(), [&] { return kLetters[letter(generator)]; });
+    for (char &letter : mark)
+        letter = kLetters[QRandomGenerator::global()->bounded(quint32(kLetters.size()))];
     return mark + bootMark();
 }
 
 std::size_t nameStart(const std::string &path)
 {
-    const auto last = std::find_if(path.rbegin(), path.rend(), system::isSeparator);
-    return static_cast<std::size_t>(path.rend() - last);
+    return path.find_last_of("/\\") + 1;
 }
 
 } // namespace
@@ -101,7 +102,7 @@ std::string writableTarget(const std::string &destination, bool keepExisting)
         setLastError(Error::InvalidName);
     // Whatever else keeps the name from being there, its length for instance, shows now and not
     // when the work is done.
-    const bool isFree = lastError() == static_cast<std::uint32_t>(Error::FileNotFound);
+    const bool isFree = isLastError(Error::FileNotFound);
     return isFree ? target : std::string();
 }
 
@@ -109,31 +110,31 @@ std::string makeTemporary(const std::string &target,
                           const std::function<bool(const std::string &name)> &create)
 {
     const std::size_t start = nameStart(target);
-    std::string name = target.substr(start);
-    if (name.size() > kLongestName) {
-        std::size_t end = kLongestName;
-        while (end > 0 && (static_cast<unsigned char>(name[end]) & 0xc0) == 0x80)
-            --end;
-        name.resize(end);
-    }
+    const std::string_view name = cutAt(kLongestName, std::string_view(target).substr(start));
     for (int attempt = 0; attempt < 100; ++attempt) {
-        std::string path = target.substr(0, start) + '.' + name;
-        path.append(kOurs).append(newMark()).append(kEnd);
+        std::string path = target.substr(0, start) + '.';
+        path.append(name).append(kOurs).append(newMark()).append(kEnd);
         if (create(path))
             return path;
-        if (lastError() != static_cast<std::uint32_t>(Error::FileExists))
+        if (!isLastError(Error::FileExists))
             break;
     }
     return {};
 }
 
+std::string makeTemporaryFile(const std::string &target, system::Rights rights,
+                              system::NativeFile *file)
+{
+    return makeTemporary(target, [&](const std::string &name) {
+        *file = system::NativeFile::createLocked(name, rights);
+        return file->isOpen();
+    });
+}
+
 bool replaceByPrivate(const std::string &path, system::NativeFile *file)
 {
     const std::string target = system::linkTarget(path);
-    const std::string name = makeTemporary(target, [file](const std::string &temporary) {
-        *file = system::NativeFile::createLocked(temporary, system::kOwnerOnly);
-        return file->isOpen();
-    });
+    const std::string name = makeTemporaryFile(target, system::kOwnerOnly, file);
     if (name.empty() || file->rename(name, target, false))
         return !name.empty();
     const LastErrorKeeper keeper;

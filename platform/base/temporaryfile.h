@@ -24,6 +24,11 @@ std::string folderOf(const std::string &path);
 std::string makeTemporary(const std::string &target,
                           const std::function<bool(const std::string &name)> &create);
 
+// Makes a locked file with a temporary name for `target` and opens it as `*file`; the name, empty
+// on failure.
+std::string makeTemporaryFile(const std::string &target, system::Rights rights,
+                              system::NativeFile *file);
+
 // Puts a new empty file that only its owner can read in the place of an existing one, links
 // followed. It may be open as `*file` then. False, with the last error, when the folder forbids it.
 bool replaceByPrivate(const std::string &path, system::NativeFile *file);

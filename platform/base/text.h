@@ -61,7 +61,17 @@ inline bool isLoopback(std::string_view host)
             host.find_first_not_of("0123456789.") == std::string_view::npos);
 }
 
-// What separates the parts of an address, on every system.
+// The first `most` bytes of UTF-8, less those of a character that would be cut in two.
+inline std::string_view cutAt(std::size_t most, std::string_view text)
+{
+    if (text.size() <= most)
+        return text;
+    while (most > 0 && (static_cast<unsigned char>(text[most]) & 0xc0) == 0x80)
+        --most;
+    return text.substr(0, most);
+}
+
+// What separates the parts of an address or a path, on every system.
 inline bool isAddressSeparator(char c)
 {
     return c == '/' || c == '\\';

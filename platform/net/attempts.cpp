@@ -11,8 +11,6 @@
 #include <QRandomGenerator>
 
 #include <algorithm>
-#include <cstdlib>
-#include <ctime>
 #include <limits>
 
 namespace hq {
@@ -22,7 +20,7 @@ namespace {
 constexpr int kAttemptsOfPerson = 6;
 constexpr int kFirstBackoffMilliseconds = 100;
 constexpr int kLongestBackoffMilliseconds = 1000; // so that a server that is back is noticed
-constexpr long long kLongestToldSeconds = 5;
+constexpr std::chrono::seconds kLongestTold{5};
 
 bool isConnectionError(const HttpAnswer &answer)
 {
@@ -124,15 +122,6 @@ bool isTransient(const HttpAnswer &answer)
 
 std::chrono::milliseconds backoff(int failures, const HttpAnswer &answer)
 {
-    const std::string retryAfter = answer.header("retry-after");
-    char *end = nullptr;
-    long long seconds = std::strtoll(retryAfter.c_str(), &end, 10);
-    bool isGiven = end != retryAfter.c_str() && *end == '\0';
-    const std::time_t date = isGiven ? -1 : curl_getdate(retryAfter.c_str(), nullptr);
-    if (date != -1) {
-        seconds = date - std::time(nullptr);
-        isGiven = true;
-    }
     int ceiling = kFirstBackoffMilliseconds;
     for (int i = 1; i < failures && ceiling < kLongestBackoffMilliseconds; ++i)
         ceiling *= 2;
@@ -140,8 +129,8 @@ std::chrono::milliseconds backoff(int failures, const HttpAnswer &answer)
     const std::chrono::milliseconds own(
         QRandomGenerator::global()->bounded(ceiling / 2, ceiling + 1));
     // Not even one that says "at once" is asked without a pause.
-    const std::chrono::seconds told(std::clamp<long long>(seconds, 0, kLongestToldSeconds));
-    return isGiven ? std::max<std::chrono::milliseconds>(own, told) : own;
+    return std::max<std::chrono::milliseconds>(
+        own, std::clamp(answer.retryAfter, std::chrono::seconds(0), kLongestTold));
 }
 
 } // namespace hq

@@ -10,6 +10,7 @@
 
 #include <cstdlib>
 #include <ctime>
+#include <string>
 
 namespace hq {
 
@@ -77,9 +78,9 @@ QString firstLine(const HttpAnswer &answer)
     return isPlain ? QString::fromStdString(line).simplified() : QString();
 }
 
-std::string duration(std::int64_t seconds)
+std::string duration(std::int64_t inSeconds)
 {
-    const std::int64_t minutes = (std::abs(seconds) + 30) / 60;
+    const std::int64_t minutes = (std::abs(inSeconds) + 30) / 60;
     constexpr std::int64_t kMostMinutes = 120;
     return minutes < kMostMinutes ? std::to_string(minutes) + " minutes"
                                   : std::to_string((minutes + 30) / 60) + " hours";
@@ -134,8 +135,7 @@ std::string adviceOf(const HttpAnswer &answer)
     return region.empty() ? clockAdvice(answer, document) : region;
 }
 
-} // namespace
-
+// Code of a failed answer.
 Error errorOf(const HttpAnswer &answer)
 {
     // A refusal is one, even when the document that explains it does not come to its end.
@@ -165,6 +165,8 @@ Error errorOf(const HttpAnswer &answer)
     }
 }
 
+// What the answer says about itself: "Code (message)" of an S3 error, a JSON error, or a line of
+// plain text; one line, at most 200 characters, empty when it says nothing.
 std::string serverWord(const HttpAnswer &answer)
 {
     const S3ErrorDocument document = parseS3Error(answer.body);
@@ -185,6 +187,8 @@ std::string serverWord(const HttpAnswer &answer)
     }
     return word.left(kMostWordCharacters).toStdString();
 }
+
+} // namespace
 
 bool failWith(const HttpAnswer &answer)
 {

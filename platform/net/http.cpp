@@ -2,12 +2,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "net/http.h"
 
+#include "base/text.h"
 #include "net/timelimits.h"
 
+#include <QByteArray>
+
 #include <algorithm>
-#include <cctype>
 #include <charconv>
-#include <cstdlib>
 #include <cstring>
 #include <string_view>
 
@@ -17,6 +18,7 @@ namespace {
 
 constexpr long kMostRedirects = 5;
 constexpr long kBufferSize = 256 * 1024;
+constexpr std::size_t kBodyLimit = 32 * 1024 * 1024;
 constexpr std::size_t kErrorBodyLimit = 64 * 1024;
 constexpr std::size_t kHeadLimit = 256 * 1024;
 
@@ -32,14 +34,10 @@ struct CertificateSettings
         const char *backend = curl_version_info(CURLVERSION_NOW)->ssl_version;
         if (backend && std::strstr(backend, "Schannel"))
             return;
-        const auto variable = [](const char *name) {
-            const char *value = std::getenv(name);
-            return std::string(value ? value : "");
-        };
-        bundle = variable("CURL_CA_BUNDLE");
+        bundle = qgetenv("CURL_CA_BUNDLE").toStdString();
         if (bundle.empty()) {
-            directory = variable("SSL_CERT_DIR");
-            bundle = variable("SSL_CERT_FILE");
+            directory = qgetenv("SSL_CERT_DIR").toStdString();
+            bundle = qgetenv("SSL_CERT_FILE").toStdString();
         }
     }
 };
@@ -111,8 +109,8 @@ std::int64_t HttpAnswer::contentLength() const
     return error == std::errc() && end == text.data() + text.size() && value >= 0 ? value : -1;
 }
 
-Transfer::Transfer(HttpRequest request, Sink sink, std::size_t bodyLimit)
-    : m_request(std::move(request)), m_sink(std::move(sink)), m_bodyLimit(bodyLimit)
+Transfer::Transfer(HttpRequest request, Sink sink)
+    : m_request(std::move(request)), m_sink(std::move(sink))
 {
     m_answer.isConditional = m_request.isConditional;
     m_answer.signedRegion = m_request.signedRegion;
@@ -273,10 +271,8 @@ std::size_t Transfer::onHeader(char *data, std::size_t, std::size_t size, void *
     } else if (line[0] == '\r' || line[0] == '\n') {
         transfer->endHead();
     } else if (const auto colon = line.find(':'); colon != std::string_view::npos) {
-        std::string name(line.substr(0, colon));
-        std::transform(name.begin(), name.end(), name.begin(),
-                       [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-        answer.headers[name] = trimmed(line.substr(colon + 1));
+        answer.headers[lowerCase(std::string(line.substr(0, colon)))] =
+            trimmed(line.substr(colon + 1));
     }
     return size;
 }
@@ -287,8 +283,12 @@ void Transfer::endHead()
     const bool isFollowed = m_request.followRedirects && m_answer.status >= 300 &&
                             m_answer.status < 400 && !m_answer.header("location").empty();
     m_head = isInterim || isFollowed ? Head::Awaited : Head::Complete;
-    if (m_head == Head::Complete)
-        allow(isRefusal() ? timeLimits().refusal : timeLimits().stall);
+    if (m_head != Head::Complete)
+        return;
+    curl_off_t seconds = 0;
+    curl_easy_getinfo(m_easy, CURLINFO_RETRY_AFTER, &seconds);
+    m_answer.retryAfter = std::chrono::seconds(seconds);
+    allow(isRefusal() ? timeLimits().refusal : timeLimits().stall);
 }
 
 std::size_t Transfer::onBody(char *data, std::size_t, std::size_t size, void *self)
@@ -306,7 +306,7 @@ std::size_t Transfer::onBody(char *data, std::size_t, std::size_t size, void *se
     auto flow = Flow::Continue;
     if (transfer->m_sink)
         flow = transfer->m_sink(data, size);
-    else if (answer.body.size() + size > transfer->m_bodyLimit)
+    else if (answer.body.size() + size > kBodyLimit)
         flow = Flow::Abort;
     else
         answer.body.append(data, size);

@@ -41,16 +41,17 @@ struct HttpAnswer
 {
     CURLcode result = CURLE_OK;
     long status = 0;                            // 0 while no answer has come
-    std::map<std::string, std::string> headers; // lower-case names
+    std::map<std::string, std::string> headers; // lower-case names; curl's own go with its handle
     std::string body;                           // of an error, or of a success that has no sink
     bool malformed = false;                     // set by who read the body and found it broken
     bool isFromProxy = false;                   // which did not let the request through
     bool isAfterOther = false;                  // came over a connection that had been used before
-    int latencyMicroseconds = 0;                // from the request's end to the answer's first byte
-    bool isConditional = false;                 // of the request
-    std::string signedRegion;                   // of the request
-    std::int64_t clockOffset = 0;               // of the request, seconds
-    std::vector<std::string> secrets;           // of the request
+    std::chrono::seconds retryAfter{0}; // the server asks to be left alone; 0 when it does not
+    int latencyMicroseconds = 0;        // from the request's end to the answer's first byte
+    bool isConditional = false;         // of the request
+    std::string signedRegion;           // of the request
+    std::int64_t clockOffset = 0;       // of the request, seconds
+    std::vector<std::string> secrets;   // of the request
 
     bool isSuccess() const { return result == CURLE_OK && status >= 200 && status < 300; }
     std::string header(const char *lowerCaseName) const;
@@ -62,18 +63,16 @@ enum class Flow { Continue, Pause, Abort };
 
 class HttpClient;
 
-// One request under way. The body of a success goes to `sink`, or into the answer up to `bodyLimit`
-// bytes; everything else of the answer is kept there. A response whose head has no end counts as a
-// broken connection. Destruction cancels the request.
+// One request under way. The body of a success goes to `sink`, or into the answer up to 32 MiB;
+// everything else of the answer is kept there. A response whose head has no end counts as a broken
+// connection. Destruction cancels the request.
 class Transfer
 {
 public:
     using Clock = HttpRequest::Clock;
     using Sink = std::function<Flow(const char *data, std::size_t size)>;
-    static constexpr std::size_t kDefaultBodyLimit = 64 * 1024 * 1024;
 
-    explicit Transfer(HttpRequest request, Sink sink = {},
-                      std::size_t bodyLimit = kDefaultBodyLimit);
+    explicit Transfer(HttpRequest request, Sink sink = {});
     ~Transfer();
     Transfer(const Transfer &) = delete;
     Transfer &operator=(const Transfer &) = delete;
@@ -102,7 +101,6 @@ private:
 
     HttpRequest m_request;
     Sink m_sink;
-    std::size_t m_bodyLimit;
     HttpAnswer m_answer;
     HttpClient *m_client = nullptr;
     CURL *m_easy = nullptr;

@@ -19,13 +19,12 @@ void addCondition(const RequestOptions &options, HttpRequest *request)
 bool perform(Resource &resource, const RequestOptions &options, HttpAnswer *answer,
              const AnswerCheck &check, const Patience &patience)
 {
-    constexpr std::size_t kMostBodyBytes = 32 * 1024 * 1024;
     const auto client = HttpClient::lease();
     Attempts attempts(patience);
     do {
         HttpRequest request = resource.request(options);
         request.deadline = patience.end();
-        Transfer transfer(std::move(request), {}, kMostBodyBytes);
+        Transfer transfer(std::move(request));
         client->run(transfer);
         *answer = std::move(transfer.answer());
         if (answer->isSuccess()) {

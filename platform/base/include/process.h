@@ -9,7 +9,4 @@ namespace hq {
 // Declares that the process draws at the display's own resolution; has an effect on Windows only.
 void makeProcessDpiAware();
 
-// Suspends the calling thread; not for the GUI thread.
-void sleepMilliseconds(int milliseconds);
-
 } // namespace hq

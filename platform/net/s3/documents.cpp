@@ -4,35 +4,26 @@
 
 #include "net/xmldocument.h"
 
+#include <curl/curl.h>
+
 #include <algorithm>
+#include <memory>
+#include <new>
 
 namespace hq {
 
 namespace {
 
-int hexDigit(char c)
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    const char lower = static_cast<char>(c | 0x20);
-    return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
-}
-
 // The encoding of "encoding-type=url": form encoding, so "+" is a blank.
-std::string urlDecoded(const std::string &text)
+std::string urlDecoded(std::string text)
 {
-    std::string result;
-    result.reserve(text.size());
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == '%' && i + 2 < text.size() && hexDigit(text[i + 1]) >= 0 &&
-            hexDigit(text[i + 2]) >= 0) {
-            result += static_cast<char>(hexDigit(text[i + 1]) * 16 + hexDigit(text[i + 2]));
-            i += 2;
-        } else {
-            result += text[i] == '+' ? ' ' : text[i];
-        }
-    }
-    return result;
+    std::replace(text.begin(), text.end(), '+', ' ');
+    int size = 0;
+    const std::unique_ptr<char, void (*)(void *)> decoded(
+        curl_easy_unescape(nullptr, text.data(), static_cast<int>(text.size()), &size), curl_free);
+    if (!decoded)
+        throw std::bad_alloc();
+    return {decoded.get(), static_cast<std::size_t>(size)};
 }
 
 // The text of the child `name` of the element entered last, whose end is passed.

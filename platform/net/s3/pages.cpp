@@ -9,10 +9,6 @@
 
 namespace hq {
 
-namespace {
-constexpr std::size_t kMostPageBytes = 32 * 1024 * 1024;
-}
-
 S3Pages::S3Pages(HttpClient &client, const S3Address &address, const std::string &prefix,
                  int mostKeys)
     : m_client(client)
@@ -92,7 +88,7 @@ void S3Pages::send()
         m_resource.setQuery(m_cursor.query());
     HttpRequest request = m_resource.request({});
     request.deadline = m_attempts.patience().end();
-    m_transfer = std::make_unique<Transfer>(std::move(request), Transfer::Sink(), kMostPageBytes);
+    m_transfer = std::make_unique<Transfer>(std::move(request));
     m_client.start(*m_transfer);
     m_client.step(0);
 }

@@ -20,30 +20,13 @@ QByteArray hmac(const QByteArray &key, const std::string &text)
                                             QCryptographicHash::Sha256);
 }
 
-bool isUnreserved(char c)
-{
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' ||
-           c == '.' || c == '_' || c == '~';
-}
-
 } // namespace
 
 std::string percentEncoded(std::string_view text, bool keepSlash)
 {
-    static const char kHex[] = "0123456789ABCDEF";
-    std::string result;
-    result.reserve(text.size() + text.size() / 4);
-    for (const char c : text) {
-        if (isUnreserved(c) || (keepSlash && c == '/')) {
-            result += c;
-        } else {
-            const auto byte = static_cast<unsigned char>(c);
-            result += '%';
-            result += kHex[byte >> 4];
-            result += kHex[byte & 15];
-        }
-    }
-    return result;
+    return QByteArray::fromRawData(text.data(), static_cast<int>(text.size()))
+        .toPercentEncoding(keepSlash ? "/" : "")
+        .toStdString();
 }
 
 std::string canonicalQuery(const NameValues &query)

@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
 
-// Signature Version 4 of S3 requests, and the percent-encoding that it prescribes.
+// Signature Version 4 of S3 requests, and the percent-encoding that it prescribes. curl's own signs
+// by this computer's clock, whatever the server's is.
 #pragma once
 
 #include <ctime>

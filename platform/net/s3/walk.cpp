@@ -117,7 +117,7 @@ bool isS3Folder(const S3Address &address)
     for (const std::string &prefix : folderPrefixes(address)) {
         if (hasEntries(address, prefix))
             return true;
-        if (lastError() != static_cast<std::uint32_t>(Error::FileNotFound))
+        if (!isLastError(Error::FileNotFound))
             return false;
     }
     return false;
