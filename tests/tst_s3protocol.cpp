@@ -3,6 +3,7 @@
 #include "base/configuration.h"
 #include "hqutil.h"
 #include "net/s3/documents.h"
+#include "net/s3/endpoint.h"
 #include "net/s3/resource.h"
 #include "streamcontent.h"
 #include "testmain.h"

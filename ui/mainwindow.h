@@ -143,9 +143,13 @@ private:
     // Paths of the entry files that s3EntryPath() does not give: the record was edited, or the file
     // was put there by hand as "X.CSV".
     QHash<const URL *, QString> m_entryPaths;
-    enum class Selection { None, File, Flow } m_selection = Selection::None; // of the last click
-    QString m_flowRepository; // of the selected flow, as both were then
-    QString m_flowEndpoint;
+    // What was clicked last, beside selectedName and selectedPath.
+    struct Selection
+    {
+        enum class Kind { None, File, Flow } kind = Kind::None;
+        QString repository; // of a flow, as both were then
+        QString endpoint;
+    } m_selection;
     BackgroundWork m_work;
     std::unique_ptr<BrowseTree> m_tree;
     std::unique_ptr<Listings> m_listings;

@@ -66,9 +66,9 @@ void MainWindow::makeActions()
 // become a file name.
 bool MainWindow::isFlowSelected() const
 {
-    if (m_selection == Selection::None)
+    if (m_selection.kind == Selection::Kind::None)
         return tamsBrowsing && !holdsCredentials(selectedPath);
-    return m_selection == Selection::Flow;
+    return m_selection.kind == Selection::Kind::Flow;
 }
 
 QString MainWindow::flowAddress(FlowOf repository) const
@@ -76,7 +76,8 @@ QString MainWindow::flowAddress(FlowOf repository) const
     // The box may show a source of another kind by now.
     const QString shown = ui->combo_URL->currentText();
     const bool isFromBox = repository == FlowOf::Box && shown.contains(QLatin1String("tamss://"));
-    const QString start = isFromBox ? shown + tamsEndpoint : m_flowRepository + m_flowEndpoint;
+    const QString start =
+        isFromBox ? shown + tamsEndpoint : m_selection.repository + m_selection.endpoint;
     return start + QStringLiteral("flows/") + selectedName;
 }
 
@@ -84,16 +85,16 @@ QString MainWindow::flowAddress(FlowOf repository) const
 QString MainWindow::flowRefusal() const
 {
     const QString shown = ui->combo_URL->currentText();
-    if (m_selection != Selection::Flow || !shown.contains(QLatin1String("tamss://")))
+    if (m_selection.kind != Selection::Kind::Flow || !shown.contains(QLatin1String("tamss://")))
         return {};
-    if (shown != m_flowRepository)
+    if (shown != m_selection.repository)
         return tr("The selected flow is one of %1, and the box \"URL:\" shows another repository. "
                   "Choose %1 there, or use the context menu of the files.")
-            .arg(addressToShow(m_flowRepository));
-    if (tamsEndpoint != m_flowEndpoint)
+            .arg(addressToShow(m_selection.repository));
+    if (tamsEndpoint != m_selection.endpoint)
         return tr("The repository's endpoint has changed since the flow was selected. Connect to "
                   "%1 and select the flow again, or use the context menu of the files.")
-            .arg(addressToShow(m_flowRepository));
+            .arg(addressToShow(m_selection.repository));
     return {};
 }
 
@@ -101,8 +102,8 @@ ActionState MainWindow::actionState(FlowOf repository) const
 {
     ActionState state;
     const bool isFlow = isFlowSelected();
-    state.isSelected =
-        m_selection == Selection::Flow || !selectedName.isEmpty() || !selectedPath.isEmpty();
+    state.isSelected = m_selection.kind == Selection::Kind::Flow || !selectedName.isEmpty() ||
+                       !selectedPath.isEmpty();
     state.stream.isFlow = isFlow;
     state.stream.name = isFlow ? selectedPath : selectedName;
     state.stream.address = isFlow ? flowAddress(repository) : usualAddress(selectedPath);

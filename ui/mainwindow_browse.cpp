@@ -110,7 +110,7 @@ bool MainWindow::selectRow(const QModelIndex &name)
             return false;
         selectedName = localFileModel->fileName(name);
         selectedPath = localFileModel->filePath(name);
-        m_selection = Selection::File;
+        m_selection = {Selection::Kind::File, {}, {}};
         return true;
     }
     const QStandardItem *item = itemOf(fileProxy, name);
@@ -120,13 +120,11 @@ bool MainWindow::selectRow(const QModelIndex &name)
         const TamsNodeData flow = tamsNodeData(item);
         selectedName = flow.id;
         selectedPath = flow.label;
-        m_selection = Selection::Flow;
-        m_flowRepository = item->parent()->text();
-        m_flowEndpoint = tamsEndpoint;
+        m_selection = {Selection::Kind::Flow, item->parent()->text(), tamsEndpoint};
     } else {
         selectedName = item->text();
         selectedPath = nodeData(item).path;
-        m_selection = Selection::File;
+        m_selection = {Selection::Kind::File, {}, {}};
     }
     return true;
 }

@@ -181,7 +181,8 @@ bool NativeFile::clear() const
     return uninterrupted([&] { return ::ftruncate(file, 0); }) == 0 || failWith(errno);
 }
 
-bool NativeFile::reserve(std::int64_t size, const std::function<bool()> &goOn) const
+bool NativeFile::reserve(std::int64_t size,
+                         [[maybe_unused]] const std::function<bool()> &goOn) const
 {
     const int file = static_cast<int>(m_handle);
     struct statvfs space;
@@ -200,14 +201,13 @@ bool NativeFile::reserve(std::int64_t size, const std::function<bool()> &goOn) c
         if (uninterrupted([&] { return ::fallocate(file, 0, done, slice); }) != 0)
             return !isLackOfSpace(errno) || failWith(errno);
     }
-#else
-    (void)goOn;
 #endif
     return true;
 }
 
-bool NativeFile::copyQuickly(const NativeFile &source, std::int64_t total, const CopyStep &step,
-                             std::int64_t *done) const
+bool NativeFile::copyQuickly([[maybe_unused]] const NativeFile &source,
+                             [[maybe_unused]] std::int64_t total,
+                             [[maybe_unused]] const CopyStep &step, std::int64_t *done) const
 {
     *done = 0;
 #ifdef __linux__
@@ -218,25 +218,22 @@ bool NativeFile::copyQuickly(const NativeFile &source, std::int64_t total, const
         *done = total;
         return step(total, total);
     }
-    // The kernel's copy, without a way through memory. Some file systems cannot do it, some only
-    // claim to, and the kernel's own files show no size: these are read to their end by the caller.
-    loff_t read = 0;
-    loff_t written = 0;
-    for (;;) {
-        const ssize_t count = uninterrupted(
-            [&] { return ::copy_file_range(from, &read, to, &written, kCopyChunk, 0); });
-        if (count < 0 && isLackOfSpace(errno))
-            return failWith(errno);
-        if (count <= 0)
-            return true;
-        *done = written;
-        if (!step(written, std::max<std::int64_t>(written, total)))
+    // The kernel's copy, without a way through memory.
+    const auto copyChunk = [from, to, done] {
+        loff_t read = *done;
+        loff_t written = *done;
+        return ::copy_file_range(from, &read, to, &written, kCopyChunk, 0);
+    };
+    ssize_t count = 0;
+    while ((count = uninterrupted(copyChunk)) > 0) {
+        *done += count;
+        if (!step(*done, std::max(*done, total)))
             return false;
     }
+    // Some file systems cannot do it, some only claim to, and the kernel's own files show no size:
+    // the caller reads these to their end.
+    return count == 0 || !isLackOfSpace(errno) || failWith(errno);
 #else
-    (void)source;
-    (void)total;
-    (void)step;
     return true;
 #endif
 }

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <optional>
 
 namespace hq {
 
@@ -20,105 +21,87 @@ bool startsWith(std::string_view text, std::string_view prefix)
     return text.substr(0, prefix.size()) == prefix;
 }
 
-class Redactor
+// Where a secret stands in what follows a name.
+struct Secret
 {
-public:
-    explicit Redactor(std::string_view text) : m_rest(text) { m_result.reserve(text.size()); }
-
-    std::string run()
-    {
-        while (!m_rest.empty()) {
-            const auto end = std::find_if_not(m_rest.begin(), m_rest.end(), isNameCharacter);
-            const auto length = static_cast<std::size_t>(std::distance(m_rest.begin(), end));
-            const std::string_view name = m_rest.substr(0, length);
-            const bool isElement = !m_result.empty() && m_result.back() == '<';
-            keep(std::max<std::size_t>(length, 1));
-            if (!name.empty())
-                behind(name, isElement);
-        }
-        return std::move(m_result);
-    }
-
-private:
-    void keep(std::size_t length)
-    {
-        m_result += m_rest.substr(0, length);
-        m_rest.remove_prefix(std::min(length, m_rest.size()));
-    }
-    // To the end for npos.
-    void hide(std::size_t length)
-    {
-        m_result += kStars;
-        m_rest.remove_prefix(std::min(length, m_rest.size()));
-    }
-
-    void behind(std::string_view name, bool isElement)
-    {
-        if (startsWith(m_rest, "://")) {
-            keep(3);
-            address(isS3Scheme(name));
-        } else if (const std::size_t word = m_rest.find_first_not_of(" \t");
-                   word != 0 && (equalsNoCase(name, "bearer") || equalsNoCase(name, "basic"))) {
-            keep(word);
-            if (const std::size_t length = m_rest.find_first_of(" \t\r\n\"<>"))
-                hide(length);
-        } else if (const NameKind kind = nameKind(name); kind != NameKind::Harmless) {
-            value(kind, isElement);
-        }
-    }
-
-    // What ends the name (quotes, an element's ">"), a separator, then the value itself.
-    void value(NameKind kind, bool isElement)
-    {
-        const std::size_t end = std::min(m_rest.find_first_not_of(kQuotesAndBlanks), m_rest.size());
-        const std::string_view sign = m_rest.substr(end, 3);
-        if (isElement && startsWith(sign, ">")) {
-            keep(end + 1);
-            hide(m_rest.find('<'));
-            return;
-        }
-        const bool isEncoded = startsWithNoCase(sign, "%3d");
-        if (!isEncoded && !startsWith(sign, "=") &&
-            !(startsWith(sign, ":") && kind != NameKind::InQueries))
-            return;
-        keep(end + (isEncoded ? 3 : 1));
-        const auto opening = m_rest.substr(0, m_rest.find_first_not_of(kQuotesAndBlanks));
-        keep(opening.size());
-        const std::size_t quote = opening.find_last_of("\"'");
-        if (quote != std::string_view::npos)
-            quoted(opening[quote], quote > 0 && opening[quote - 1] == '\\');
-        else
-            hide(m_rest.find_first_of(kind == NameKind::WholeLine ? "\r\n" : " \t\r\n&<>\""));
-    }
-
-    // Where the opening quote is escaped itself, the next one ends the value, escaped or not.
-    void quoted(char quote, bool isEscaped)
-    {
-        std::size_t length = 0;
-        while (length < m_rest.size() && m_rest[length] != quote)
-            length += m_rest[length] == '\\' && !isEscaped ? 2 : 1;
-        hide(length);
-    }
-
-    void address(bool isS3)
-    {
-        const std::size_t key = isS3 ? m_rest.find_first_of(":/\\@ <>\"'") : std::string_view::npos;
-        const bool hasSecret = key != std::string_view::npos && m_rest[key] == ':';
-        if (hasSecret)
-            keep(key + 1);
-        if (startsWith(m_rest, kStars))
-            return; // done before
-        // A secret may hold anything, also what looks like the next address.
-        const std::size_t end = hasSecret
-                                    ? m_rest.rfind('@')
-                                    : userInformationEnd(m_rest.substr(0, m_rest.find("://")));
-        if (hasSecret || end != std::string_view::npos)
-            hide(end);
-    }
-
-    std::string_view m_rest;
-    std::string m_result;
+    std::size_t start;
+    std::size_t end; // npos for that of the text
 };
+
+std::size_t skip(std::string_view characters, std::string_view text, std::size_t start)
+{
+    return std::min(text.find_first_not_of(characters, start), text.size());
+}
+
+// Of an address behind its scheme.
+std::optional<Secret> secretOfAddress(std::string_view rest, bool isS3)
+{
+    constexpr std::size_t kBegin = 3; // behind "://"
+    const std::size_t key =
+        isS3 ? rest.find_first_of(":/\\@ <>\"'", kBegin) : std::string_view::npos;
+    const bool hasSecret = key != std::string_view::npos && rest[key] == ':';
+    const std::size_t start = hasSecret ? key + 1 : kBegin;
+    if (startsWith(rest.substr(start), kStars))
+        return Secret{start, start + kStars.size()}; // done before
+    // A secret may hold anything, also what looks like the next address.
+    if (hasSecret)
+        return Secret{start, rest.rfind('@')};
+    const std::string_view address = rest.substr(0, rest.find("://", kBegin)).substr(kBegin);
+    const std::size_t end = userInformationEnd(address);
+    return end == std::string_view::npos ? std::nullopt
+                                         : std::optional(Secret{kBegin, kBegin + end});
+}
+
+// Of "Bearer" and "Basic".
+std::optional<Secret> secretOfScheme(std::string_view rest)
+{
+    const std::size_t start = skip(" \t", rest, 0);
+    const std::size_t end = rest.find_first_of(" \t\r\n\"<>", start);
+    return start == end ? std::nullopt : std::optional(Secret{start, end});
+}
+
+// Where the opening quote is escaped itself, the next one ends the value, escaped or not.
+std::size_t endOfQuoted(std::string_view rest, std::size_t quote, std::size_t start)
+{
+    const bool isEscaped = rest[quote - 1] == '\\';
+    std::size_t end = start;
+    while (end < rest.size() && rest[end] != rest[quote])
+        end += rest[end] == '\\' && !isEscaped ? 2 : 1;
+    return end;
+}
+
+// What ends the name (quotes, an element's ">"), a separator, then the value itself.
+std::optional<Secret> secretOfValue(std::string_view rest, NameKind kind, bool isElement)
+{
+    const std::size_t sign = skip(kQuotesAndBlanks, rest, 0);
+    const std::string_view behind = rest.substr(sign);
+    if (isElement && startsWith(behind, ">"))
+        return Secret{sign + 1, rest.find('<', sign + 1)};
+    const bool isEncoded = startsWithNoCase(behind, "%3d");
+    const bool isColon = startsWith(behind, ":") && kind != NameKind::InQueries;
+    if (!isEncoded && !isColon && !startsWith(behind, "="))
+        return std::nullopt;
+    const std::size_t opening = sign + (isEncoded ? 3 : 1);
+    const std::size_t start = skip(kQuotesAndBlanks, rest, opening);
+    const std::size_t quote = rest.substr(0, start).find_last_of("\"'");
+    if (quote != std::string_view::npos && quote >= opening)
+        return Secret{start, endOfQuoted(rest, quote, start)};
+    const bool isLine = kind == NameKind::WholeLine;
+    return Secret{start, rest.find_first_of(isLine ? "\r\n" : " \t\r\n&<>\"", start)};
+}
+
+std::optional<Secret> secretBehind(std::string_view name, std::string_view rest, bool isElement)
+{
+    if (name.empty())
+        return std::nullopt;
+    if (startsWith(rest, "://"))
+        return secretOfAddress(rest, isS3Scheme(name));
+    const bool isScheme = equalsNoCase(name, "bearer") || equalsNoCase(name, "basic");
+    if (isScheme && rest.find_first_not_of(" \t") != 0)
+        return secretOfScheme(rest);
+    const NameKind kind = nameKind(name);
+    return kind == NameKind::Harmless ? std::nullopt : secretOfValue(rest, kind, isElement);
+}
 
 } // namespace
 
@@ -143,7 +126,25 @@ std::size_t userInformationEnd(std::string_view address)
 
 std::string redact(std::string_view text)
 {
-    return Redactor(text).run();
+    std::string result;
+    result.reserve(text.size());
+    while (!text.empty()) {
+        const auto nameEnd = std::find_if_not(text.begin(), text.end(), isNameCharacter);
+        const auto length = static_cast<std::size_t>(std::distance(text.begin(), nameEnd));
+        const bool isElement = !result.empty() && result.back() == '<';
+        std::size_t kept = std::max<std::size_t>(length, 1);
+        std::size_t done = kept;
+        std::string_view stars;
+        const std::string_view rest = text.substr(length);
+        if (const auto secret = secretBehind(text.substr(0, length), rest, isElement)) {
+            kept = length + secret->start;
+            done = length + std::min(secret->end, rest.size());
+            stars = kStars;
+        }
+        result.append(text.substr(0, kept)).append(stars);
+        text.remove_prefix(done);
+    }
+    return result;
 }
 
 } // namespace hq

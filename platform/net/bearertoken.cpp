@@ -214,6 +214,41 @@ bool isHeaderText(const std::string &text)
            std::all_of(text.begin(), text.end(), [](char c) { return c > 0x20 && c < 0x7f; });
 }
 
+// Sends the credentials as this server was found to take them: where it refuses a header, in the
+// body from now on.
+bool askForToken(const Client &client, Repository &target, HttpAnswer *answer,
+                 const Patience &patience)
+{
+    const auto ask = [&](ClientAuthentication authentication) {
+        TokenRequest request(client, authentication);
+        return perform(request, {}, answer, {}, patience);
+    };
+    if (ask(target.authentication))
+        return true;
+    if (target.authentication != ClientAuthentication::Basic || !refusesBasic(*answer) ||
+        !ask(ClientAuthentication::Body))
+        return false;
+    target.authentication = ClientAuthentication::Body;
+    return true;
+}
+
+// False when the answer holds no token that can be sent.
+bool readToken(const HttpAnswer &answer, Repository &target)
+{
+    const QJsonObject object =
+        QJsonDocument::fromJson(QByteArray::fromStdString(answer.body)).object();
+    const std::string token = object["access_token"].toString().toStdString();
+    if (!isHeaderText(token))
+        return false;
+    const double told = object["expires_in"].toVariant().toDouble(); // 0 where it does not say
+    const std::chrono::duration<double> lifetime(told > 0 ? std::min(told, kMostLifetimeSeconds)
+                                                          : kDefaultLifetimeSeconds);
+    const auto life = std::chrono::duration_cast<milliseconds>(lifetime);
+    target.token = token;
+    target.renewal = Clock::now() + (life > 2 * kRenewBefore ? life - kRenewBefore : life / 2);
+    return true;
+}
+
 bool fetchToken(const Client &client, Repository &target, const Patience &patience)
 {
     if (!isSafe(client)) {
@@ -224,39 +259,11 @@ bool fetchToken(const Client &client, Repository &target, const Patience &patien
         return false;
     }
     HttpAnswer answer;
-    const auto ask = [&] {
-        TokenRequest request(client, target.authentication);
-        return perform(request, {}, &answer, {}, patience);
-    };
-    bool given = ask();
-    if (!given && target.authentication == ClientAuthentication::Basic && refusesBasic(answer)) {
-        target.authentication = ClientAuthentication::Body;
-        given = ask();
-        if (!given)
-            target.authentication = ClientAuthentication::Basic;
-    }
-    std::string token;
-    double lifetime = kDefaultLifetimeSeconds;
-    if (given) {
-        const QJsonObject object =
-            QJsonDocument::fromJson(QByteArray::fromStdString(answer.body)).object();
-        token = object["access_token"].toString().toStdString();
-        const QVariant expires = object["expires_in"].toVariant();
-        if (expires.isValid() && expires.toDouble() > 0)
-            lifetime = std::min(expires.toDouble(), kMostLifetimeSeconds);
-        if (!isHeaderText(token))
-            given = failWith(answer, Error::InvalidServerResponse);
-    }
-    if (!given) {
-        nameServer(client);
-        return false;
-    }
-    const auto life =
-        std::chrono::duration_cast<milliseconds>(std::chrono::duration<double>(lifetime));
-    const auto use = life > 2 * kRenewBefore ? life - kRenewBefore : life / 2;
-    target.token = token;
-    target.renewal = Clock::now() + use;
-    return true;
+    if (askForToken(client, target, &answer, patience) &&
+        (readToken(answer, target) || failWith(answer, Error::InvalidServerResponse)))
+        return true;
+    nameServer(client);
+    return false;
 }
 
 } // namespace

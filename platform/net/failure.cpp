@@ -17,7 +17,6 @@ namespace hq {
 namespace {
 
 constexpr int kMostWordCharacters = 200;
-constexpr std::int64_t kToleratedSkewSeconds = 240;
 
 Error errorOfResult(CURLcode result)
 {
@@ -86,33 +85,6 @@ std::string duration(std::int64_t inSeconds)
                                   : std::to_string((minutes + 30) / 60) + " hours";
 }
 
-std::string clockAdvice(const HttpAnswer &answer, const S3ErrorDocument &document)
-{
-    const bool isSkewed = document.code == "RequestTimeTooSkewed";
-    const std::time_t date = curl_getdate(answer.header("date").c_str(), nullptr);
-    if (date == -1 || (answer.status != 401 && answer.status != 403 && !isSkewed))
-        return {};
-    const std::int64_t ahead = static_cast<std::int64_t>(date) - std::time(nullptr);
-    // A difference that the request took into account is not the reason.
-    if (std::abs(isSkewed ? ahead : ahead - answer.clockOffset) < kToleratedSkewSeconds)
-        return {};
-    return "the clock of this computer is " + duration(ahead) +
-           (ahead > 0 ? " behind" : " ahead of") + " the server's";
-}
-
-std::string regionAdvice(const HttpAnswer &answer, const S3ErrorDocument &document)
-{
-    std::string region = answer.header("x-amz-bucket-region");
-    if (region.empty())
-        region = document.region;
-    // A host that leads elsewhere all the same belongs to another region.
-    const bool isElsewhere = answer.status == 301 || answer.status == 307;
-    if (region.empty() || answer.signedRegion.empty() ||
-        (region == answer.signedRegion && !isElsewhere))
-        return {};
-    return "the bucket is in region " + region;
-}
-
 std::string adviceOf(const HttpAnswer &answer)
 {
     if (answer.status == 407)
@@ -131,8 +103,7 @@ std::string adviceOf(const HttpAnswer &answer)
         return "the secret does not belong to the key";
     if (document.code == "InvalidAccessKeyId")
         return "the server does not know the key";
-    const std::string region = regionAdvice(answer, document);
-    return region.empty() ? clockAdvice(answer, document) : region;
+    return answer.context ? answer.context->advice(answer) : clockAdvice(answer);
 }
 
 // Code of a failed answer.
@@ -189,6 +160,20 @@ std::string serverWord(const HttpAnswer &answer)
 }
 
 } // namespace
+
+std::string clockAdvice(const HttpAnswer &answer, std::int64_t clockOffset)
+{
+    const bool isSkewed = parseS3Error(answer.body).code == "RequestTimeTooSkewed";
+    const std::time_t date = curl_getdate(answer.header("date").c_str(), nullptr);
+    if (date == -1 || (answer.status != 401 && answer.status != 403 && !isSkewed))
+        return {};
+    const std::int64_t ahead = static_cast<std::int64_t>(date) - std::time(nullptr);
+    // A difference that the request took into account is not the reason.
+    if (std::abs(isSkewed ? ahead : ahead - clockOffset) < kToleratedSkewSeconds)
+        return {};
+    return "the clock of this computer is " + duration(ahead) +
+           (ahead > 0 ? " behind" : " ahead of") + " the server's";
+}
 
 bool failWith(const HttpAnswer &answer)
 {

@@ -9,6 +9,13 @@
 
 namespace hq {
 
+// Servers refuse what was signed by a clock that is five or fifteen minutes off.
+constexpr std::int64_t kToleratedSkewSeconds = 240;
+
+// Whether the clock of this computer is what a server refuses, and by how much it is off; empty
+// when it is not. `clockOffset` are the seconds that the request took into account.
+std::string clockAdvice(const HttpAnswer &answer, std::int64_t clockOffset = 0);
+
 // Sets the thread's last error, and its details from the answer that ended a call; false.
 bool failWith(const HttpAnswer &answer);
 // The same with another code, which the response alone does not tell.

@@ -113,8 +113,7 @@ Transfer::Transfer(HttpRequest request, Sink sink)
     : m_request(std::move(request)), m_sink(std::move(sink))
 {
     m_answer.isConditional = m_request.isConditional;
-    m_answer.signedRegion = m_request.signedRegion;
-    m_answer.clockOffset = m_request.clockOffset;
+    m_answer.context = m_request.context;
     m_answer.secrets = m_request.secrets;
 }
 

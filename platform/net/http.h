@@ -16,6 +16,17 @@
 
 namespace hq {
 
+struct HttpAnswer;
+
+// What the maker of a request needs to know again to understand its answer.
+class RequestContext
+{
+public:
+    virtual ~RequestContext() = default;
+    // What may be done about a refusal, for people; empty where nothing is known.
+    virtual std::string advice(const HttpAnswer &answer) const = 0;
+};
+
 struct HttpRequest
 {
     using Clock = std::chrono::steady_clock;
@@ -29,8 +40,7 @@ struct HttpRequest
     bool isConditional = false;       // a 412 is an answer to one of the headers
     // By when the first byte of a success, or a whole refusal, must have come.
     Clock::time_point deadline = Clock::time_point::max();
-    std::string signedRegion;     // what an S3 signature was made with
-    std::int64_t clockOffset = 0; // seconds
+    std::shared_ptr<const RequestContext> context; // may be null
     // Credentials in the request, to be hidden where a response repeats them.
     std::vector<std::string> secrets;
 };
@@ -49,9 +59,8 @@ struct HttpAnswer
     std::chrono::seconds retryAfter{0}; // the server asks to be left alone; 0 when it does not
     int latencyMicroseconds = 0;        // from the request's end to the answer's first byte
     bool isConditional = false;         // of the request
-    std::string signedRegion;           // of the request
-    std::int64_t clockOffset = 0;       // of the request, seconds
-    std::vector<std::string> secrets;   // of the request
+    std::shared_ptr<const RequestContext> context; // of the request
+    std::vector<std::string> secrets;              // of the request
 
     bool isSuccess() const { return result == CURLE_OK && status >= 200 && status < 300; }
     std::string header(const char *lowerCaseName) const;

@@ -6,7 +6,7 @@
 #include "base/text.h"
 #include "net/networkfile.h"
 #include "net/rangedcopy.h"
-#include "net/s3/source.h"
+#include "net/s3/client.h"
 #include "net/s3/walk.h"
 #include "net/webresource.h"
 

@@ -4,10 +4,8 @@
 
 #include "base/text.h"
 #include "net/failure.h"
-#include "stoptoken.h"
 
 #include <algorithm>
-#include <cstring>
 #include <limits>
 #include <utility>
 
@@ -15,10 +13,9 @@ namespace hq {
 
 namespace {
 
-constexpr std::size_t kReadAhead = 1024 * 1024;
-constexpr std::size_t kMostBufferedForSize = 64 * 1024 * 1024;
+constexpr std::int64_t kReadAhead = 1024 * 1024;
+constexpr std::int64_t kMostBufferedForSize = 64 * 1024 * 1024;
 constexpr std::uint32_t kMostAtOnce = 256 * 1024 * 1024;
-constexpr std::size_t kMostThrownAway = 256 * 1024;
 constexpr std::int64_t kWorthwhile = 64 * 1024; // a server that gives less each time wears us out
 constexpr int kMostRepeats = 6;                 // in a row, of a source that never comes further
 // Positions behind it are past the end of everything; up to it sums cannot overflow.
@@ -53,53 +50,25 @@ NetworkFile::NetworkFile(std::unique_ptr<Resource> resource, std::int64_t size, 
 
 NetworkFile::~NetworkFile()
 {
-    if (!m_transfer || m_transfer->isDone())
-        return;
-    // The end of a small answer may be here already; its connection can then be used again.
-    m_isClosing = true;
-    m_transfer->resume(Patience::Clock::time_point::max());
-    m_client->step(0);
+    if (m_body && !m_body->isDone())
+        m_body->abandon();
 }
 
-void NetworkFile::drop()
+// Some bytes of the body have come.
+void NetworkFile::noteArrival(std::int64_t buffered)
 {
-    m_transfer.reset();
-    m_buffer.clear();
-    m_bufferStart = 0;
-    m_bufferLimit = 0;
-    m_skip = 0;
-}
-
-Flow NetworkFile::take(const char *data, std::size_t size)
-{
-    if (m_isClosing) {
-        m_thrownAway += size;
-        return m_thrownAway > kMostThrownAway ? Flow::Abort : Flow::Continue;
-    }
-    if (buffered() >= m_bufferLimit)
-        return Flow::Pause;
-    if (m_bufferStart == m_buffer.size()) {
-        m_buffer.clear();
-        m_bufferStart = 0;
-    }
-    const auto skipped =
-        static_cast<std::size_t>(std::min<std::int64_t>(m_skip, static_cast<std::int64_t>(size)));
-    m_skip -= static_cast<std::int64_t>(skipped);
-    m_buffer.append(data + skipped, size - skipped);
     m_attempts.patience().renew();
     // What came before a cut and comes again is no progress.
-    m_isRepeating = true;
-    const std::int64_t end = m_position + static_cast<std::int64_t>(buffered());
-    if (end > m_furthest) {
-        m_furthest = end;
-        m_isRepeating = false;
-        m_repeats = 0;
-        if (end - m_counted >= kWorthwhile) {
-            m_counted = end;
-            m_attempts.reset();
-        }
+    const std::int64_t end = m_position + buffered;
+    m_isRepeating = end <= m_furthest;
+    if (m_isRepeating)
+        return;
+    m_furthest = end;
+    m_repeats = 0;
+    if (end - m_counted >= kWorthwhile) {
+        m_counted = end;
+        m_attempts.reset();
     }
-    return Flow::Continue;
 }
 
 bool NetworkFile::start()
@@ -111,7 +80,6 @@ bool NetworkFile::start()
 bool NetworkFile::startAt(std::int64_t position)
 {
     do {
-        drop();
         m_answer = {};
         RequestOptions options;
         if (position > 0)
@@ -119,26 +87,14 @@ bool NetworkFile::startAt(std::int64_t position)
         options.condition = m_validator.condition();
         HttpRequest request = m_resource->request(options);
         request.deadline = m_attempts.patience().end();
-        m_transfer = std::make_unique<Transfer>(
-            std::move(request),
-            [this](const char *data, std::size_t size) { return take(data, size); });
-        m_client->start(*m_transfer);
-        while (!m_transfer->isDone() && !m_transfer->hasHeaders()) {
-            if (isStopped())
-                return fail(Error::Cancelled);
-            m_client->step(kStopPollMilliseconds);
-        }
-        if (m_transfer->answer().isSuccess()) {
-            m_answer = m_transfer->answer();
+        m_body.emplace(*m_client, std::move(request),
+                       [this](std::int64_t buffered) { noteArrival(buffered); });
+        if (!m_body->awaitHead())
+            return false;
+        m_answer = m_body->answer();
+        if (m_answer.isSuccess())
             return accept(position);
-        }
-        // A refusal's document explains it, so it is read to its end.
-        while (!m_transfer->isDone() && !isStopped())
-            m_client->step(kStopPollMilliseconds);
-        m_answer = std::move(m_transfer->answer());
-        drop();
-        if (isStopped())
-            return fail(Error::Cancelled);
+        m_body.reset();
     } while (m_attempts.again(*m_resource, m_answer) && m_attempts.wait());
     return false;
 }
@@ -158,7 +114,7 @@ bool NetworkFile::accept(std::int64_t position)
             (length >= 0 && range.last - position != length - 1))
             return failWith(m_answer, Error::InvalidServerResponse);
     } else {
-        m_skip = position; // a server that does not know ranges sends it all
+        m_body->skip(position); // a server that does not know ranges sends it all
     }
     if (m_size >= 0 && total >= 0 && total != m_size) {
         const bool isSame = !m_isFirst && m_validator.isStrong();
@@ -172,27 +128,28 @@ bool NetworkFile::accept(std::int64_t position)
     return true;
 }
 
-// Lets the transfer run until the buffer holds `limit` bytes or nothing more comes; false when the
-// thread is stopped.
-bool NetworkFile::fill(std::size_t limit)
+// Nothing is read from there on.
+std::int64_t NetworkFile::end() const
 {
-    m_bufferLimit = limit;
-    m_transfer->resume(m_attempts.patience().end());
-    while (!m_transfer->isDone() && buffered() < limit) {
-        if (isStopped())
-            return fail(Error::Cancelled);
-        m_client->step(kStopPollMilliseconds);
-    }
+    return m_size < 0 ? kLastPosition : m_size;
+}
+
+// Whether a body that has ended came whole, which shows the size of a source that did not tell it.
+bool NetworkFile::showsSize()
+{
+    if (m_size >= 0 || m_body->answer().result != CURLE_OK)
+        return false;
+    m_size = m_position + m_body->buffered() - m_body->toSkip();
     return true;
 }
 
-// After a transfer that ended too early: whether to ask again for what is missing.
+// After a body that ended too early: whether to ask again for what is missing.
 bool NetworkFile::recover()
 {
-    m_answer = std::move(m_transfer->answer());
+    m_answer = std::move(m_body->answer());
     if (m_answer.isSuccess())
         m_answer.malformed = true; // fewer bytes than promised
-    drop();
+    m_body.reset();
     if (std::exchange(m_isRepeating, false) && ++m_repeats == kMostRepeats)
         return failWith(m_answer);
     if (!m_attempts.again(*m_resource, m_answer))
@@ -203,7 +160,7 @@ bool NetworkFile::recover()
 
 bool NetworkFile::giveUp()
 {
-    drop();
+    m_body.reset();
     m_isLost = m_isHandedOut && !m_validator.exists();
     if (!m_mayBeginAgain)
         m_attempts.reset();
@@ -236,50 +193,43 @@ bool NetworkFile::read(void *buffer, std::uint32_t count, std::uint32_t *read)
         return fail(Error::ConnectionLost);
     const Waiting waiting(m_attempts.patience());
     const std::int64_t before = m_position;
-    std::uint32_t done = 0;
-    if (!readAll(static_cast<char *>(buffer), count, &done)) {
+    if (!readAll(static_cast<char *>(buffer), count)) {
         m_position = before;
         return giveUp();
     }
-    m_isHandedOut = m_isHandedOut || done > 0;
-    *read = done;
+    *read = static_cast<std::uint32_t>(m_position - before);
+    m_isHandedOut = m_isHandedOut || *read > 0;
     return true;
 }
 
-bool NetworkFile::readAll(char *buffer, std::uint32_t count, std::uint32_t *done)
+bool NetworkFile::readAll(char *buffer, std::int64_t count)
 {
-    const std::int64_t before = m_position;
-    while (*done < count && (m_size < 0 ? m_position < kLastPosition : m_position < m_size)) {
+    const std::int64_t start = m_position;
+    std::int64_t left = count;
+    while (left > 0 && m_position < end()) {
         if (buffered() > 0) {
-            const std::int64_t left = m_size < 0 ? kLastPosition : m_size - m_position;
-            const std::size_t ready = std::min<std::size_t>(buffered(), count - *done);
-            const std::int64_t part = std::min(static_cast<std::int64_t>(ready), left);
-            std::memcpy(buffer + *done, m_buffer.data() + m_bufferStart,
-                        static_cast<std::size_t>(part));
-            m_bufferStart += static_cast<std::size_t>(part);
-            m_position += part;
-            *done += static_cast<std::uint32_t>(part);
+            const std::int64_t most = std::min(left, end() - m_position);
+            const std::int64_t taken = m_body->take(buffer + (count - left), most);
+            m_position += taken;
+            left -= taken;
             continue;
         }
-        if (!m_transfer && !startAt(m_position)) {
+        if (!m_body && !startAt(m_position)) {
             if (m_answer.status != 416)
                 return false;
             // Behind the end of a source that did not tell its size, or that has become shorter.
             return m_size < 0 || failWith(m_answer, Error::SourceChanged);
         }
-        if (!fill(std::min<std::size_t>(count - *done, kReadAhead)))
+        if (!m_body->fill(std::min(left, kReadAhead), m_attempts.patience().end()))
             return false;
-        if (buffered() > 0)
-            continue; // a loss shows when these bytes are used up
-        if (m_size < 0 && m_transfer->answer().result == CURLE_OK) {
-            m_size = m_position - m_skip; // the end of a source that did not tell its size
-        } else {
-            if (!recover())
-                return false;
-            if (!m_validator.exists()) {
-                m_position = before;
-                *done = 0;
-            }
+        // A loss shows when the bytes that came before it are used up.
+        if (buffered() > 0 || showsSize())
+            continue;
+        if (!recover())
+            return false;
+        if (!m_validator.exists()) {
+            m_position = start;
+            left = count;
         }
     }
     return true;
@@ -300,20 +250,16 @@ bool NetworkFile::size(std::int64_t *size)
 bool NetworkFile::findSize()
 {
     while (true) {
-        if (!m_transfer && !startAt(m_position)) {
+        if (!m_body && !startAt(m_position)) {
             m_size = m_answer.status == 416 ? contentRange(m_answer).total : -1;
             return m_answer.status == 416;
         }
         if (m_size >= 0)
             return true;
-        if (!fill(kMostBufferedForSize))
+        if (!m_body->fill(kMostBufferedForSize, m_attempts.patience().end()))
             return false;
-        if (!m_transfer->isDone())
+        if (!m_body->isDone() || showsSize())
             return true;
-        if (m_transfer->answer().result == CURLE_OK) {
-            m_size = m_position - m_skip + static_cast<std::int64_t>(buffered());
-            return true;
-        }
         if (!recover())
             return false;
     }
@@ -324,10 +270,11 @@ bool NetworkFile::seek(std::int64_t position)
     if (position < 0)
         return fail(Error::InvalidParameter);
     const std::int64_t ahead = position - m_position;
-    if (ahead >= 0 && ahead <= static_cast<std::int64_t>(buffered())) {
-        m_bufferStart += static_cast<std::size_t>(ahead);
+    if (ahead >= 0 && ahead <= buffered()) {
+        if (m_body)
+            m_body->take(nullptr, ahead);
     } else {
-        drop();
+        m_body.reset();
         m_furthest = position;
         m_counted = position;
         m_isHandedOut = false;

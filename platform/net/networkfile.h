@@ -4,9 +4,11 @@
 
 #include "base/file.h"
 #include "net/resource.h"
+#include "net/responsebody.h"
 #include "net/validator.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace hq {
@@ -38,14 +40,14 @@ public:
 private:
     bool startAt(std::int64_t position);
     bool accept(std::int64_t position);
-    bool fill(std::size_t limit);
     bool recover();
-    bool readAll(char *buffer, std::uint32_t count, std::uint32_t *done);
+    bool readAll(char *buffer, std::int64_t count);
     bool findSize();
     bool giveUp();
-    Flow take(const char *data, std::size_t size);
-    std::size_t buffered() const { return m_buffer.size() - m_bufferStart; }
-    void drop();
+    bool showsSize();
+    void noteArrival(std::int64_t buffered);
+    std::int64_t buffered() const { return m_body ? m_body->buffered() : 0; }
+    std::int64_t end() const;
 
     std::unique_ptr<Resource> m_resource;
     const std::int64_t m_givenSize;
@@ -56,21 +58,15 @@ private:
     Attempts m_attempts;
 
     HttpClient::Lease m_client = HttpClient::lease(); // of its own, since any thread may read
-    std::unique_ptr<Transfer> m_transfer;
-    std::string m_buffer;
-    std::size_t m_bufferStart = 0;
-    std::size_t m_bufferLimit = 0; // the transfer stops when the buffer holds as much
-    std::int64_t m_skip = 0;       // bytes still to be passed over
-    std::int64_t m_position = 0;   // of the next byte to be read
-    std::int64_t m_furthest = 0;   // behind the last byte that came since the last seek
-    std::int64_t m_counted = 0;    // m_furthest when the attempts were last counted anew
-    bool m_isRepeating = false;    // the transfer brought bytes, none of them new
-    int m_repeats = 0;             // transfers in a row that did
-    bool m_isHandedOut = false;    // some byte since the last seek
-    bool m_isLost = false;         // cannot go on behind these bytes
+    std::optional<ResponseBody> m_body;
+    std::int64_t m_position = 0; // of the next byte to be read
+    std::int64_t m_furthest = 0; // behind the last byte that came since the last seek
+    std::int64_t m_counted = 0;  // m_furthest when the attempts were last counted anew
+    bool m_isRepeating = false;  // the body brought bytes, none of them new
+    int m_repeats = 0;           // bodies in a row that did
+    bool m_isHandedOut = false;  // some byte since the last seek
+    bool m_isLost = false;       // cannot go on behind these bytes
     bool m_mayBeginAgain = false;
-    bool m_isClosing = false; // what still comes is thrown away
-    std::size_t m_thrownAway = 0;
 };
 
 } // namespace hq

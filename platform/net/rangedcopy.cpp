@@ -21,14 +21,14 @@ constexpr std::int64_t kSmallestPart = 8 * 1024 * 1024;
 
 struct Part
 {
+    Part(std::int64_t first, std::int64_t behind) : position(first), end(behind) {}
+
     std::int64_t position; // of the next byte
-    std::int64_t end;
+    const std::int64_t end;
     std::int64_t requested = 0; // first byte of the last request
     unsigned round = 0;         // of the connection count, when the request was sent
     int lessons = 0;
     std::unique_ptr<Transfer> transfer;
-
-    bool isComplete() const { return position == end; }
 };
 
 std::int64_t partSize(std::int64_t objectSize)
@@ -63,7 +63,8 @@ public:
             if (!settleParts())
                 return false;
             m_connections.update(m_done);
-            report();
+            if (m_progress)
+                m_progress(m_done, m_object.size);
         }
         return true;
     }
@@ -71,18 +72,26 @@ public:
 private:
     void startParts()
     {
-        for (const auto &part : m_parts) {
-            if (!part->transfer && mayStart())
-                start(*part);
-        }
-        while (m_next < m_object.size && mayStart()) {
-            auto part = std::make_unique<Part>();
-            part->position = m_next;
-            part->end = std::min(m_next + m_partSize, m_object.size);
-            m_next = part->end;
+        while (mayStart()) {
+            Part *part = nextPart();
+            if (!part)
+                return;
             start(*part);
-            m_parts.push_back(std::move(part));
         }
+    }
+
+    // One that broke off, else the first bytes that no part has; null when none is left.
+    Part *nextPart()
+    {
+        const auto isIdle = [](const Part &part) { return !part.transfer; };
+        const auto idle = std::find_if(m_parts.begin(), m_parts.end(), isIdle);
+        if (idle != m_parts.end())
+            return &*idle;
+        if (m_next == m_object.size)
+            return nullptr;
+        const std::int64_t start = m_next;
+        m_next = std::min(start + m_partSize, m_object.size);
+        return &m_parts.emplace_back(start, m_next);
     }
 
     // A server that refuses is left alone for a while: only what it has served makes room.
@@ -155,34 +164,29 @@ private:
     {
         if (m_writeFailed)
             return false; // the last error tells why
-        for (auto it = m_parts.begin(); it != m_parts.end();) {
-            Part &part = **it;
-            if (!part.transfer || !part.transfer->isDone()) {
-                ++it;
+        for (auto next = m_parts.begin(); next != m_parts.end();) {
+            const auto part = next++;
+            if (!part->transfer || !part->transfer->isDone())
                 continue;
-            }
-            HttpAnswer answer = std::move(part.transfer->answer());
-            part.transfer.reset();
+            HttpAnswer answer = std::move(part->transfer->answer());
+            part->transfer.reset();
             --m_running;
             if (m_failure != Error::None && answer.result == CURLE_WRITE_ERROR)
                 return failWith(answer, m_failure);
-            if (part.isComplete()) {
+            if (part->position == part->end) {
                 ++m_served;
-                it = m_parts.erase(it);
-                continue;
-            }
-            if (answer.isSuccess())
-                answer.malformed = true; // fewer bytes than promised
-            if (!settleFailure(part, answer))
+                m_parts.erase(part);
+            } else if (!settleFailure(*part, answer)) {
                 return false;
-            ++it;
+            }
         }
         return true;
     }
 
     // A part that can be had later is never given up; it goes on from where it got to.
-    bool settleFailure(Part &part, const HttpAnswer &answer)
+    bool settleFailure(Part &part, HttpAnswer &answer)
     {
+        answer.malformed = answer.isSuccess(); // fewer bytes than promised
         if (answer.result == CURLE_OK && part.lessons < kMostLessons) {
             const Lesson lesson = m_object.resource->learn(answer, m_patience);
             if (lesson == Lesson::Failed)
@@ -203,7 +207,7 @@ private:
                 m_served = 0;
             m_holdEnd = std::max(m_holdEnd, Clock::now() + backoff(++m_failures, answer));
         }
-        m_lastFailure = answer;
+        m_lastFailure = std::move(answer);
         return true;
     }
 
@@ -216,18 +220,12 @@ private:
         return std::max(1, static_cast<int>(wait.count()));
     }
 
-    void report()
-    {
-        if (m_progress)
-            m_progress(m_done, m_object.size);
-    }
-
     const S3Object &m_object;
     TargetFile &m_target;
     const CopyProgress &m_progress;
     ConnectionCount m_connections;
     const HttpClient::Lease m_client = HttpClient::lease();
-    std::list<std::unique_ptr<Part>> m_parts; // under way or broken off
+    std::list<Part> m_parts; // under way or broken off
     std::size_t m_running = 0;
     const std::int64_t m_partSize;
     std::int64_t m_next = 0; // first byte that no part has

@@ -4,7 +4,7 @@
 
 #include "base/targetfile.h"
 #include "copyprogress.h"
-#include "net/s3/source.h"
+#include "net/s3/client.h"
 
 namespace hq {
 

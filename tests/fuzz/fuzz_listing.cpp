@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
-#include "net/s3/cursor.h"
+#include "net/s3/paginator.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -10,9 +10,9 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     const std::string text(reinterpret_cast<const char *>(data), size);
-    hq::S3Cursor cursor("a/");
-    std::string query = hq::canonicalQuery(cursor.query());
-    for (std::size_t at = 0; at <= size && cursor.state() == hq::S3Cursor::State::More;) {
+    hq::S3Paginator paginator("a/");
+    std::string query = hq::canonicalQuery(paginator.query());
+    for (std::size_t at = 0; at <= size && paginator.state() == hq::S3Paginator::State::More;) {
         const std::size_t end = std::min(text.find('\0', at), size);
         const std::string document = text.substr(at, end - at);
         at = end + 1;
@@ -21,12 +21,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         if (!listing)
             continue;
         const std::size_t parsed = listing->entries.size();
-        const bool goesOn = cursor.take(*listing) == hq::S3Cursor::State::More;
+        const bool goesOn = paginator.take(*listing) == hq::S3Paginator::State::More;
         const bool isOrdered =
             std::is_sorted(listing->entries.begin(), listing->entries.end(),
                            [](const auto &a, const auto &b) { return a.name < b.name; });
         // Never the same request twice running.
-        const std::string next = hq::canonicalQuery(cursor.query());
+        const std::string next = hq::canonicalQuery(paginator.query());
         if (!isOrdered || listing->entries.size() > parsed || (goesOn && next == query))
             std::abort();
         query = next;

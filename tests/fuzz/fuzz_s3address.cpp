@@ -2,9 +2,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "base/printable.h"
 #include "base/redaction.h"
+#include "base/s3address.h"
 #include "credentials.h"
 #include "hqutil.h"
-#include "net/s3/resource.h"
+#include "net/s3/endpoint.h"
 
 #include <cstdlib>
 

@@ -13,7 +13,7 @@ S3Pages::S3Pages(HttpClient &client, const S3Address &address, const std::string
                  int mostKeys)
     : m_client(client)
     , m_isAccount(address.bucket.empty())
-    , m_cursor(prefix, mostKeys)
+    , m_paginator(prefix, mostKeys)
     , m_resource(address, {})
 {
 }
@@ -21,7 +21,7 @@ S3Pages::S3Pages(HttpClient &client, const S3Address &address, const std::string
 S3Pages::S3Pages(const S3Pages &first, const std::string &prefix, const std::string &after)
     : m_client(first.m_client)
     , m_isAccount(first.m_isAccount)
-    , m_cursor(prefix, 1000, after)
+    , m_paginator(prefix, 1000, after)
     , m_resource(first.m_resource)
 {
 }
@@ -44,7 +44,7 @@ void S3Pages::advance()
 {
     if (isStopped())
         breakOff(Error::Cancelled);
-    else if (m_cursor.state() == S3Cursor::State::Stuck)
+    else if (m_paginator.state() == S3Paginator::State::Stuck)
         breakOff(Error::InvalidServerResponse,
                  "the server says that there is more and gives the same again");
     else if (!m_transfer && m_attempts.due() <= Attempts::Clock::now())
@@ -85,7 +85,7 @@ void S3Pages::send()
     if (m_failures == 0)
         m_attempts.reset(); // time runs from here on, not while nobody asks
     if (!m_isAccount)
-        m_resource.setQuery(m_cursor.query());
+        m_resource.setQuery(m_paginator.query());
     HttpRequest request = m_resource.request({});
     request.deadline = m_attempts.patience().end();
     m_transfer = std::make_unique<Transfer>(std::move(request));
@@ -101,7 +101,7 @@ void S3Pages::settle()
         m_page = parseS3Listing(m_answer.body);
         if (m_page) {
             m_answer.body = std::string();
-            m_cursor.take(*m_page);
+            m_paginator.take(*m_page);
             return;
         }
         m_answer.malformed = true;

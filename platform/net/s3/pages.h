@@ -3,7 +3,7 @@
 #pragma once
 
 #include "base/lasterror.h"
-#include "net/s3/cursor.h"
+#include "net/s3/paginator.h"
 #include "net/s3/resource.h"
 
 #include <memory>
@@ -43,7 +43,7 @@ public:
     // Gives up the page that is on its way; poll() asks for it again.
     void withdraw() { m_transfer.reset(); }
     // Whether the last page has been taken.
-    bool isAtEnd() const { return !m_page && m_cursor.state() == S3Cursor::State::End; }
+    bool isAtEnd() const { return !m_page && m_paginator.state() == S3Paginator::State::End; }
 
 private:
     void advance();
@@ -54,7 +54,7 @@ private:
 
     HttpClient &m_client;
     const bool m_isAccount;
-    S3Cursor m_cursor;
+    S3Paginator m_paginator;
     S3Resource m_resource;
     Attempts m_attempts; // of the page that comes next
     Attempts::Clock::time_point m_polled = Attempts::Clock::now();

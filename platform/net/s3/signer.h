@@ -1,9 +1,12 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
 
-// Signature Version 4 of S3 requests, and the percent-encoding that it prescribes. curl's own signs
-// by this computer's clock, whatever the server's is.
+// Building S3 requests with Signature Version 4, and the percent-encoding that it prescribes.
+// curl's own signs by this computer's clock, whatever the server's is.
 #pragma once
+
+#include "base/s3address.h"
+#include "net/resource.h"
 
 #include <ctime>
 #include <string>
@@ -21,23 +24,9 @@ std::string percentEncoded(std::string_view text, bool keepSlash);
 // "name=value" joined by "&", both encoded, in byte order of the encoded names.
 std::string canonicalQuery(const NameValues &query);
 
-struct SigningInput
-{
-    std::string method;
-    std::string path;        // encoded, as it is sent
-    std::string query;       // canonical, as it is sent
-    NameValues headers;      // lower-case names, trimmed values: host and every x-amz- header
-    std::string payloadHash; // "UNSIGNED-PAYLOAD" or the hexadecimal SHA-256 of the body
-    std::string accessKey;
-    std::string secret;
-    std::string region;
-    std::time_t time; // UTC
-};
-
-// "YYYYMMDDTHHMMSSZ", the value of x-amz-date.
-std::string amzDate(std::time_t time);
-
-// The value of the Authorization header.
-std::string authorization(const SigningInput &input);
+// The request for one object, bucket (empty key) or account (empty bucket too), sent to the region
+// and, where the address has credentials, signed for it at the time.
+HttpRequest s3Request(const S3Address &address, const std::string &key, const NameValues &query,
+                      const RequestOptions &options, const std::string &region, std::time_t time);
 
 } // namespace hq

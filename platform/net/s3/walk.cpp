@@ -3,8 +3,8 @@
 #include "net/s3/walk.h"
 
 #include "base/text.h"
+#include "net/s3/client.h"
 #include "net/s3/ranges.h"
-#include "net/s3/source.h"
 #include "stoptoken.h"
 #include "walkwatch.h"
 

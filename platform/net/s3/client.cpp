@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
-#include "net/s3/source.h"
+#include "net/s3/client.h"
 
-#include "net/s3/cursor.h"
 #include "net/s3/documents.h"
+#include "net/s3/paginator.h"
 #include "net/s3/resource.h"
 
 namespace hq {
@@ -69,7 +69,7 @@ bool proveBucket(const S3Address &address, HttpAnswer *answer)
         return perform(account, {}, answer, isListing);
     }
     S3Resource bucket(address, {});
-    S3Resource listing(address, {}, S3Cursor({}, 1).query());
+    S3Resource listing(address, {}, S3Paginator({}, 1).query());
     return headOrGet(bucket, listing, {}, answer, Patience::ofPerson(), isListing);
 }
 

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
-#include "net/s3/cursor.h"
+#include "net/s3/paginator.h"
 
 #include <algorithm>
 
@@ -11,7 +11,7 @@ namespace {
 constexpr const char *kLastCharacter = "\xf4\x8f\xbf\xbf";
 } // namespace
 
-bool CircleGuard::isRepeated(const std::string &step)
+bool RepeatedTokenDetector::isRepeated(const std::string &step)
 {
     if (step == m_remembered)
         return true;
@@ -23,12 +23,12 @@ bool CircleGuard::isRepeated(const std::string &step)
     return false;
 }
 
-S3Cursor::S3Cursor(std::string prefix, int mostKeys, std::string after)
+S3Paginator::S3Paginator(std::string prefix, int mostKeys, std::string after)
     : m_prefix(std::move(prefix)), m_mostKeys(std::to_string(mostKeys)), m_after(std::move(after))
 {
 }
 
-NameValues S3Cursor::query() const
+NameValues S3Paginator::query() const
 {
     NameValues query{{"delimiter", "/"}, {"encoding-type", "url"}, {"max-keys", m_mostKeys}};
     if (m_way != Way::Marker)
@@ -45,7 +45,7 @@ NameValues S3Cursor::query() const
 
 // A page that was asked for by token is trusted. One that was asked for by name can begin the
 // listing anew, or repeat names of the page before.
-void S3Cursor::dropKnown(S3Listing &page)
+void S3Paginator::dropKnown(S3Listing &page)
 {
     std::vector<S3Listing::Entry> &entries = page.entries;
     if (m_first.empty() && !entries.empty())
@@ -66,7 +66,7 @@ void S3Cursor::dropKnown(S3Listing &page)
     m_names = std::move(names);
 }
 
-S3Cursor::State S3Cursor::take(S3Listing &page)
+S3Paginator::State S3Paginator::take(S3Listing &page)
 {
     const std::vector<S3Listing::Entry> &entries = page.entries;
     const bool isFolderAgain = entries.size() == 1 && entries[0].isFolder &&
@@ -94,12 +94,12 @@ S3Cursor::State S3Cursor::take(S3Listing &page)
     return m_state = State::Stuck;
 }
 
-S3Cursor::State S3Cursor::goOn(Way way, const std::string &position)
+S3Paginator::State S3Paginator::goOn(Way way, const std::string &position)
 {
     const bool isSame = way == m_way && position == m_position;
     m_way = way;
     m_position = position;
-    const bool isCircle = m_guard.isRepeated(std::to_string(static_cast<int>(way)) + position);
+    const bool isCircle = m_detector.isRepeated(std::to_string(static_cast<int>(way)) + position);
     return m_state = isSame || isCircle ? State::Stuck : State::More;
 }
 

@@ -12,7 +12,7 @@ namespace hq {
 
 // Detects that a chain of tokens repeats itself. Remembers only one of them, so it can be some
 // steps late.
-class CircleGuard
+class RepeatedTokenDetector
 {
 public:
     bool isRepeated(const std::string &step);
@@ -29,14 +29,14 @@ private:
 // behind its last name, by "start-after"; a server that does not heed that, or shows that it knows
 // version 1 of the call alone, is asked by "marker" in the form of that version. Such a server may
 // report again what it was to go on behind. Nothing here depends on the order that a server keeps.
-class S3Cursor
+class S3Paginator
 {
 public:
     enum class State { More, End, Stuck };
 
     // At the start of the level below `prefix`, or behind the name `after` of it, with at most
     // `mostKeys` names a page.
-    explicit S3Cursor(std::string prefix, int mostKeys = 1000, std::string after = {});
+    explicit S3Paginator(std::string prefix, int mostKeys = 1000, std::string after = {});
 
     // Of the request for the next page.
     NameValues query() const;
@@ -60,7 +60,7 @@ private:
     std::string m_first;              // the first name of all
     std::string m_last;               // the name that the last page goes on behind
     std::vector<std::string> m_names; // of the page before, sorted
-    CircleGuard m_guard;
+    RepeatedTokenDetector m_detector;
 };
 
 } // namespace hq

@@ -1,0 +1,29 @@
+// SPDX-FileCopyrightText: The Pellory developers
+// SPDX-License-Identifier: Apache-2.0
+
+// What the process knows of the regions of buckets and of the clocks of sites. Any thread.
+#pragma once
+
+#include "base/s3address.h"
+
+#include <cstdint>
+#include <string>
+
+namespace hq {
+
+// The region to sign for: what an earlier answer told, the bucket's entry file, the host name,
+// us-east-1.
+std::string currentRegion(const S3Address &address);
+
+// The region as far as it is known without a look at the disk; empty when it is not.
+std::string knownRegion(const S3Address &address);
+
+// What an answer told, empty while none did.
+std::string toldRegion(const S3Address &address);
+void setToldRegion(const std::string &site, const std::string &bucket, const std::string &region);
+
+// How far the clock of a site is ahead of this computer's, in seconds; 0 while no answer told.
+std::int64_t clockOffset(const std::string &site);
+void setClockOffset(const std::string &site, std::int64_t seconds);
+
+} // namespace hq
