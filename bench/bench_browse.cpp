@@ -3,7 +3,7 @@
 
 // bench_browse [COUNT [RUNS [LATENCY]]]: what browsing large folders costs in the window,
 // offscreen, against the bare walk of the same listing, and the longest time between two turns of
-// the event loop. The server waits LATENCY milliseconds (0) before each answer.
+// the event loop. The server waits LATENCY milliseconds (0) before each response.
 //
 // bench_browse clicks [COUNT [RUNS]]: what clicks on folders cost beside COUNT entries (1,000,000)
 // that are loaded already, against a view on a proxy that filters nothing.

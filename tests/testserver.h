@@ -26,7 +26,7 @@ public:
     QJsonObject ready() const { return m_ready; }
     int port() const { return m_ready.value("port").toInt(); }
 
-    // Sends {"op": op, ...members} and waits for the answer, which is empty on failure.
+    // Sends {"op": op, ...members} and waits for the response, which is empty on failure.
     QJsonObject command(const QString &op, const QJsonObject &members = {});
     // Sends commands, a JSON list in single quotes; each is the "fault" of a request that holds
     // `contained`, too, if it does not say what else. False when one of them failed.

@@ -96,7 +96,7 @@ void S3ProtocolTest::listings()
         {page("<x\tb=''" + attributes + "/> *a"), "!"},
         {page("<x\tb='" + QByteArray(17'000, 'b') + "'/> *a"), "!"},
         {page("*B *c /b/ /é/"), "B|b/|c|é/"},       // merged in byte order
-        {page("*a+b%2Bc%20%25 " + url), "a b+c %"}, // wherever the answer says so
+        {page("*a+b%2Bc%20%25 " + url), "a b+c %"}, // wherever the response says so
         {page("*a+b%20"), "a+b%20"},
         {page(url + "*a%0Ab%zz%4"), "a\nb%zz%4"},
         {page(url + more + "<NextContinuationToken>%2B+</NextContinuationToken>"), "%2B+>"},

@@ -72,7 +72,7 @@ void TamsTest::answers()
     const QString one = "{'id':'1','label':'one','collected_by':['X','Y']}";
     const QString two = "{'id':'2','label':'two','collected_by':['X']}";
     const auto list = [](const QStringList &flows) { return "[" + flows.join(',') + "]"; };
-    // More than are added at once, and than are read of an answer of unknown size at first.
+    // More than are added at once, and than are read of a response of unknown size at first.
     QStringList many, allOfMany;
     for (int i = 0; i < 1200; ++i) {
         many << QString("{'id':'%1','note':'%2'}").arg(i).arg("", 1300, 'x');

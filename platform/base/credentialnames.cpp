@@ -37,9 +37,9 @@ bool endsIn(const std::string &name, const std::string_view (&endings)[size])
 NameKind nameKind(std::string_view name)
 {
     // Of a long name its end.
-    constexpr std::size_t kLongest = 64;
-    if (name.size() > kLongest)
-        name.remove_prefix(name.size() - kLongest);
+    constexpr std::size_t kMaxLength = 64;
+    if (name.size() > kMaxLength)
+        name.remove_prefix(name.size() - kMaxLength);
     std::string plain;
     for (const char c : name) {
         if (c != '_' && c != '-')

@@ -101,8 +101,8 @@ std::string s3(std::string_view address, const S3Address &parts)
 
 bool isName(std::string_view text)
 {
-    constexpr std::size_t kLongest = 64;
-    return text.size() <= kLongest && std::all_of(text.begin(), text.end(), [](char c) {
+    constexpr std::size_t kMaxLength = 64;
+    return text.size() <= kMaxLength && std::all_of(text.begin(), text.end(), [](char c) {
                return isLetterOrDigit(c) || std::strchr("-_.~%[]", c);
            });
 }
@@ -183,11 +183,11 @@ std::string decoded(std::string_view text)
 }
 
 // Shorter ones say nothing, and are everywhere.
-constexpr std::size_t kShortestPart = 4;
+constexpr std::size_t kMinPart = 4;
 
 void hideAll(std::string *text, const std::string &part)
 {
-    if (part.size() < kShortestPart)
+    if (part.size() < kMinPart)
         return;
     for (std::size_t found = 0; (found = text->find(part, found)) != kNone;)
         text->replace(found, part.size(), kStars);
@@ -282,7 +282,7 @@ std::string harmlessReport(std::string_view text, std::string_view address)
     std::size_t cut = 0;
     for (const std::string &part : hidden)
         cut = std::max(cut, cutLength(result, part));
-    if (cut >= kShortestPart)
+    if (cut >= kMinPart)
         result.replace(result.size() - cut, cut, kStars);
     return printable(result);
 }

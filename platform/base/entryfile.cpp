@@ -10,7 +10,7 @@
 namespace hq {
 
 namespace {
-constexpr std::int64_t kMostBytes = 4 * 1024 * 1024;
+constexpr std::int64_t kMaxBytes = 4 * 1024 * 1024;
 }
 
 std::optional<QByteArray> readEntryFile(const QByteArray &path)
@@ -27,7 +27,7 @@ std::optional<QByteArray> readEntryFile(const QByteArray &path)
                       behind);
         return std::nullopt;
     };
-    if (isRead && size > kMostBytes)
+    if (isRead && size > kMaxBytes)
         return logged("Entry file", " is larger than 4 MiB and is not used");
     QByteArray text(static_cast<int>(size), Qt::Uninitialized);
     std::uint32_t read = 0;

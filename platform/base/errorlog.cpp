@@ -22,7 +22,7 @@ namespace hq {
 namespace {
 
 constexpr std::int64_t kRotationSize = 1 << 20;
-constexpr std::size_t kLongestLine = 64 << 10;
+constexpr std::size_t kMaxLine = 64 << 10;
 
 struct Log
 {
@@ -51,7 +51,7 @@ std::string formatLine(const std::string &text)
                            .toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz "))
                            .toStdString();
     line += std::to_string(system::threadId()) + ' ' + text;
-    line.resize(cutAt(kLongestLine, line).size());
+    line.resize(cutAt(kMaxLine, line).size());
     return line + '\n';
 }
 

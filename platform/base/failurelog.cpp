@@ -22,9 +22,10 @@ namespace {
 std::string shown(std::string_view address)
 {
     // Longer ones would push the reason out of the line.
-    constexpr std::size_t kLongest = 8192;
+    constexpr std::size_t kMaxLength = 8192;
     const std::string text = harmlessAddress(address);
-    return "<" + (text.size() > kLongest ? std::string(cutAt(kLongest, text)) + "..." : text) + ">";
+    return "<" + (text.size() > kMaxLength ? std::string(cutAt(kMaxLength, text)) + "..." : text) +
+           ">";
 }
 
 // What is wrong with the text of an address.
@@ -70,9 +71,9 @@ std::string reason(std::string_view address, std::string advice)
     std::string text = errorText(lastError());
     if (details.httpStatus != 0)
         text += ", HTTP status " + std::to_string(details.httpStatus);
-    constexpr std::size_t kLongestWord = 300;
+    constexpr std::size_t kMaxWord = 300;
     if (!details.serverWord.empty())
-        text += ", server: " + harmlessReport(cutAt(kLongestWord, details.serverWord), address);
+        text += ", server: " + harmlessReport(cutAt(kMaxWord, details.serverWord), address);
     if (!advice.empty())
         text += ", " + advice;
     return text;

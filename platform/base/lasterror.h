@@ -21,7 +21,7 @@ std::string errorText(std::uint32_t code);
 // What a call knows of its failure beside the code.
 struct FailureDetails
 {
-    long httpStatus = 0;     // of the answer that ended it; 0 when there was none
+    long httpStatus = 0;     // of the response that ended it; 0 when there was none
     std::string serverWord;  // what the server says about it, as it came
     std::string advice;      // what follows for the person; empty when nothing does
     bool isOfTarget = false; // a copy's destination failed, not its source

@@ -79,9 +79,9 @@ std::string narrow(const std::wstring &text)
 
 std::wstring native(const std::string &path)
 {
-    constexpr std::size_t kLongestPlain = 240;
+    constexpr std::size_t kMaxPlain = 240;
     std::wstring result = wide(path);
-    if (result.size() < kLongestPlain || result.compare(0, 4, L"\\\\?\\") == 0)
+    if (result.size() < kMaxPlain || result.compare(0, 4, L"\\\\?\\") == 0)
         return result;
     const DWORD length = ::GetFullPathNameW(result.c_str(), 0, nullptr, nullptr);
     std::wstring full(length, L'\0');
@@ -93,12 +93,12 @@ std::wstring native(const std::string &path)
 
 Kind kindOf(const std::string &path)
 {
-    constexpr std::size_t kLongestName = 255;
+    constexpr std::size_t kMaxName = 255;
     const DWORD attributes = ::GetFileAttributesW(native(path).c_str());
     if (attributes == kMissing) {
         failNow();
         const std::size_t end = path.find_last_of("/\\") + 1;
-        if (wide(path.substr(end)).size() > kLongestName) // which not every drive tells
+        if (wide(path.substr(end)).size() > kMaxName) // which not every drive tells
             fail(Error::InvalidName);
         return Kind::Missing;
     }

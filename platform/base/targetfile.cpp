@@ -23,8 +23,8 @@ using std::chrono::milliseconds;
 // block is what the disk takes in about this time, or what came in.
 constexpr milliseconds kLongWait{100};
 constexpr milliseconds kShortWait{25};
-constexpr milliseconds kLongestPause{250};
-constexpr std::int64_t kLargestBlock = 64 << 20;
+constexpr milliseconds kMaxPause{250};
+constexpr std::int64_t kMaxBlock = 64 << 20;
 constexpr std::size_t kChunk = 1 << 20;
 
 bool goOn()
@@ -124,7 +124,7 @@ bool TargetFile::pace(std::int64_t size)
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_unwritten += size;
     const auto begin = Clock::now();
-    if (m_unwritten < m_block && begin - m_lastWait < kLongestPause)
+    if (m_unwritten < m_block && begin - m_lastWait < kMaxPause)
         return true;
     if (!m_file.writeBack())
         return false;
@@ -133,7 +133,7 @@ bool TargetFile::pace(std::int64_t size)
     if (m_lastWait - begin > kLongWait)
         m_block = std::max(m_block / 2, system::smallestWriteBack());
     else if (m_lastWait - begin < kShortWait)
-        m_block = std::min(m_block * 2, kLargestBlock);
+        m_block = std::min(m_block * 2, kMaxBlock);
     return true;
 }
 

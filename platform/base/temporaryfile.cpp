@@ -18,7 +18,7 @@ namespace {
 
 // A temporary name is ".", the name, ".pellory-", a mark, ".part". The mark is random but for its
 // end, which stands for this run of the machine. File systems end names at 255 bytes or characters.
-constexpr std::size_t kLongestName = 200;
+constexpr std::size_t kMaxName = 200;
 constexpr std::size_t kMarkSize = 6;
 constexpr std::size_t kBootMarkSize = 3;
 constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyz0123456789";
@@ -62,7 +62,7 @@ std::string folderOf(const std::string &path)
 bool isTemporaryName(std::string_view name)
 {
     constexpr std::size_t kMarks = 1 + kOurs.size() + kMarkSize + kEnd.size();
-    if (name.size() <= kMarks || name.size() > kMarks + kLongestName || name.front() != '.' ||
+    if (name.size() <= kMarks || name.size() > kMarks + kMaxName || name.front() != '.' ||
         name.substr(name.size() - kEnd.size()) != kEnd)
         return false;
     name.remove_suffix(kEnd.size());
@@ -110,7 +110,7 @@ std::string makeTemporary(const std::string &target,
                           const std::function<bool(const std::string &name)> &create)
 {
     const std::size_t start = nameStart(target);
-    const std::string_view name = cutAt(kLongestName, std::string_view(target).substr(start));
+    const std::string_view name = cutAt(kMaxName, std::string_view(target).substr(start));
     for (int attempt = 0; attempt < 100; ++attempt) {
         std::string path = target.substr(0, start) + '.';
         path.append(name).append(kOurs).append(newMark()).append(kEnd);

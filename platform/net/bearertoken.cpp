@@ -33,7 +33,7 @@ using std::chrono::seconds;
 
 constexpr seconds kRenewBefore{30};
 constexpr double kDefaultLifetimeSeconds = 3600;
-constexpr double kMostLifetimeSeconds = 30 * 24 * 3600.0;
+constexpr double kMaxLifetimeSeconds = 30 * 24 * 3600.0;
 
 enum class ClientAuthentication { Basic, Body };
 
@@ -163,19 +163,19 @@ public:
                            basicCredentials(m_client).toStdString()};
         return request;
     }
-    Lesson learn(const HttpAnswer &, const Patience &) override { return Lesson::None; }
+    Adjustment adjust(const HttpResponse &, const Patience &) override { return Adjustment::None; }
 
 private:
     const Client &m_client;
     ClientAuthentication m_authentication;
 };
 
-bool refusesBasic(const HttpAnswer &answer)
+bool refusesBasic(const HttpResponse &response)
 {
-    if (answer.result != CURLE_OK)
+    if (response.result != CURLE_OK)
         return false;
-    const QByteArray body = QByteArray::fromStdString(answer.body);
-    return answer.status == 401 ||
+    const QByteArray body = QByteArray::fromStdString(response.body);
+    return response.status == 401 ||
            QJsonDocument::fromJson(body).object()["error"].toString() == "invalid_client";
 }
 
@@ -216,32 +216,32 @@ bool isHeaderText(const std::string &text)
 
 // Sends the credentials as this server was found to take them: where it refuses a header, in the
 // body from now on.
-bool askForToken(const Client &client, Repository &target, HttpAnswer *answer,
+bool askForToken(const Client &client, Repository &target, HttpResponse *response,
                  const Patience &patience)
 {
     const auto ask = [&](ClientAuthentication authentication) {
         TokenRequest request(client, authentication);
-        return perform(request, {}, answer, {}, patience);
+        return perform(request, {}, response, {}, patience);
     };
     if (ask(target.authentication))
         return true;
-    if (target.authentication != ClientAuthentication::Basic || !refusesBasic(*answer) ||
+    if (target.authentication != ClientAuthentication::Basic || !refusesBasic(*response) ||
         !ask(ClientAuthentication::Body))
         return false;
     target.authentication = ClientAuthentication::Body;
     return true;
 }
 
-// False when the answer holds no token that can be sent.
-bool readToken(const HttpAnswer &answer, Repository &target)
+// False when the response holds no token that can be sent.
+bool readToken(const HttpResponse &response, Repository &target)
 {
     const QJsonObject object =
-        QJsonDocument::fromJson(QByteArray::fromStdString(answer.body)).object();
+        QJsonDocument::fromJson(QByteArray::fromStdString(response.body)).object();
     const std::string token = object["access_token"].toString().toStdString();
     if (!isHeaderText(token))
         return false;
     const double told = object["expires_in"].toVariant().toDouble(); // 0 where it does not say
-    const std::chrono::duration<double> lifetime(told > 0 ? std::min(told, kMostLifetimeSeconds)
+    const std::chrono::duration<double> lifetime(told > 0 ? std::min(told, kMaxLifetimeSeconds)
                                                           : kDefaultLifetimeSeconds);
     const auto life = std::chrono::duration_cast<milliseconds>(lifetime);
     target.token = token;
@@ -258,9 +258,9 @@ bool fetchToken(const Client &client, Repository &target, const Patience &patien
                                " must begin with https://"});
         return false;
     }
-    HttpAnswer answer;
-    if (askForToken(client, target, &answer, patience) &&
-        (readToken(answer, target) || failWith(answer, Error::InvalidServerResponse)))
+    HttpResponse response;
+    if (askForToken(client, target, &response, patience) &&
+        (readToken(response, target) || failWith(response, Error::InvalidServerResponse)))
         return true;
     nameServer(client);
     return false;

@@ -4,7 +4,7 @@
 // OAuth2 bearer tokens (client-credentials grant) for the repositories that are configured.
 #pragma once
 
-#include "net/attempts.h"
+#include "net/retrystate.h"
 
 #include <string>
 

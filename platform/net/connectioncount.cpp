@@ -11,7 +11,7 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr std::size_t kFirst = 4;
-constexpr int kNearMicroseconds = 3000; // an answer that comes as fast needs no company
+constexpr int kNearMicroseconds = 3000; // a response that comes as fast needs no company
 constexpr milliseconds kRateWindow{150};
 constexpr double kWorthwhileGain = 1.15;
 constexpr milliseconds kDoubleAfter{250};
@@ -20,7 +20,7 @@ constexpr milliseconds kAddAfter{1000};
 } // namespace
 
 ConnectionCount::ConnectionCount(int latencyMicroseconds)
-    : m_wanted(latencyMicroseconds < kNearMicroseconds ? kFirst : kMost)
+    : m_wanted(latencyMicroseconds < kNearMicroseconds ? kFirst : kMaxCount)
     , m_windowStart(Clock::now())
 {
 }
@@ -72,10 +72,10 @@ void ConnectionCount::update(std::int64_t done)
         return;
     const double rate = static_cast<double>(done - m_windowDone) /
                         std::chrono::duration<double>(now - m_windowStart).count();
-    if (m_wanted >= kMost || rate < m_rate * kWorthwhileGain)
+    if (m_wanted >= kMaxCount || rate < m_rate * kWorthwhileGain)
         m_isSettled = true;
     else
-        m_wanted = std::min(m_wanted * 2, kMost);
+        m_wanted = std::min(m_wanted * 2, kMaxCount);
     m_rate = rate;
     m_windowStart = now;
     m_windowDone = done;

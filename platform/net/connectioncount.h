@@ -17,7 +17,7 @@ namespace hq {
 class ConnectionCount
 {
 public:
-    static constexpr std::size_t kMost = 32;
+    static constexpr std::size_t kMaxCount = 32;
 
     explicit ConnectionCount(int latencyMicroseconds);
 
@@ -39,8 +39,8 @@ private:
     void raise(Clock::time_point now);
 
     std::size_t m_wanted;
-    std::size_t m_admitted = kMost;
-    std::size_t m_threshold = kMost; // up to here doubling is safe
+    std::size_t m_admitted = kMaxCount;
+    std::size_t m_threshold = kMaxCount; // up to here doubling is safe
     unsigned m_round = 0;
     bool m_isAnswered = false; // some request of this round
     Clock::time_point m_changed;

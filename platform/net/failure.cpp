@@ -16,7 +16,7 @@ namespace hq {
 
 namespace {
 
-constexpr int kMostWordCharacters = 200;
+constexpr int kMaxWordCharacters = 200;
 
 Error errorOfResult(CURLcode result)
 {
@@ -70,56 +70,56 @@ QString jsonWord(const QJsonObject &object)
     return parts.join(": ");
 }
 
-QString firstLine(const HttpAnswer &answer)
+QString firstLine(const HttpResponse &response)
 {
-    const bool isPlain = answer.header("content-type").compare(0, 10, "text/plain") == 0;
-    const std::string line = answer.body.substr(0, answer.body.find_first_of("\r\n"));
+    const bool isPlain = response.header("content-type").compare(0, 10, "text/plain") == 0;
+    const std::string line = response.body.substr(0, response.body.find_first_of("\r\n"));
     return isPlain ? QString::fromStdString(line).simplified() : QString();
 }
 
 std::string duration(std::int64_t inSeconds)
 {
     const std::int64_t minutes = (std::abs(inSeconds) + 30) / 60;
-    constexpr std::int64_t kMostMinutes = 120;
-    return minutes < kMostMinutes ? std::to_string(minutes) + " minutes"
-                                  : std::to_string((minutes + 30) / 60) + " hours";
+    constexpr std::int64_t kMaxMinutes = 120;
+    return minutes < kMaxMinutes ? std::to_string(minutes) + " minutes"
+                                 : std::to_string((minutes + 30) / 60) + " hours";
 }
 
-std::string adviceOf(const HttpAnswer &answer)
+std::string adviceOf(const HttpResponse &response)
 {
-    if (answer.status == 407)
+    if (response.status == 407)
         return "the proxy wants a user name and a password";
-    if (answer.isFromProxy)
+    if (response.isFromProxy)
         return "the proxy refuses";
-    if (answer.result == CURLE_COULDNT_RESOLVE_PROXY)
+    if (response.result == CURLE_COULDNT_RESOLVE_PROXY)
         return "the name of the proxy is not known";
-    if (answer.result == CURLE_PEER_FAILED_VERIFICATION)
+    if (response.result == CURLE_PEER_FAILED_VERIFICATION)
         return "the server's certificate is not trusted; CURL_CA_BUNDLE can name its authority";
-    if (answer.result == CURLE_UNKNOWN_OPTION)
+    if (response.result == CURLE_UNKNOWN_OPTION)
         return std::string("libcurl ") + curl_version_info(CURLVERSION_NOW)->version +
                " cannot be told what a transfer must not do; 7.87 is the oldest that can";
-    const S3ErrorDocument document = parseS3Error(answer.body);
+    const S3ErrorDocument document = parseS3Error(response.body);
     if (document.code == "SignatureDoesNotMatch")
         return "the secret does not belong to the key";
     if (document.code == "InvalidAccessKeyId")
         return "the server does not know the key";
-    return answer.context ? answer.context->advice(answer) : clockAdvice(answer);
+    return response.context ? response.context->advice(response) : clockAdvice(response);
 }
 
 // Code of a failed answer.
-Error errorOf(const HttpAnswer &answer)
+Error errorOf(const HttpResponse &response)
 {
     // A refusal is one, even when the document that explains it does not come to its end.
-    const bool isRefusal = answer.status >= 400 && answer.result != CURLE_ABORTED_BY_CALLBACK;
-    if (answer.result != CURLE_OK && !isRefusal)
-        return errorOfResult(answer.result);
-    switch (answer.status) {
+    const bool isRefusal = response.status >= 400 && response.result != CURLE_ABORTED_BY_CALLBACK;
+    if (response.result != CURLE_OK && !isRefusal)
+        return errorOfResult(response.result);
+    switch (response.status) {
     case 401:
     case 403:
     case 407:
         return Error::AccessDenied;
     case 404: {
-        const bool bucketMissing = parseS3Error(answer.body).code == "NoSuchBucket";
+        const bool bucketMissing = parseS3Error(response.body).code == "NoSuchBucket";
         return bucketMissing ? Error::PathNotFound : Error::FileNotFound;
     }
     case 405:
@@ -130,42 +130,42 @@ Error errorOf(const HttpAnswer &answer)
     case 504:
         return Error::TimedOut;
     case 412:
-        return answer.isConditional ? Error::SourceChanged : Error::InvalidServerResponse;
+        return response.isConditional ? Error::SourceChanged : Error::InvalidServerResponse;
     default:
         return Error::InvalidServerResponse;
     }
 }
 
-// What the answer says about itself: "Code (message)" of an S3 error, a JSON error, or a line of
+// What the response says about itself: "Code (message)" of an S3 error, a JSON error, or a line of
 // plain text; one line, at most 200 characters, empty when it says nothing.
-std::string serverWord(const HttpAnswer &answer)
+std::string serverWord(const HttpResponse &response)
 {
-    const S3ErrorDocument document = parseS3Error(answer.body);
+    const S3ErrorDocument document = parseS3Error(response.body);
     // Not "Code: message", which reads like a credential where the code ends in "Key".
     QString word = QString::fromStdString(
         document.code + (document.message.empty() ? "" : " (" + document.message + ")"));
     // What a success holds beside that is content, a token for instance.
-    const bool isRefusal = answer.status < 200 || answer.status >= 300;
+    const bool isRefusal = response.status < 200 || response.status >= 300;
     if (word.isEmpty() && isRefusal)
-        word = jsonWord(QJsonDocument::fromJson(QByteArray::fromStdString(answer.body)).object());
+        word = jsonWord(QJsonDocument::fromJson(QByteArray::fromStdString(response.body)).object());
     if (word.isEmpty() && isRefusal)
-        word = firstLine(answer);
+        word = firstLine(response);
     word = word.simplified();
-    for (const std::string &secret : answer.secrets) {
+    for (const std::string &secret : response.secrets) {
         const QString text = QString::fromStdString(secret).simplified();
         if (!text.isEmpty())
             word.replace(text, "***");
     }
-    return word.left(kMostWordCharacters).toStdString();
+    return word.left(kMaxWordCharacters).toStdString();
 }
 
 } // namespace
 
-std::string clockAdvice(const HttpAnswer &answer, std::int64_t clockOffset)
+std::string clockAdvice(const HttpResponse &response, std::int64_t clockOffset)
 {
-    const bool isSkewed = parseS3Error(answer.body).code == "RequestTimeTooSkewed";
-    const std::time_t date = curl_getdate(answer.header("date").c_str(), nullptr);
-    if (date == -1 || (answer.status != 401 && answer.status != 403 && !isSkewed))
+    const bool isSkewed = parseS3Error(response.body).code == "RequestTimeTooSkewed";
+    const std::time_t date = curl_getdate(response.header("date").c_str(), nullptr);
+    if (date == -1 || (response.status != 401 && response.status != 403 && !isSkewed))
         return {};
     const std::int64_t ahead = static_cast<std::int64_t>(date) - std::time(nullptr);
     // A difference that the request took into account is not the reason.
@@ -175,16 +175,16 @@ std::string clockAdvice(const HttpAnswer &answer, std::int64_t clockOffset)
            (ahead > 0 ? " behind" : " ahead of") + " the server's";
 }
 
-bool failWith(const HttpAnswer &answer)
+bool failWith(const HttpResponse &response)
 {
-    return failWith(answer, errorOf(answer));
+    return failWith(response, errorOf(response));
 }
 
-bool failWith(const HttpAnswer &answer, Error error)
+bool failWith(const HttpResponse &response, Error error)
 {
     setLastError(error);
     if (error != Error::Cancelled)
-        setFailureDetails({answer.status, serverWord(answer), adviceOf(answer)});
+        setFailureDetails({response.status, serverWord(response), adviceOf(response)});
     return false;
 }
 

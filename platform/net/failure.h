@@ -14,11 +14,11 @@ constexpr std::int64_t kToleratedSkewSeconds = 240;
 
 // Whether the clock of this computer is what a server refuses, and by how much it is off; empty
 // when it is not. `clockOffset` are the seconds that the request took into account.
-std::string clockAdvice(const HttpAnswer &answer, std::int64_t clockOffset = 0);
+std::string clockAdvice(const HttpResponse &response, std::int64_t clockOffset = 0);
 
-// Sets the thread's last error, and its details from the answer that ended a call; false.
-bool failWith(const HttpAnswer &answer);
+// Sets the thread's last error, and its details from the response that ended a call; false.
+bool failWith(const HttpResponse &response);
 // The same with another code, which the response alone does not tell.
-bool failWith(const HttpAnswer &answer, Error error);
+bool failWith(const HttpResponse &response, Error error);
 
 } // namespace hq

@@ -16,7 +16,7 @@ namespace hq {
 
 namespace {
 
-constexpr long kMostRedirects = 5;
+constexpr long kMaxRedirects = 5;
 constexpr long kBufferSize = 256 * 1024;
 constexpr std::size_t kBodyLimit = 32 * 1024 * 1024;
 constexpr std::size_t kErrorBodyLimit = 64 * 1024;
@@ -93,13 +93,13 @@ std::string trimmed(std::string_view text)
 
 } // namespace
 
-std::string HttpAnswer::header(const char *lowerCaseName) const
+std::string HttpResponse::header(const char *lowerCaseName) const
 {
     const auto found = headers.find(lowerCaseName);
     return found == headers.end() ? std::string() : found->second;
 }
 
-std::int64_t HttpAnswer::contentLength() const
+std::int64_t HttpResponse::contentLength() const
 {
     // A chunked body tells its own length, whatever Content-Length says.
     const std::string text =
@@ -109,21 +109,21 @@ std::int64_t HttpAnswer::contentLength() const
     return error == std::errc() && end == text.data() + text.size() && value >= 0 ? value : -1;
 }
 
-Transfer::Transfer(HttpRequest request, Sink sink)
+HttpTransfer::HttpTransfer(HttpRequest request, BodyCallback sink)
     : m_request(std::move(request)), m_sink(std::move(sink))
 {
-    m_answer.isConditional = m_request.isConditional;
-    m_answer.context = m_request.context;
-    m_answer.secrets = m_request.secrets;
+    m_response.isConditional = m_request.isConditional;
+    m_response.context = m_request.context;
+    m_response.secrets = m_request.secrets;
 }
 
-Transfer::~Transfer()
+HttpTransfer::~HttpTransfer()
 {
     if (m_client)
         m_client->remove(*this);
 }
 
-void Transfer::resume(Clock::time_point deadline)
+void HttpTransfer::resume(Clock::time_point deadline)
 {
     m_request.deadline = deadline;
     allow(timeLimits().stall);
@@ -131,12 +131,12 @@ void Transfer::resume(Clock::time_point deadline)
         curl_easy_pause(m_easy, CURLPAUSE_CONT);
 }
 
-void Transfer::allow(std::chrono::milliseconds time)
+void HttpTransfer::allow(std::chrono::milliseconds time)
 {
     m_due = std::min(m_request.deadline, Clock::now() + time);
 }
 
-bool Transfer::prepare(CURL *easy)
+bool HttpTransfer::prepare(CURL *easy)
 {
     static const CertificateSettings certificates;
     static const bool isKnown = isKnownLibrary();
@@ -151,9 +151,9 @@ bool Transfer::prepare(CURL *easy)
     options.need(CURLOPT_PATH_AS_IS, 1L);
     options.need(CURLOPT_HTTPHEADER, m_headerList);
     options.need(CURLOPT_PRIVATE, this);
-    options.need(CURLOPT_HEADERFUNCTION, &Transfer::onHeader);
+    options.need(CURLOPT_HEADERFUNCTION, &HttpTransfer::onHeader);
     options.need(CURLOPT_HEADERDATA, this);
-    options.need(CURLOPT_WRITEFUNCTION, &Transfer::onBody);
+    options.need(CURLOPT_WRITEFUNCTION, &HttpTransfer::onBody);
     options.need(CURLOPT_WRITEDATA, this);
     if (m_request.method == "HEAD") {
         options.need(CURLOPT_NOBODY, 1L);
@@ -180,7 +180,7 @@ bool Transfer::prepare(CURL *easy)
     if (m_request.followRedirects) {
         const bool secure = m_request.url.compare(0, 6, "https:") == 0;
         options.need(CURLOPT_FOLLOWLOCATION, 1L);
-        options.need(CURLOPT_MAXREDIRS, kMostRedirects);
+        options.need(CURLOPT_MAXREDIRS, kMaxRedirects);
         options.need(CURLOPT_REDIR_PROTOCOLS_STR, secure ? "https" : "http,https");
     }
 
@@ -195,25 +195,25 @@ bool Transfer::prepare(CURL *easy)
     return isKnown && options.areKept();
 }
 
-void Transfer::finish(CURLcode result)
+void HttpTransfer::finish(CURLcode result)
 {
     if (m_isExplained)
         result = CURLE_OK;
     if (m_head != Head::Complete) {
-        // curl takes a connection that is closed inside a head for the end of the answer.
+        // curl takes a connection that is closed inside a head for the end of the response.
         if (result == CURLE_OK)
             result = CURLE_RECV_ERROR;
         if (isEndlessLine(result))
             result = CURLE_WRITE_ERROR; // as for a head without an end
-        // A redirect is the answer only where it is not followed.
+        // A redirect is the response only where it is not followed.
         const bool isRedirect =
             result == CURLE_TOO_MANY_REDIRECTS || result == CURLE_UNSUPPORTED_PROTOCOL;
-        if (m_head == Head::Open || m_answer.status < 200 || !isRedirect) {
-            m_answer.status = 0;
-            m_answer.headers.clear();
+        if (m_head == Head::Open || m_response.status < 200 || !isRedirect) {
+            m_response.status = 0;
+            m_response.headers.clear();
         }
     }
-    m_answer.result = result;
+    m_response.result = result;
     if (m_easy) {
         curl_off_t sent = 0;
         curl_off_t answered = 0;
@@ -223,20 +223,20 @@ void Transfer::finish(CURLcode result)
         curl_easy_getinfo(m_easy, CURLINFO_STARTTRANSFER_TIME_T, &answered);
         curl_easy_getinfo(m_easy, CURLINFO_HTTP_CONNECTCODE, &proxyStatus);
         curl_easy_getinfo(m_easy, CURLINFO_NUM_CONNECTS, &connects);
-        m_answer.isAfterOther = connects == 0;
-        m_answer.latencyMicroseconds = static_cast<int>(std::max<curl_off_t>(answered - sent, 0));
-        m_answer.isFromProxy = m_answer.status == 407;
-        if (result != CURLE_OK && m_answer.status == 0 && proxyStatus >= 300) {
-            m_answer.result = CURLE_OK; // a proxy's refusal is an answer too
-            m_answer.status = proxyStatus;
-            m_answer.isFromProxy = true;
+        m_response.isOnReusedConnection = connects == 0;
+        m_response.latencyMicroseconds = static_cast<int>(std::max<curl_off_t>(answered - sent, 0));
+        m_response.isFromProxy = m_response.status == 407;
+        if (result != CURLE_OK && m_response.status == 0 && proxyStatus >= 300) {
+            m_response.result = CURLE_OK; // a proxy's refusal is a response too
+            m_response.status = proxyStatus;
+            m_response.isFromProxy = true;
         }
     }
     m_done = true;
 }
 
 // Ends a transfer whose time is over.
-void Transfer::expire(Clock::time_point now)
+void HttpTransfer::expire(Clock::time_point now)
 {
     curl_off_t sent = 0; // microseconds since the start
     if (!m_isSent && m_head != Head::Complete)
@@ -253,10 +253,10 @@ void Transfer::expire(Clock::time_point now)
     finish(isKnownRefusal ? CURLE_OK : CURLE_OPERATION_TIMEDOUT);
 }
 
-std::size_t Transfer::onHeader(char *data, std::size_t, std::size_t size, void *self)
+std::size_t HttpTransfer::onHeader(char *data, std::size_t, std::size_t size, void *self)
 {
-    auto *transfer = static_cast<Transfer *>(self);
-    HttpAnswer &answer = transfer->m_answer;
+    auto *transfer = static_cast<HttpTransfer *>(self);
+    HttpResponse &response = transfer->m_response;
     const std::string_view line(data, size);
     if (transfer->m_head == Head::Complete)
         return size; // behind the body
@@ -265,50 +265,50 @@ std::size_t Transfer::onHeader(char *data, std::size_t, std::size_t size, void *
         return 0;
     if (transfer->m_head == Head::Awaited) {
         transfer->m_head = Head::Open;
-        answer.headers.clear();
-        curl_easy_getinfo(transfer->m_easy, CURLINFO_RESPONSE_CODE, &answer.status);
+        response.headers.clear();
+        curl_easy_getinfo(transfer->m_easy, CURLINFO_RESPONSE_CODE, &response.status);
     } else if (line[0] == '\r' || line[0] == '\n') {
         transfer->endHead();
     } else if (const auto colon = line.find(':'); colon != std::string_view::npos) {
-        answer.headers[lowerCase(std::string(line.substr(0, colon)))] =
+        response.headers[lowerCase(std::string(line.substr(0, colon)))] =
             trimmed(line.substr(colon + 1));
     }
     return size;
 }
 
-void Transfer::endHead()
+void HttpTransfer::endHead()
 {
-    const bool isInterim = m_answer.status < 200;
-    const bool isFollowed = m_request.followRedirects && m_answer.status >= 300 &&
-                            m_answer.status < 400 && !m_answer.header("location").empty();
+    const bool isInterim = m_response.status < 200;
+    const bool isFollowed = m_request.followRedirects && m_response.status >= 300 &&
+                            m_response.status < 400 && !m_response.header("location").empty();
     m_head = isInterim || isFollowed ? Head::Awaited : Head::Complete;
     if (m_head != Head::Complete)
         return;
     curl_off_t seconds = 0;
     curl_easy_getinfo(m_easy, CURLINFO_RETRY_AFTER, &seconds);
-    m_answer.retryAfter = std::chrono::seconds(seconds);
+    m_response.retryAfter = std::chrono::seconds(seconds);
     allow(isRefusal() ? timeLimits().refusal : timeLimits().stall);
 }
 
-std::size_t Transfer::onBody(char *data, std::size_t, std::size_t size, void *self)
+std::size_t HttpTransfer::onBody(char *data, std::size_t, std::size_t size, void *self)
 {
-    auto *transfer = static_cast<Transfer *>(self);
-    HttpAnswer &answer = transfer->m_answer;
+    auto *transfer = static_cast<HttpTransfer *>(self);
+    HttpResponse &response = transfer->m_response;
     if (transfer->m_head != Head::Complete)
         return 0;
     if (transfer->isRefusal()) {
-        const std::size_t room = kErrorBodyLimit - answer.body.size();
-        answer.body.append(data, std::min(size, room));
+        const std::size_t room = kErrorBodyLimit - response.body.size();
+        response.body.append(data, std::min(size, room));
         transfer->m_isExplained = size >= room;
         return transfer->m_isExplained ? 0 : size;
     }
     auto flow = Flow::Continue;
     if (transfer->m_sink)
         flow = transfer->m_sink(data, size);
-    else if (answer.body.size() + size > kBodyLimit)
+    else if (response.body.size() + size > kBodyLimit)
         flow = Flow::Abort;
     else
-        answer.body.append(data, size);
+        response.body.append(data, size);
     switch (flow) {
     case Flow::Continue:
         transfer->m_request.deadline = Clock::time_point::max();

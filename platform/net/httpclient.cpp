@@ -17,7 +17,7 @@ using Clock = HttpRequest::Clock;
 constexpr long kKeptConnections = 40;
 constexpr std::size_t kIdleHandles = 40;
 constexpr std::size_t kIdleClients = 8;
-constexpr std::chrono::seconds kLongestIdle{60};
+constexpr std::chrono::seconds kMaxIdle{60};
 constexpr std::chrono::milliseconds kLookInterval{20};
 
 void initialiseCurl()
@@ -47,7 +47,7 @@ public:
     {
         std::vector<std::unique_ptr<HttpClient>> old; // closed when the lock is off
         const std::lock_guard lock(m_mutex);
-        const auto limit = Clock::now() - kLongestIdle;
+        const auto limit = Clock::now() - kMaxIdle;
         while (!m_idle.empty() && m_idle.front().since < limit) {
             old.push_back(std::move(m_idle.front().client));
             m_idle.erase(m_idle.begin());
@@ -111,7 +111,7 @@ HttpClient::Lease HttpClient::lease()
     return Lease(client.release());
 }
 
-void HttpClient::start(Transfer &transfer)
+void HttpClient::start(HttpTransfer &transfer)
 {
     CURL *easy = nullptr;
     if (m_idle.empty()) {
@@ -134,7 +134,7 @@ void HttpClient::start(Transfer &transfer)
         transfer.finish(CURLE_FAILED_INIT);
 }
 
-void HttpClient::remove(Transfer &transfer)
+void HttpClient::remove(HttpTransfer &transfer)
 {
     transfer.m_client = nullptr;
     curl_slist_free_all(transfer.m_headerList);
@@ -162,7 +162,7 @@ void HttpClient::collect()
         const CURLcode result = message->data.result;
         char *owner = nullptr;
         curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &owner);
-        auto *transfer = reinterpret_cast<Transfer *>(owner);
+        auto *transfer = reinterpret_cast<HttpTransfer *>(owner);
         transfer->finish(result);
         remove(*transfer); // the connection is free for the next transfer from here on
     }
@@ -176,7 +176,7 @@ void HttpClient::expire()
     if (now < m_nextLook)
         return;
     m_nextLook = now + kLookInterval;
-    for (Transfer *transfer : std::vector<Transfer *>(m_active))
+    for (HttpTransfer *transfer : std::vector<HttpTransfer *>(m_active))
         transfer->expire(now);
 }
 
@@ -191,7 +191,7 @@ void HttpClient::step(int milliseconds)
     expire();
 }
 
-void HttpClient::run(Transfer &transfer)
+void HttpClient::run(HttpTransfer &transfer)
 {
     start(transfer);
     while (!transfer.isDone()) {

@@ -17,19 +17,19 @@ namespace hq::network {
 namespace {
 
 // Stands for a bucket or account that was proved; there is nothing in it to read.
-class ProvedFolder : public File
+class BucketHandle : public File
 {
 };
 
 std::unique_ptr<File> openS3(const S3Address &address)
 {
-    HttpAnswer answer;
+    HttpResponse response;
     if (address.rawKey.empty()) {
-        if (!proveBucket(address, &answer))
+        if (!headBucket(address, &response))
             return nullptr;
-        return std::make_unique<ProvedFolder>();
+        return std::make_unique<BucketHandle>();
     }
-    S3Object object = findObject(address, &answer);
+    S3Object object = findObject(address, &response);
     if (!object.resource)
         return nullptr;
     return std::make_unique<NetworkFile>(std::move(object.resource), object.size, object.validator,
@@ -78,11 +78,11 @@ bool copyStream(NetworkFile &file, TargetFile &target, const CopyProgress &progr
 
 bool copyS3(const S3Address &address, TargetFile &target, const CopyProgress &progress)
 {
-    HttpAnswer answer;
-    S3Object object = findObject(address, &answer, Patience::ofCopy());
+    HttpResponse response;
+    S3Object object = findObject(address, &response, Patience::ofCopy());
     if (!object.resource)
         return false;
-    if (object.size > kLargestSinglePart && object.validator.exists())
+    if (object.size > kMaxSinglePart && object.validator.exists())
         return target.reserve(object.size) && copyInParts(object, target, progress);
     NetworkFile file(std::move(object.resource), object.size, object.validator, Patience::ofCopy());
     return copyStream(file, target, progress);

@@ -53,9 +53,9 @@ private:
     const std::int64_t m_givenSize;
     std::int64_t m_size;
     Validator m_validator;
-    bool m_isFirst;      // no answer has told the validator yet
-    HttpAnswer m_answer; // of the last finished or refused request
-    Attempts m_attempts;
+    bool m_isFirst;          // no response has told the validator yet
+    HttpResponse m_response; // of the last finished or refused request
+    RetryState m_retryState;
 
     HttpClient::Lease m_client = HttpClient::lease(); // of its own, since any thread may read
     std::optional<ResponseBody> m_body;

@@ -17,7 +17,7 @@ namespace {
 using Clock = Patience::Clock;
 using std::chrono::milliseconds;
 
-constexpr std::int64_t kSmallestPart = 8 * 1024 * 1024;
+constexpr std::int64_t kMinPart = 8 * 1024 * 1024;
 
 struct Part
 {
@@ -27,15 +27,14 @@ struct Part
     const std::int64_t end;
     std::int64_t requested = 0; // first byte of the last request
     unsigned round = 0;         // of the connection count, when the request was sent
-    int lessons = 0;
-    std::unique_ptr<Transfer> transfer;
+    int adjustments = 0;
+    std::unique_ptr<HttpTransfer> transfer;
 };
 
 std::int64_t partSize(std::int64_t objectSize)
 {
-    constexpr auto kMostParts = static_cast<std::int64_t>(ConnectionCount::kMost);
-    return std::clamp((objectSize + kMostParts - 1) / kMostParts, kSmallestPart,
-                      kLargestSinglePart);
+    constexpr auto kMaxParts = static_cast<std::int64_t>(ConnectionCount::kMaxCount);
+    return std::clamp((objectSize + kMaxParts - 1) / kMaxParts, kMinPart, kMaxSinglePart);
 }
 
 class PartsCopy
@@ -108,7 +107,7 @@ private:
         options.condition = m_object.validator.condition();
         part.requested = part.position;
         part.round = m_connections.round();
-        part.transfer = std::make_unique<Transfer>(
+        part.transfer = std::make_unique<HttpTransfer>(
             m_object.resource->request(options),
             [this, &part](const char *data, std::size_t size) { return take(part, data, size); });
         ++m_running;
@@ -124,7 +123,7 @@ private:
                 return Flow::Abort;
             m_connections.accept(part.round);
             m_failures = 0;
-            part.lessons = 0;
+            part.adjustments = 0;
         }
         if (length > part.end - part.position)
             return refuse(Error::InvalidServerResponse);
@@ -145,15 +144,15 @@ private:
         return Flow::Abort;
     }
 
-    // Whether the answer has the bytes that were asked for, of the same object.
+    // Whether the response has the bytes that were asked for, of the same object.
     bool isWanted(Part &part)
     {
-        const HttpAnswer &answer = part.transfer->answer();
-        const ContentRange range = contentRange(answer);
+        const HttpResponse &response = part.transfer->response();
+        const ContentRange range = contentRange(response);
         if ((range.total >= 0 && range.total != m_object.size) ||
-            !m_object.validator.accepts(answer))
+            !m_object.validator.accepts(response))
             refuse(Error::SourceChanged);
-        else if (answer.status != 206 || range.first != part.requested ||
+        else if (response.status != 206 || range.first != part.requested ||
                  range.last != part.end - 1)
             refuse(Error::InvalidServerResponse);
         return m_failure == Error::None;
@@ -168,15 +167,15 @@ private:
             const auto part = next++;
             if (!part->transfer || !part->transfer->isDone())
                 continue;
-            HttpAnswer answer = std::move(part->transfer->answer());
+            HttpResponse response = std::move(part->transfer->response());
             part->transfer.reset();
             --m_running;
-            if (m_failure != Error::None && answer.result == CURLE_WRITE_ERROR)
-                return failWith(answer, m_failure);
+            if (m_failure != Error::None && response.result == CURLE_WRITE_ERROR)
+                return failWith(response, m_failure);
             if (part->position == part->end) {
                 ++m_served;
                 m_parts.erase(part);
-            } else if (!settleFailure(*part, answer)) {
+            } else if (!settleFailure(*part, response)) {
                 return false;
             }
         }
@@ -184,30 +183,30 @@ private:
     }
 
     // A part that can be had later is never given up; it goes on from where it got to.
-    bool settleFailure(Part &part, HttpAnswer &answer)
+    bool settleFailure(Part &part, HttpResponse &response)
     {
-        answer.malformed = answer.isSuccess(); // fewer bytes than promised
-        if (answer.result == CURLE_OK && part.lessons < kMostLessons) {
-            const Lesson lesson = m_object.resource->learn(answer, m_patience);
-            if (lesson == Lesson::Failed)
+        response.isMalformed = response.isSuccess(); // fewer bytes than promised
+        if (response.result == CURLE_OK && part.adjustments < kMaxAdjustments) {
+            const Adjustment adjustment = m_object.resource->adjust(response, m_patience);
+            if (adjustment == Adjustment::Failed)
                 return false;
-            if (lesson == Lesson::Learned) {
-                ++part.lessons;
+            if (adjustment == Adjustment::Adjusted) {
+                ++part.adjustments;
                 ++m_served;
                 return true;
             }
         }
-        if (!isTransient(answer))
-            return failWith(answer);
-        const bool isCut = answer.result == CURLE_PARTIAL_FILE && part.position > part.requested;
+        if (!isTransient(response))
+            return failWith(response);
+        const bool isCut = response.result == CURLE_PARTIAL_FILE && part.position > part.requested;
         if (isCut) {
             ++m_served;
         } else if (m_connections.refuse(part.round)) {
             if (Clock::now() >= m_holdEnd)
                 m_served = 0;
-            m_holdEnd = std::max(m_holdEnd, Clock::now() + backoff(++m_failures, answer));
+            m_holdEnd = std::max(m_holdEnd, Clock::now() + backoff(++m_failures, response));
         }
-        m_lastFailure = std::move(answer);
+        m_lastFailure = std::move(response);
         return true;
     }
 
@@ -231,10 +230,10 @@ private:
     std::int64_t m_next = 0; // first byte that no part has
     std::int64_t m_done = 0;
     Patience m_patience = Patience::ofCopy();
-    int m_failures = 0;          // refused rounds since the last byte of an answer
+    int m_failures = 0;          // refused rounds since the last byte of a response
     Clock::time_point m_holdEnd; // no more requests before, but in the place of
     int m_served = 0;            // so many answers
-    HttpAnswer m_lastFailure;
+    HttpResponse m_lastFailure;
     bool m_writeFailed = false;
     Error m_failure = Error::None;
 };

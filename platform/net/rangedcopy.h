@@ -9,7 +9,7 @@
 namespace hq {
 
 // Objects up to this size are not worth more than one request.
-constexpr std::int64_t kLargestSinglePart = 16 * 1024 * 1024;
+constexpr std::int64_t kMaxSinglePart = 16 * 1024 * 1024;
 
 // Copies a large object in parts over as many connections as pay, all on the calling thread. Every
 // part insists on the version of the object and is retried on its own, from the byte it got to. On

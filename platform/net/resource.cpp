@@ -16,29 +16,29 @@ void addCondition(const RequestOptions &options, HttpRequest *request)
     request->isConditional = true;
 }
 
-bool perform(Resource &resource, const RequestOptions &options, HttpAnswer *answer,
-             const AnswerCheck &check, const Patience &patience)
+bool perform(Resource &resource, const RequestOptions &options, HttpResponse *response,
+             const ResponseCheckCallback &check, const Patience &patience)
 {
     const auto client = HttpClient::lease();
-    Attempts attempts(patience);
+    RetryState retryState(patience);
     do {
         HttpRequest request = resource.request(options);
         request.deadline = patience.end();
-        Transfer transfer(std::move(request));
+        HttpTransfer transfer(std::move(request));
         client->run(transfer);
-        *answer = std::move(transfer.answer());
-        if (answer->isSuccess()) {
-            if (!check || check(*answer))
+        *response = std::move(transfer.response());
+        if (response->isSuccess()) {
+            if (!check || check(*response))
                 return true;
-            answer->malformed = true;
+            response->isMalformed = true;
         }
-    } while (attempts.again(resource, *answer) && attempts.wait());
+    } while (retryState.shouldRetry(resource, *response) && retryState.wait());
     return false;
 }
 
-ContentRange contentRange(const HttpAnswer &answer)
+ContentRange contentRange(const HttpResponse &response)
 {
-    const std::string text = answer.header("content-range");
+    const std::string text = response.header("content-range");
     const char *at = text.data();
     const char *const end = at + text.size();
     const auto skip = [&](std::string_view expected) {

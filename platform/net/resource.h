@@ -5,8 +5,8 @@
 // refusals.
 #pragma once
 
-#include "net/attempts.h"
 #include "net/http.h"
+#include "net/retrystate.h"
 
 #include <functional>
 #include <string>
@@ -23,14 +23,14 @@ struct RequestOptions
 // What a refusal led to. None: nothing. Learned: the request is worth making again at once, for
 // another region, with the server's time or a new token. Failed: it needed something that could not
 // be had, a token for instance; the last error says why.
-enum class Lesson { None, Learned, Failed };
+enum class Adjustment { None, Adjusted, Failed };
 
 class Resource
 {
 public:
     virtual ~Resource() = default;
     virtual HttpRequest request(const RequestOptions &options) = 0;
-    virtual Lesson learn(const HttpAnswer &answer, const Patience &patience) = 0;
+    virtual Adjustment adjust(const HttpResponse &response, const Patience &patience) = 0;
 };
 
 void addCondition(const RequestOptions &options, HttpRequest *request);
@@ -38,9 +38,10 @@ void addCondition(const RequestOptions &options, HttpRequest *request);
 // Makes a request until it succeeds or patience ends; false sets the last error and its details.
 // `*answer` is the last response either way, whole and the caller's. A success that `check` does
 // not accept is tried again.
-using AnswerCheck = std::function<bool(const HttpAnswer &)>;
-bool perform(Resource &resource, const RequestOptions &options, HttpAnswer *answer,
-             const AnswerCheck &check = {}, const Patience &patience = Patience::ofPerson());
+using ResponseCheckCallback = std::function<bool(const HttpResponse &)>;
+bool perform(Resource &resource, const RequestOptions &options, HttpResponse *response,
+             const ResponseCheckCallback &check = {},
+             const Patience &patience = Patience::ofPerson());
 
 // First and last byte and whole size of a Content-Range header; -1 where it does not say.
 struct ContentRange
@@ -49,6 +50,6 @@ struct ContentRange
     std::int64_t last = -1;
     std::int64_t total = -1;
 };
-ContentRange contentRange(const HttpAnswer &answer);
+ContentRange contentRange(const HttpResponse &response);
 
 } // namespace hq

@@ -20,10 +20,10 @@ ResponseBody::ResponseBody(HttpClient &client, HttpRequest request, Arrival arri
 
 Flow ResponseBody::receive(const char *data, std::size_t size)
 {
-    constexpr std::size_t kMostThrownAway = 256 * 1024;
+    constexpr std::size_t kMaxThrownAway = 256 * 1024;
     if (m_isAbandoned) {
         m_thrownAway += size;
-        return m_thrownAway > kMostThrownAway ? Flow::Abort : Flow::Continue;
+        return m_thrownAway > kMaxThrownAway ? Flow::Abort : Flow::Continue;
     }
     if (buffered() >= m_limit)
         return Flow::Pause;
@@ -52,7 +52,7 @@ bool ResponseBody::stepUntil(Condition condition)
 bool ResponseBody::awaitHead()
 {
     // A refusal's document explains it, so it is read to its end.
-    return stepUntil([this] { return m_transfer.hasHeaders() && answer().isSuccess(); });
+    return stepUntil([this] { return m_transfer.hasHeaders() && response().isSuccess(); });
 }
 
 bool ResponseBody::fill(std::int64_t limit, HttpRequest::Clock::time_point deadline)

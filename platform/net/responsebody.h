@@ -36,7 +36,7 @@ public:
 
     std::int64_t buffered() const { return static_cast<std::int64_t>(m_buffer.size() - m_start); }
     bool isDone() const { return m_transfer.isDone(); }
-    HttpAnswer &answer() { return m_transfer.answer(); }
+    HttpResponse &response() { return m_transfer.response(); }
 
 private:
     Flow receive(const char *data, std::size_t size);
@@ -51,7 +51,7 @@ private:
     std::int64_t m_skip = 0;
     bool m_isAbandoned = false;
     std::size_t m_thrownAway = 0;
-    Transfer m_transfer;
+    HttpTransfer m_transfer;
 };
 
 } // namespace hq

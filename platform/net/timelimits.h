@@ -12,7 +12,7 @@ struct TimeLimits
     using Length = std::chrono::milliseconds;
 
     Length connect{10'000};   // the name, the connection, TLS
-    Length firstByte{35'000}; // of an answer, from its request on
+    Length firstByte{35'000}; // of a response, from its request on
     Length stall{30'000};     // between two bytes of a body
     Length refusal{5'000};    // for the document that explains a refusal
     Length person{45'000};    // without a byte of what a person waits for, over all attempts

@@ -17,7 +17,7 @@ bool isWeak(const std::string &etag)
 
 } // namespace
 
-Validator::Validator(const HttpAnswer &first) : m_etag(first.header("etag"))
+Validator::Validator(const HttpResponse &first) : m_etag(first.header("etag"))
 {
     if (isStrong())
         return;
@@ -40,13 +40,13 @@ std::string Validator::condition() const
     return m_lastModified.empty() ? std::string() : "If-Unmodified-Since: " + m_lastModified;
 }
 
-bool Validator::accepts(const HttpAnswer &answer) const
+bool Validator::accepts(const HttpResponse &response) const
 {
-    const std::string etag = answer.header("etag");
+    const std::string etag = response.header("etag");
     // A server that heeded If-Match need not say the tag again.
     const bool isSameTag = etag == m_etag || (etag.empty() && isStrong());
     return (m_etag.empty() || isSameTag) &&
-           (m_lastModified.empty() || answer.header("last-modified") == m_lastModified);
+           (m_lastModified.empty() || response.header("last-modified") == m_lastModified);
 }
 
 } // namespace hq

@@ -15,7 +15,7 @@ class Validator
 {
 public:
     Validator() = default;
-    explicit Validator(const HttpAnswer &first);
+    explicit Validator(const HttpResponse &first);
 
     // Whether versions can be told apart at all. Where they cannot, pieces of several answers do
     // not fit together.
@@ -24,7 +24,7 @@ public:
     // The header that makes a server refuse another version; empty when there is none.
     std::string condition() const;
     // Whether a later answer is of the same version as far as its head tells.
-    bool accepts(const HttpAnswer &answer) const;
+    bool accepts(const HttpResponse &response) const;
 
 private:
     std::string m_etag;

@@ -54,16 +54,16 @@ HttpRequest WebResource::request(const RequestOptions &options)
     return request;
 }
 
-Lesson WebResource::learn(const HttpAnswer &answer, const Patience &patience)
+Adjustment WebResource::adjust(const HttpResponse &response, const Patience &patience)
 {
     // A token that is refused at once is not the reason; a long copy may see several run out.
-    constexpr std::chrono::minutes kShortestLife{1};
+    constexpr std::chrono::minutes kMinLife{1};
     const auto now = Patience::Clock::now();
-    if (answer.status != 401 || m_token.empty() || (m_renewal && now < *m_renewal + kShortestLife))
-        return Lesson::None;
+    if (response.status != 401 || m_token.empty() || (m_renewal && now < *m_renewal + kMinLife))
+        return Adjustment::None;
     m_renewal = now;
     refuseBearerToken(m_host, m_token, patience);
-    return authorize(patience) ? Lesson::Learned : Lesson::Failed;
+    return authorize(patience) ? Adjustment::Adjusted : Adjustment::Failed;
 }
 
 } // namespace hq

@@ -22,7 +22,7 @@ public:
     // error when it is refused.
     bool authorize(const Patience &patience);
     HttpRequest request(const RequestOptions &options) override;
-    Lesson learn(const HttpAnswer &answer, const Patience &patience) override;
+    Adjustment adjust(const HttpResponse &response, const Patience &patience) override;
 
 private:
     std::string m_url;

@@ -10,8 +10,8 @@
 namespace hq {
 
 namespace {
-constexpr std::size_t kMostTokenBytes = 16 * 1024;
-constexpr int kMostAttributes = 32;
+constexpr std::size_t kMaxTokenBytes = 16 * 1024;
+constexpr int kMaxAttributes = 32;
 constexpr int kDeepest = 16;
 } // namespace
 
@@ -25,9 +25,9 @@ XmlDocument::XmlDocument(const std::string &text) : m_text(text)
 // that it is in, or when the thread is stopped: no piece takes long.
 bool XmlDocument::feed()
 {
-    if (m_fed == m_text.size() || m_fed - m_fedAtToken >= kMostTokenBytes || isStopped())
+    if (m_fed == m_text.size() || m_fed - m_fedAtToken >= kMaxTokenBytes || isStopped())
         return false;
-    const std::size_t size = std::min(m_text.size() - m_fed, kMostTokenBytes);
+    const std::size_t size = std::min(m_text.size() - m_fed, kMaxTokenBytes);
     m_reader.addData(QByteArray::fromRawData(m_text.data() + m_fed, static_cast<int>(size)));
     m_fed += size;
     return true;
@@ -36,8 +36,8 @@ bool XmlDocument::feed()
 bool XmlDocument::isHarmlessStart(qint64 length) const
 {
     // Attributes are looked at where there is room for so many.
-    return length <= static_cast<qint64>(kMostTokenBytes) && m_depth <= kDeepest &&
-           (length < kMostAttributes || m_reader.attributes().size() <= kMostAttributes);
+    return length <= static_cast<qint64>(kMaxTokenBytes) && m_depth <= kDeepest &&
+           (length < kMaxAttributes || m_reader.attributes().size() <= kMaxAttributes);
 }
 
 // To the next token; Invalid at a failure.

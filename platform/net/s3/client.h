@@ -19,17 +19,17 @@ struct S3Object
     std::unique_ptr<Resource> resource;
     std::int64_t size = 0; // -1 when the server does not tell
     Validator validator;
-    int latencyMicroseconds = 0; // from a request to its answer
+    int latencyMicroseconds = 0; // from a request to its response
 };
 
 // Asks for the object by its key; where "\" was taken as "/" and nothing is found, once more as it
 // is written. On failure `resource` is null and the last error is set. `*answer` is the last
 // response either way.
-S3Object findObject(const S3Address &address, HttpAnswer *answer,
+S3Object findObject(const S3Address &address, HttpResponse *response,
                     const Patience &patience = Patience::ofPerson());
 
 // Proves that the bucket, or the account when the bucket is empty, lets the address in; false sets
 // the last error. `*answer` is the last response either way.
-bool proveBucket(const S3Address &address, HttpAnswer *answer);
+bool headBucket(const S3Address &address, HttpResponse *response);
 
 } // namespace hq

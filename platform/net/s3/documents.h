@@ -31,7 +31,7 @@ struct S3Listing
     };
     std::vector<Entry> entries; // in byte order of their names
     bool isTruncated = false;
-    std::string nextToken;   // as it stands in the answer
+    std::string nextToken;   // as it stands in the response
     std::string last;        // the name that a truncated page goes on behind; empty if unknown
     bool isVersion1 = false; // it names its marker, as no page of version 2 does
 };

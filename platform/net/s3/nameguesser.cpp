@@ -12,7 +12,7 @@ namespace hq {
 
 namespace {
 
-constexpr std::size_t kMostWheels = 200;
+constexpr std::size_t kMaxWheels = 200;
 
 std::size_t commonLength(std::string_view a, std::string_view b)
 {
@@ -41,7 +41,7 @@ bool hasAny(const std::bitset<256> &letters, char first, char last)
 
 void NameGuesser::learn(std::string_view before, std::string_view name)
 {
-    name = name.substr(0, kMostWheels);
+    name = name.substr(0, kMaxWheels);
     if (m_wheels.size() < name.size())
         m_wheels.resize(name.size());
     const std::size_t same = commonLength(before, name);

@@ -21,7 +21,7 @@ public:
     void restart() { m_number = 1; }
 
     // 1 where waiting for pages is not what takes the time.
-    std::size_t most() const;
+    std::size_t limit() const;
 
 private:
     double m_number = 1;

@@ -10,10 +10,10 @@
 namespace hq {
 
 S3Pages::S3Pages(HttpClient &client, const S3Address &address, const std::string &prefix,
-                 int mostKeys)
+                 int maxKeys)
     : m_client(client)
     , m_isAccount(address.bucket.empty())
-    , m_paginator(prefix, mostKeys)
+    , m_paginator(prefix, maxKeys)
     , m_resource(address, {})
 {
 }
@@ -32,11 +32,11 @@ bool S3Pages::poll()
         return true;
     // Time in which nobody polls is nobody's wait.
     constexpr std::chrono::milliseconds kUnattended{5 * kStopPollMilliseconds};
-    if (Attempts::Clock::now() - m_polled > kUnattended)
-        m_attempts.patience().resume();
+    if (RetryState::Clock::now() - m_polled > kUnattended)
+        m_retryState.patience().resume();
     advance();
-    m_attempts.patience().pause();
-    m_polled = Attempts::Clock::now();
+    m_retryState.patience().pause();
+    m_polled = RetryState::Clock::now();
     return m_page || m_error != 0;
 }
 
@@ -47,7 +47,7 @@ void S3Pages::advance()
     else if (m_paginator.state() == S3Paginator::State::Stuck)
         breakOff(Error::InvalidServerResponse,
                  "the server says that there is more and gives the same again");
-    else if (!m_transfer && m_attempts.due() <= Attempts::Clock::now())
+    else if (!m_transfer && m_retryState.due() <= RetryState::Clock::now())
         send();
     else if (m_transfer && m_transfer->isDone())
         settle();
@@ -58,8 +58,8 @@ int S3Pages::waitMilliseconds() const
     using std::chrono::milliseconds;
     auto wait = milliseconds(kStopPollMilliseconds);
     if (!m_transfer)
-        wait = std::min(wait,
-                        std::chrono::ceil<milliseconds>(m_attempts.due() - Attempts::Clock::now()));
+        wait = std::min(
+            wait, std::chrono::ceil<milliseconds>(m_retryState.due() - RetryState::Clock::now()));
     return std::max(0, static_cast<int>(wait.count()));
 }
 
@@ -76,45 +76,45 @@ std::optional<S3Listing> S3Pages::take()
         setFailureDetails(m_details);
     }
     m_failures = 0;
-    m_polled = Attempts::Clock::now();
+    m_polled = RetryState::Clock::now();
     return std::exchange(m_page, std::nullopt);
 }
 
 void S3Pages::send()
 {
     if (m_failures == 0)
-        m_attempts.reset(); // time runs from here on, not while nobody asks
+        m_retryState.reset(); // time runs from here on, not while nobody asks
     if (!m_isAccount)
         m_resource.setQuery(m_paginator.query());
     HttpRequest request = m_resource.request({});
-    request.deadline = m_attempts.patience().end();
-    m_transfer = std::make_unique<Transfer>(std::move(request));
+    request.deadline = m_retryState.patience().end();
+    m_transfer = std::make_unique<HttpTransfer>(std::move(request));
     m_client.start(*m_transfer);
     m_client.step(0);
 }
 
 void S3Pages::settle()
 {
-    m_answer = std::move(m_transfer->answer());
+    m_response = std::move(m_transfer->response());
     m_transfer.reset();
-    if (m_answer.isSuccess()) {
-        m_page = parseS3Listing(m_answer.body);
+    if (m_response.isSuccess()) {
+        m_page = parseS3Listing(m_response.body);
         if (m_page) {
-            m_answer.body = std::string();
+            m_response.body = std::string();
             m_paginator.take(*m_page);
             return;
         }
-        m_answer.malformed = true;
+        m_response.isMalformed = true;
     }
     ++m_failures;
-    if (!m_attempts.again(m_resource, m_answer))
+    if (!m_retryState.shouldRetry(m_resource, m_response))
         keepFailure();
 }
 
 void S3Pages::breakOff(Error error, const char *advice)
 {
     setLastError(error);
-    setFailureDetails({m_answer.status, {}, advice});
+    setFailureDetails({m_response.status, {}, advice});
     keepFailure();
 }
 

@@ -19,7 +19,7 @@ class S3Pages
 public:
     // The level below `prefix` of a bucket, or the buckets of an account.
     S3Pages(HttpClient &client, const S3Address &address, const std::string &prefix,
-            int mostKeys = 1000);
+            int maxKeys = 1000);
     // Those of the level that `first` is of, behind the name `after`. What is known of the bucket,
     // such as the region that its entry file names, is not looked up again.
     S3Pages(const S3Pages &first, const std::string &prefix, const std::string &after);
@@ -36,10 +36,10 @@ public:
     std::optional<S3Listing> take();
     bool isBroken() const { return m_error != 0; }
     // Of the page that came last: the server's time for it, and the attempts that failed before.
-    int latencyMicroseconds() const { return m_answer.latencyMicroseconds; }
+    int latencyMicroseconds() const { return m_response.latencyMicroseconds; }
     int failures() const { return m_failures; }
     // How much has come of the page that is on its way.
-    std::size_t bytesComing() const { return m_transfer ? m_transfer->answer().body.size() : 0; }
+    std::size_t bytesComing() const { return m_transfer ? m_transfer->response().body.size() : 0; }
     // Gives up the page that is on its way; poll() asks for it again.
     void withdraw() { m_transfer.reset(); }
     // Whether the last page has been taken.
@@ -56,12 +56,12 @@ private:
     const bool m_isAccount;
     S3Paginator m_paginator;
     S3Resource m_resource;
-    Attempts m_attempts; // of the page that comes next
-    Attempts::Clock::time_point m_polled = Attempts::Clock::now();
+    RetryState m_retryState; // of the page that comes next
+    RetryState::Clock::time_point m_polled = RetryState::Clock::now();
     int m_failures = 0;
-    std::unique_ptr<Transfer> m_transfer;
+    std::unique_ptr<HttpTransfer> m_transfer;
     std::optional<S3Listing> m_page;
-    HttpAnswer m_answer;       // the last one
+    HttpResponse m_response;   // the last one
     std::uint32_t m_error = 0; // why it broke off
     FailureDetails m_details;
 };

@@ -23,8 +23,8 @@ bool RepeatedTokenDetector::isRepeated(const std::string &step)
     return false;
 }
 
-S3Paginator::S3Paginator(std::string prefix, int mostKeys, std::string after)
-    : m_prefix(std::move(prefix)), m_mostKeys(std::to_string(mostKeys)), m_after(std::move(after))
+S3Paginator::S3Paginator(std::string prefix, int maxKeys, std::string after)
+    : m_prefix(std::move(prefix)), m_mostKeys(std::to_string(maxKeys)), m_after(std::move(after))
 {
 }
 

@@ -36,7 +36,7 @@ public:
 
     // At the start of the level below `prefix`, or behind the name `after` of it, with at most
     // `mostKeys` names a page.
-    explicit S3Paginator(std::string prefix, int mostKeys = 1000, std::string after = {});
+    explicit S3Paginator(std::string prefix, int maxKeys = 1000, std::string after = {});
 
     // Of the request for the next page.
     NameValues query() const;

@@ -154,7 +154,7 @@ void S3Ranges::keep(Range &range, S3Listing page)
         m_pageSize = std::max(m_pageSize, entries.size());
     if (entries.empty())
         return;
-    if (!m_isAlone && m_pace.most() > 1)
+    if (!m_isAlone && m_pace.limit() > 1)
         learn(range.last, entries);
     if (range.first.empty())
         range.first = entries.front().name;

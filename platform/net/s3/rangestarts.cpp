@@ -22,11 +22,11 @@ constexpr double kUselessShare = 0.28;
 constexpr double kSparePerBet = 2;
 // Pages of a range, and the part of one by which it is to be shorter, so that it most likely meets
 // the next range in so many pages where guesses are good.
-constexpr double kLongest = 6;
+constexpr double kMaxLength = 6;
 constexpr double kMargin = 0.08;
 constexpr double kWasteRate = 0.3; // by which the latest one counts
-constexpr std::size_t kMostBytesAhead = 5 * 1024 * 1024;
-constexpr std::size_t kMostBytesComing = 8 * 1024 * 1024;
+constexpr std::size_t kMaxBytesAhead = 5 * 1024 * 1024;
+constexpr std::size_t kMaxBytesComing = 8 * 1024 * 1024;
 constexpr std::size_t kBytesPerBlock = 16; // that the heap adds
 constexpr std::size_t kPagesPerAnswer = 2; // a page that is coming in takes as much memory
 
@@ -38,7 +38,7 @@ void S3Ranges::ask()
     if (!front.isAsked && front.names.empty() && !front.pages->isAtEnd() &&
         !front.pages->isBroken() && !isCovered(0))
         askFor(front);
-    if (m_isAlone || m_pace.most() == 1)
+    if (m_isAlone || m_pace.limit() == 1)
         return;
     for (std::size_t i = 0; i < m_ranges.size() && mayAsk(); ++i) {
         if (m_ranges[i].pages->isAtEnd() || m_ranges[i].pages->isBroken())
@@ -78,7 +78,7 @@ void S3Ranges::withdrawExcess()
             continue;
         bytes += range.pages->bytesComing();
         ++count;
-        if (bytes <= kMostBytesComing || count == 1)
+        if (bytes <= kMaxBytesComing || count == 1)
             continue;
         m_pageBytes = std::max(m_pageBytes, bytes / count);
         bytes -= range.pages->bytesComing();
@@ -96,7 +96,7 @@ bool S3Ranges::mayAsk() const
         names += range.names.size();
     }
     const std::size_t pages = names / m_pageSize + kPagesPerAnswer * asked;
-    return asked < m_pace.most() && pages * m_pageBytes < kMostBytesAhead;
+    return asked < m_pace.limit() && pages * m_pageBytes < kMaxBytesAhead;
 }
 
 // How many more requests may turn out useless.
@@ -153,7 +153,7 @@ std::string S3Ranges::guessBehind(std::size_t at) const
         static_cast<double>(known.pageBefore.count + known.page.count)};
 
     // Ranges are so long that what they waste is the share that may be wasted.
-    double pages = std::round(std::clamp(m_waste / kUselessShare, 1.0, kLongest)) - kMargin;
+    double pages = std::round(std::clamp(m_waste / kUselessShare, 1.0, kMaxLength)) - kMargin;
     const auto pageSize = static_cast<double>(m_pageSize);
     if (!limit.empty()) {
         const double room = m_guesser.distance(stretch, from, inLevel(limit)) / pageSize;

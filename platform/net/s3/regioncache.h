@@ -18,11 +18,11 @@ std::string currentRegion(const S3Address &address);
 // The region as far as it is known without a look at the disk; empty when it is not.
 std::string knownRegion(const S3Address &address);
 
-// What an answer told, empty while none did.
+// What a response told, empty while none did.
 std::string toldRegion(const S3Address &address);
 void setToldRegion(const std::string &site, const std::string &bucket, const std::string &region);
 
-// How far the clock of a site is ahead of this computer's, in seconds; 0 while no answer told.
+// How far the clock of a site is ahead of this computer's, in seconds; 0 while no response told.
 std::int64_t clockOffset(const std::string &site);
 void setClockOffset(const std::string &site, std::int64_t seconds);
 

@@ -20,16 +20,16 @@ struct SigningContext : RequestContext
     std::string region;
     std::int64_t clockOffset = 0; // seconds
 
-    std::string advice(const HttpAnswer &answer) const override
+    std::string advice(const HttpResponse &response) const override
     {
-        std::string told = answer.header("x-amz-bucket-region");
+        std::string told = response.header("x-amz-bucket-region");
         if (told.empty())
-            told = parseS3Error(answer.body).region;
+            told = parseS3Error(response.body).region;
         // A host that leads elsewhere all the same belongs to another region.
-        const bool isElsewhere = answer.status == 301 || answer.status == 307;
+        const bool isElsewhere = response.status == 301 || response.status == 307;
         if (!told.empty() && (told != region || isElsewhere))
             return "the bucket is in region " + told;
-        return clockAdvice(answer, clockOffset);
+        return clockAdvice(response, clockOffset);
     }
 };
 
@@ -56,21 +56,21 @@ HttpRequest S3Resource::request(const RequestOptions &options)
     return request;
 }
 
-Lesson S3Resource::learn(const HttpAnswer &answer, const Patience &)
+Adjustment S3Resource::adjust(const HttpResponse &response, const Patience &)
 {
-    const auto &context = static_cast<const SigningContext &>(*answer.context);
-    const bool isLearned =
-        learnRegion(answer, context.region) || learnClock(answer, context.clockOffset);
-    return isLearned ? Lesson::Learned : Lesson::None;
+    const auto &context = static_cast<const SigningContext &>(*response.context);
+    const bool isAdjusted =
+        adjustRegion(response, context.region) || adjustClock(response, context.clockOffset);
+    return isAdjusted ? Adjustment::Adjusted : Adjustment::None;
 }
 
-bool S3Resource::learnRegion(const HttpAnswer &answer, const std::string &signedRegion)
+bool S3Resource::adjustRegion(const HttpResponse &response, const std::string &signedRegion)
 {
-    if (answer.status != 301 && answer.status != 307 && answer.status != 400)
+    if (response.status != 301 && response.status != 307 && response.status != 400)
         return false;
-    std::string region = answer.header("x-amz-bucket-region");
+    std::string region = response.header("x-amz-bucket-region");
     if (region.empty()) {
-        const S3ErrorDocument document = parseS3Error(answer.body);
+        const S3ErrorDocument document = parseS3Error(response.body);
         region = document.region.empty() ? regionOfHost(document.endpoint) : document.region;
     }
     if (!isHostLabel(region) || region == signedRegion)
@@ -79,15 +79,15 @@ bool S3Resource::learnRegion(const HttpAnswer &answer, const std::string &signed
     return true;
 }
 
-bool S3Resource::learnClock(const HttpAnswer &answer, std::int64_t usedOffset)
+bool S3Resource::adjustClock(const HttpResponse &response, std::int64_t usedOffset)
 {
-    // The answer to a HEAD has no document that would name the reason, so the times decide.
-    if (answer.status != 403 || !m_address.isSigned())
+    // The response to a HEAD has no document that would name the reason, so the times decide.
+    if (response.status != 403 || !m_address.isSigned())
         return false;
-    const std::string code = parseS3Error(answer.body).code;
+    const std::string code = parseS3Error(response.body).code;
     if (!code.empty() && code != "RequestTimeTooSkewed")
         return false;
-    const std::time_t serverTime = curl_getdate(answer.header("date").c_str(), nullptr);
+    const std::time_t serverTime = curl_getdate(response.header("date").c_str(), nullptr);
     if (serverTime == -1)
         return false;
     const std::int64_t offset = serverTime - std::time(nullptr);

@@ -11,7 +11,7 @@
 namespace hq {
 
 // Requests for one object, bucket (empty key) or account (empty bucket too), signed with what is
-// known of the bucket's region and the site's clock. What an answer teaches is shared by the whole
+// known of the bucket's region and the site's clock. What a response teaches is shared by the whole
 // process.
 class S3Resource : public Resource
 {
@@ -20,12 +20,12 @@ public:
 
     void setQuery(NameValues query) { m_query = std::move(query); }
     HttpRequest request(const RequestOptions &options) override;
-    // Of an answer to one of the requests above.
-    Lesson learn(const HttpAnswer &answer, const Patience &patience) override;
+    // Of a response to one of the requests above.
+    Adjustment adjust(const HttpResponse &response, const Patience &patience) override;
 
 private:
-    bool learnRegion(const HttpAnswer &answer, const std::string &signedRegion);
-    bool learnClock(const HttpAnswer &answer, std::int64_t usedOffset);
+    bool adjustRegion(const HttpResponse &response, const std::string &signedRegion);
+    bool adjustClock(const HttpResponse &response, std::int64_t usedOffset);
 
     S3Address m_address;
     std::string m_key;

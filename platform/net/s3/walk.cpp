@@ -111,9 +111,9 @@ bool walkS3(const S3Address &address, const std::string &written, const network:
 
 bool isS3Folder(const S3Address &address)
 {
-    HttpAnswer answer;
+    HttpResponse response;
     if (address.rawKey.empty())
-        return proveBucket(address, &answer);
+        return headBucket(address, &response);
     for (const std::string &prefix : folderPrefixes(address)) {
         if (hasEntries(address, prefix))
             return true;

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
-#include "net/attempts.h"
+#include "net/retrystate.h"
 
 #include "net/failure.h"
 #include "net/resource.h"
@@ -19,16 +19,16 @@ namespace {
 
 constexpr int kAttemptsOfPerson = 6;
 constexpr int kFirstBackoffMilliseconds = 100;
-constexpr int kLongestBackoffMilliseconds = 1000; // so that a server that is back is noticed
-constexpr std::chrono::seconds kLongestTold{5};
+constexpr int kMaxBackoffMilliseconds = 1000; // so that a server that is back is noticed
+constexpr std::chrono::seconds kMaxTold{5};
 
-bool isConnectionError(const HttpAnswer &answer)
+bool isConnectionError(const HttpResponse &response)
 {
-    switch (answer.result) {
+    switch (response.result) {
     case CURLE_UNSUPPORTED_PROTOCOL:
     case CURLE_WRITE_ERROR:
-        // Not HTTP: the rest of an answer that was longer than it said.
-        return answer.status == 0 && answer.isAfterOther;
+        // Not HTTP: the rest of a response that was longer than it said.
+        return response.status == 0 && response.isOnReusedConnection;
     case CURLE_COULDNT_RESOLVE_PROXY:
     case CURLE_COULDNT_RESOLVE_HOST:
     case CURLE_COULDNT_CONNECT:
@@ -52,8 +52,8 @@ bool isBusyStatus(long status)
 
 } // namespace
 
-Patience::Patience(Clock::duration length, int mostAttempts)
-    : m_length(length), m_mostAttempts(mostAttempts), m_end(Clock::now() + length)
+Patience::Patience(Clock::duration length, int maxAttempts)
+    : m_length(length), m_maxAttempts(maxAttempts), m_end(Clock::now() + length)
 {
 }
 
@@ -67,70 +67,70 @@ Patience Patience::ofCopy()
     return {timeLimits().copy, std::numeric_limits<int>::max()};
 }
 
-bool Attempts::again(Resource &resource, const HttpAnswer &answer)
+bool RetryState::shouldRetry(Resource &resource, const HttpResponse &response)
 {
     m_due = Clock::now();
     if (isStopped())
         return fail(Error::Cancelled);
-    if (answer.result == CURLE_OK && m_lessons < kMostLessons) {
-        switch (resource.learn(answer, m_patience)) {
-        case Lesson::None:
+    if (response.result == CURLE_OK && m_adjustments < kMaxAdjustments) {
+        switch (resource.adjust(response, m_patience)) {
+        case Adjustment::None:
             break;
-        case Lesson::Learned:
-            ++m_lessons;
+        case Adjustment::Adjusted:
+            ++m_adjustments;
             return true;
-        case Lesson::Failed:
+        case Adjustment::Failed:
             return false;
         }
     }
     // An attempt cut short by the end of patience says less than the failure before it.
-    if (m_attempts > 0 && answer.result == CURLE_OPERATION_TIMEDOUT && m_due >= m_patience.end())
+    if (m_count > 0 && response.result == CURLE_OPERATION_TIMEDOUT && m_due >= m_patience.end())
         return failWith(m_lastFailure);
-    if (!isTransient(answer) || ++m_attempts >= m_patience.mostAttempts())
-        return failWith(answer);
-    m_lastFailure = answer;
-    m_due += backoff(m_attempts, answer);
-    return m_due < m_patience.end() || failWith(answer);
+    if (!isTransient(response) || ++m_count >= m_patience.maxAttempts())
+        return failWith(response);
+    m_lastFailure = response;
+    m_due += backoff(m_count, response);
+    return m_due < m_patience.end() || failWith(response);
 }
 
-bool Attempts::wait() const
+bool RetryState::wait() const
 {
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(m_due - Clock::now());
     return sleepUnlessStopped(static_cast<int>(left.count())) || fail(Error::Cancelled);
 }
 
-void Attempts::reset()
+void RetryState::reset()
 {
-    m_attempts = 0;
-    m_lessons = 0;
+    m_count = 0;
+    m_adjustments = 0;
     m_patience.renew();
 }
 
-bool isTransient(const HttpAnswer &answer)
+bool isTransient(const HttpResponse &response)
 {
-    if (answer.malformed)
+    if (response.isMalformed)
         return true;
-    const bool isBusy = isBusyStatus(answer.status);
+    const bool isBusy = isBusyStatus(response.status);
     // The status alone tells most refusals, even when their document was cut off.
-    if (answer.result != CURLE_OK)
-        return isConnectionError(answer) && (answer.status <= 400 || isBusy);
+    if (response.result != CURLE_OK)
+        return isConnectionError(response) && (response.status <= 400 || isBusy);
     if (isBusy)
         return true;
-    const std::string code = parseS3Error(answer.body).code;
+    const std::string code = parseS3Error(response.body).code;
     return code == "SlowDown" || code == "RequestTimeout" || code == "InternalError";
 }
 
-std::chrono::milliseconds backoff(int failures, const HttpAnswer &answer)
+std::chrono::milliseconds backoff(int failures, const HttpResponse &response)
 {
     int ceiling = kFirstBackoffMilliseconds;
-    for (int i = 1; i < failures && ceiling < kLongestBackoffMilliseconds; ++i)
+    for (int i = 1; i < failures && ceiling < kMaxBackoffMilliseconds; ++i)
         ceiling *= 2;
-    ceiling = std::min(ceiling, kLongestBackoffMilliseconds);
+    ceiling = std::min(ceiling, kMaxBackoffMilliseconds);
     const std::chrono::milliseconds own(
         QRandomGenerator::global()->bounded(ceiling / 2, ceiling + 1));
     // Not even one that says "at once" is asked without a pause.
     return std::max<std::chrono::milliseconds>(
-        own, std::clamp(answer.retryAfter, std::chrono::seconds(0), kLongestTold));
+        own, std::clamp(response.retryAfter, std::chrono::seconds(0), kMaxTold));
 }
 
 } // namespace hq

@@ -16,13 +16,13 @@ class Patience
 public:
     using Clock = HttpRequest::Clock;
 
-    // Of a person who waits for an answer.
+    // Of a person who waits for a response.
     static Patience ofPerson();
     // Of a copy, which nothing but silence ends.
     static Patience ofCopy();
 
     Clock::time_point end() const { return m_end; }
-    int mostAttempts() const { return m_mostAttempts; }
+    int maxAttempts() const { return m_maxAttempts; }
     // A byte came.
     void renew() { m_end = Clock::now() + m_length; }
     // The time between pause() and resume() does not count, because nobody waits.
@@ -30,27 +30,27 @@ public:
     void resume() { m_end += Clock::now() - m_paused; }
 
 private:
-    Patience(Clock::duration length, int mostAttempts);
+    Patience(Clock::duration length, int maxAttempts);
 
     Clock::duration m_length;
-    int m_mostAttempts;
+    int m_maxAttempts;
     Clock::time_point m_end;
     Clock::time_point m_paused;
 };
 
 // Counts the attempts of one request and says when the next one is due.
-class Attempts
+class RetryState
 {
 public:
     using Clock = Patience::Clock;
 
-    Attempts() : Attempts(Patience::ofPerson()) {}
-    explicit Attempts(const Patience &patience) : m_patience(patience) {}
+    RetryState() : RetryState(Patience::ofPerson()) {}
+    explicit RetryState(const Patience &patience) : m_patience(patience) {}
 
     // Judges a response that is not what was asked for. True: make the request again, not before
     // due(). False: give up; the thread's last error and its details say why, Cancelled when a
     // token of the thread is stopped.
-    bool again(Resource &resource, const HttpAnswer &answer);
+    bool shouldRetry(Resource &resource, const HttpResponse &response);
     Clock::time_point due() const { return m_due; }
     // Waits until due(); false when the thread is stopped.
     bool wait() const;
@@ -61,20 +61,20 @@ public:
 
 private:
     Patience m_patience;
-    int m_attempts = 0;
-    int m_lessons = 0;
-    HttpAnswer m_lastFailure;
+    int m_count = 0;
+    int m_adjustments = 0;
+    HttpResponse m_lastFailure;
     Clock::time_point m_due;
 };
 
 // So many refusals in a row may correct the request (region, clock and token, each once); the next
 // one is final.
-constexpr int kMostLessons = 3;
+constexpr int kMaxAdjustments = 3;
 
 // Whether the same request may succeed later.
-bool isTransient(const HttpAnswer &answer);
+bool isTransient(const HttpResponse &response);
 
 // A random wait that grows with the failures in a row, longer when the server asks for that.
-std::chrono::milliseconds backoff(int failures, const HttpAnswer &answer);
+std::chrono::milliseconds backoff(int failures, const HttpResponse &response);
 
 } // namespace hq
