@@ -15,8 +15,10 @@ need_packages "${build_packages[@]}" "${test_packages[@]}" "${windows_packages[@
 build windows
 made=$root/build/windows
 
-# A Windows of its own, without the parts for web pages and .NET that Wine asks for otherwise.
-mkdir -p "$made/wine"
+# A Windows of its own, where nothing was installed, without the parts for web pages and .NET that
+# Wine asks for otherwise.
+rm -rf "$made/wine"
+mkdir "$made/wine"
 export WINEPREFIX=$made/wine WINEDEBUG=-all WINEDLLOVERRIDES='mscoree,mshtml=' LC_ALL=C.UTF-8
 unset DISPLAY WINEPATH QT_PLUGIN_PATH
 server_pid=
@@ -132,10 +134,11 @@ installed 'Tools\Pellory 2'
 wine "$installer" /S
 installed 'Tools\Pellory 2'
 
-# Drives that are new are seen at the start.
+windows_installer=$(windows_path "$installer")
+# Drives that are new are seen when Wine starts, which is in the test.
 limited 60 wineserver -k -w || die "Wine's server does not end"
 limited 600 /usr/bin/python3 "$root/tests/windows_window.py" 'C:\Tools\Pellory 2\pellory.exe' \
-    "$(windows_path "$installer")" "$made/window.png" || die "the window does not do what it should"
+    "$windows_installer" "$made/window.png" || die "the window does not do what it should"
 say "The window is in $made/window.png."
 
 (cd "$drive/Tools/Pellory 2" && wine Uninstall.exe /S)

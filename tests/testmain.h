@@ -8,7 +8,9 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
-#ifndef Q_OS_WIN
+#ifdef Q_OS_WIN
+#include <windows.h>
+#else
 #include <sys/stat.h>
 #endif
 
@@ -17,7 +19,15 @@ class TestHome
 public:
     TestHome()
     {
-#ifndef Q_OS_WIN
+#ifdef Q_OS_WIN
+        // Settings are in the registry, which knows no home.
+        HKEY settings = nullptr;
+        RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\Pellory tests");
+        if (RegCreateKeyExW(HKEY_CURRENT_USER, L"Software\\Pellory tests", 0, nullptr, 0,
+                            KEY_ALL_ACCESS, nullptr, &settings, nullptr) ||
+            RegOverridePredefKey(HKEY_CURRENT_USER, settings))
+            qFatal("no registry of its own");
+#else
         ::umask(0); // what is kept from others is not kept by chance
 #endif
         const QByteArray root = m_directory.path().toUtf8();
