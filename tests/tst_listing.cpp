@@ -291,7 +291,7 @@ void ListingTest::leaving()
     QTest::keyClick(&session.probe.window, Qt::Key_Home, Qt::ControlModifier);
     session.events.clear();
     settle();
-    QVERIFY(session.events.isEmpty() && !session.root());
+    QVERIFY(session.events.isEmpty() && !session.root() && session.status().isEmpty());
     QVERIFY(ui.treeView->model() == session.probe.driveModel && !ui.fileView->model());
 }
 

@@ -126,6 +126,8 @@ void MainWindow::showComputer()
 {
     m_connectAgain = nullptr;
     leaveSource();
+    itemCount = 0;
+    m_statusLine->show({});
     setBrowsing(true, false);
     showDrives();
 }
