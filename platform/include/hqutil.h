@@ -20,8 +20,9 @@
  * Errors     Each function names its failure value; hqOSGetLastError tells why, per thread,
  *            in the numbers listed there. Nothing is thrown.
  * Log        Each failed open, walk and copy leaves one line in the error log: what, where
- *            without credentials, why. One that was cancelled leaves none. Settings and entry
- *            files that cannot be read or saved leave a line of their own, other calls none.
+ *            without credentials, why. One that was cancelled leaves none, nor do other calls
+ *            but an hqCFGSave that fails. A source's entry file leaves one when it opens but
+ *            cannot be read or is too large.
  * Threads    Every function may be called from any thread. One handle used by two threads at
  *            once is served one call after the other.
  * Waiting    On the network an open, a read and a page of a walk fail after 45 s without a byte of
