@@ -28,7 +28,7 @@ public:
     Listings(BackgroundWork *work, BrowseTree *tree);
 
     // Runs `opened` in the GUI thread when `address` can be opened. When it cannot, nothing is told
-    // here; the utility library logs it.
+    // here, which is relied on; the utility library logs it.
     void open(const QString &address, std::function<void()> opened);
 
     // Start to list. `folder` belongs to the tree; one that is listed already is left alone.

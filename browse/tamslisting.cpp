@@ -24,7 +24,7 @@ namespace {
 
 constexpr quint64 unknownSize = ~quint64(0);
 constexpr quint64 bytesOfUnknownSize = 1048576;
-constexpr quint64 minResponseBytes = 10;
+constexpr quint64 minResponseBytes = 10; // relied on, as is the number of flows asked for
 constexpr quint64 maxResponseBytes = 256 << 20;
 
 // One failure as log and message box tell it: "ERROR: WHAT <address>". Relied on, here and below:
@@ -82,6 +82,7 @@ std::optional<QString> readTamsEndpoint(const QString &site, TamsFailure *failur
 
 QString tamsFlowsAddress(const QString &site, const QString &endpoint)
 {
+    // Relied on: one page, and no second one is asked for.
     return QStringLiteral("https://") + site + endpoint + QStringLiteral("flows?limit=300");
 }
 

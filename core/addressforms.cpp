@@ -37,9 +37,12 @@ QString usualAddress(const QString &address)
     return QString::fromStdString(hq::usualS3Address(address.toStdString()));
 }
 
+QString withName(const QString &directory, const QString &name)
+{
+    return directory.endsWith(separator) ? directory + name : directory + separator + name;
+}
+
 QString withPart(const QString &address, const QString &part)
 {
-    if (address.endsWith(separator) || part.startsWith(separator))
-        return address + part;
-    return address + separator + part;
+    return part.startsWith(separator) ? address + part : withName(address, part);
 }

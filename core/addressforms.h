@@ -24,6 +24,9 @@ bool holdsCredentials(const QString &address);
 // reports "s3://" ... site "//" bucket. Every other text stays as it is.
 QString usualAddress(const QString &address);
 
+// The directory, "\" unless it ends in one, and the name. Relied on.
+QString withName(const QString &directory, const QString &name);
+
 // The address, "\", and the part. No "\" is added where the address ends in one or the part begins
 // with one. Relied on.
 QString withPart(const QString &address, const QString &part);

@@ -35,9 +35,7 @@ QByteArray encoded(const QByteArray &address)
 
 QString streamFilePath(const QString &directory, const QString &baseName)
 {
-    const QLatin1Char separator('\\');
-    const QString start = directory.endsWith(separator) ? directory : directory + separator;
-    return start + baseName + QStringLiteral(".stream");
+    return withName(directory, baseName) + QStringLiteral(".stream");
 }
 
 bool writeStreamFile(const QString &path, const QString &address, bool encrypt)

@@ -12,6 +12,7 @@
 
 QString streamBaseName(const StreamSource &source)
 {
+    // Relied on by whoever looks for the file of a clip: the first dot ends the name.
     const QString name = source.isFlow ? source.name : source.name.section(QLatin1Char('.'), 0, 0);
     return fileNameOnDisk(name);
 }

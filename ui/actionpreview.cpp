@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "actionpreview.h"
 
+#include "addressforms.h"
 #include "displaytext.h"
 #include "filename.h"
 #include "streamfile.h"
@@ -16,10 +17,7 @@ QString streamFileOf(const ActionState &state)
 
 QString copyOf(const ActionState &state)
 {
-    const QLatin1Char separator('\\');
-    const QString start =
-        state.target.endsWith(separator) ? state.target : state.target + separator;
-    return start + fileNameOnDisk(state.stream.name);
+    return withName(state.target, fileNameOnDisk(state.stream.name));
 }
 
 ActionPreview::ActionPreview(const Buttons &buttons, std::function<ActionState()> state,

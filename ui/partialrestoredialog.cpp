@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "partialrestoredialog.h"
 
+#include "addressforms.h"
 #include "clipforgeprocess.h"
 #include "dialogplacement.h"
 
@@ -62,9 +63,7 @@ void PartialRestoreDialog::onAccept()
     if (!refusal.isEmpty()) {
         report(tr("Partial restore refused: ") + refusal);
     } else {
-        const QLatin1Char separator('\\');
-        if (!targetDir.endsWith(separator))
-            targetDir.append(separator);
+        targetDir = withName(targetDir, {});
         process->startExport(sourceAddress, targetDir + fileEdit->text(), QStringLiteral("copy"),
                              inEdit->text().toInt(), outEdit->text().toInt());
     }
