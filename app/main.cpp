@@ -14,6 +14,7 @@
 #include <QTextStream>
 #include <QThreadPool>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
@@ -22,13 +23,16 @@ namespace {
 
 QtMessageHandler g_messageHandler = nullptr;
 
-// Outside of a login session Qt says at each start that it looks for another runtime directory,
-// which is of no use here and would fill the error log.
+// Two messages would fill the error log, once for every start. Outside of a login session Qt says
+// that it looks for another runtime directory, which is of no use here. And one slot's name differs
+// from its button's in case: the form connects it by itself.
 void passOnOtherMessages(QtMsgType type, const QMessageLogContext &context, const QString &message)
 {
-    if (!message.contains(QLatin1String("XDG_RUNTIME_DIR")) &&
-        !message.contains(QLatin1String("runtime directory")))
-        g_messageHandler(type, context, message);
+    for (const char *part : {"XDG_RUNTIME_DIR", "runtime directory", "on_button_tams_clicked"}) {
+        if (message.contains(QLatin1String(part)))
+            return;
+    }
+    g_messageHandler(type, context, message);
 }
 
 QStringList givenArguments(int argc, char **argv)
@@ -46,9 +50,7 @@ int main(int argc, char **argv)
     ErrLogSetFileName("Pellory");
     sendQtMessagesToErrorLog();
     g_messageHandler = qInstallMessageHandler(passOnOtherMessages);
-    QByteArrayList given;
-    for (int i = 1; i < argc; ++i)
-        given.append(argv[i]);
+    const QByteArrayList given(argv + std::min(argc, 1), argv + argc);
     if (QSysInfo::kernelType() == QLatin1String("linux") && runsWithoutDisplay(given))
         chooseOffscreenPlatform();
 

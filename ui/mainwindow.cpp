@@ -24,7 +24,6 @@
 #include <QLineEdit>
 #include <QStandardItemModel>
 #include <QTextDocument>
-#include <atomic>
 
 // The resources stand in a static library, which leaves them out unless they are named. The macro
 // works in the global namespace only.
@@ -33,26 +32,9 @@ static void initResources()
     Q_INIT_RESOURCE(resources);
 }
 
-namespace {
-
-std::atomic<QtMessageHandler> g_messageHandler{nullptr};
-
-// One slot's name differs from its button's in case. The form connects it by itself, so Qt's
-// complaint would only fill the error log, once for every start.
-void passOnOtherMessages(QtMsgType type, const QMessageLogContext &context, const QString &message)
-{
-    const QtMessageHandler handler = g_messageHandler; // null while it is being replaced
-    if (handler && !message.contains(QLatin1String("on_button_tams_clicked")))
-        handler(type, context, message);
-}
-
-} // namespace
-
 MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(new Ui_MainWindow)
 {
-    g_messageHandler = qInstallMessageHandler(passOnOtherMessages);
     ui->setupUi(this);
-    qInstallMessageHandler(g_messageHandler);
     setWindowTitle(QStringLiteral("Pellory"));
     applyStyleSheet();
     makeModels();
@@ -117,7 +99,7 @@ void MainWindow::makeModels()
     driveModel = new QFileSystemModel(this);
     driveModel->setReadOnly(true);
     driveModel->setFilter(QDir::Dirs | QDir::NoDotAndDotDot);
-    showDrives();
+    showDrives({});
 
     // A double-click opens a folder; it must not start to edit the name.
     ui->treeView->setEditTriggers(QAbstractItemView::NoEditTriggers);

@@ -97,15 +97,13 @@ private:
     void listAgain();
     void showComputer();
     void connectTams(const QString &text);
-    void showSource(const QString &url);
     void listSource(const QString &address);
     void listFolder(QStandardItem *item);
     void listTamsFlows(const QString &site);
-    void showListingFailure(const QString &title, const QString &text);
 
     // Browsing
     void setBrowsing(bool local, bool tams);
-    void showDrives();
+    void showDrives(const QString &root);
     void showLocalFolder(const QModelIndex &folder);
     void showFolderFiles(const QStandardItem *folder);
     bool selectRow(const QModelIndex &name);

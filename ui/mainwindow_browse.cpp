@@ -24,11 +24,11 @@ void MainWindow::setBrowsing(bool local, bool tams)
     ui->treeView->setExpandsOnDoubleClick(local);
 }
 
-void MainWindow::showDrives()
+// An empty `root` is the computer. Its own text names it too, but on Windows only to index():
+// setRootPath() takes it for a folder that is missing and stays where the program was started.
+void MainWindow::showDrives(const QString &root)
 {
-    // The computer's own text names this root too, but on Windows only to index(): setRootPath()
-    // takes it for a folder that is missing and stays where the program was started.
-    driveModel->setRootPath(QString());
+    driveModel->setRootPath(root);
     showModel(ui->treeView, driveModel);
     ui->treeView->setRootIndex(driveModel->index(driveModel->rootPath()));
 }

@@ -40,7 +40,8 @@ void MainWindow::makeListings()
         tamsEndpoint = endpoint;
         m_preview->refresh();
     });
-    connect(listings, &Listings::failed, this, &MainWindow::showListingFailure);
+    connect(listings, &Listings::failed, this,
+            [this](const QString &title, const QString &text) { openWarning(this, title, text); });
     m_listingWarnings = new ListingWarnings(this);
     connect(listings, &Listings::brokeOff, this,
             [this](const QString &folder, quint64 entries, const QString &reason) {
@@ -70,14 +71,11 @@ void MainWindow::on_button_Connect_clicked()
         return;
     }
     const QString text = ui->combo_URL->currentText();
-    if (text.contains(QLatin1String("tamss://"))) {
+    if (text.contains(QLatin1String("tamss://")))
         m_connectAgain = [this, text] { connectTams(text); };
-        connectTams(text);
-        return;
-    }
-    const QString url = sources[index]->getUrl();
-    m_connectAgain = [this, url] { connectS3(url); };
-    connectS3(url);
+    else
+        m_connectAgain = [this, url = sources[index]->getUrl()] { connectS3(url); };
+    m_connectAgain();
 }
 
 void MainWindow::connectS3(const QString &url)
@@ -85,14 +83,16 @@ void MainWindow::connectS3(const QString &url)
     leaveSource();
     if (hqOSIsNetworkSource(url.toUtf8().constData()) == 0) {
         setBrowsing(true, false);
-        driveModel->setRootPath(ui->combo_URL->currentText());
-        showModel(ui->treeView, driveModel);
-        ui->treeView->setRootIndex(driveModel->index(driveModel->rootPath()));
+        showDrives(ui->combo_URL->currentText());
         return;
     }
     emit updateStatus(QStringLiteral("Connecting"));
     // On the pool: a server that does not answer must not hold up the window.
-    m_listings->open(url, [this, url] { showSource(url); });
+    m_listings->open(url, [this, url] {
+        setBrowsing(false, false);
+        m_tree->startS3(url);
+        listSource(url);
+    });
 }
 
 void MainWindow::leaveSource()
@@ -129,14 +129,7 @@ void MainWindow::showComputer()
     itemCount = 0;
     m_statusLine->show({});
     setBrowsing(true, false);
-    showDrives();
-}
-
-void MainWindow::showSource(const QString &url)
-{
-    setBrowsing(false, false);
-    m_tree->startS3(url);
-    listSource(url);
+    showDrives({});
 }
 
 void MainWindow::connectTams(const QString &text)
@@ -161,9 +154,4 @@ void MainWindow::listFolder(QStandardItem *item)
 void MainWindow::listTamsFlows(const QString &site)
 {
     m_listings->listTamsFlows(site);
-}
-
-void MainWindow::showListingFailure(const QString &title, const QString &text)
-{
-    openWarning(this, title, text);
 }
