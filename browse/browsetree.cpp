@@ -34,27 +34,28 @@ int BrowseTree::fileCount(const QStandardItem *item) const
 
 void BrowseTree::startS3(const QString &url)
 {
-    discardTree();
-    resetForS3(m_model);
     const QStringList parts = url.split(QLatin1Char('/'));
-    setRoot(makeRootItem(parts.last(), parts, url, m_icons));
+    start({"Name", "Size", "Kind", "Date"}, makeRootItem(parts.last(), parts, url, m_icons));
     m_pathHashes.push_back(pathHash(url));
 }
 
 void BrowseTree::startTams(const QString &text, const QString &site)
 {
-    discardTree();
-    resetForTams(m_model);
-    setRoot(makeRootItem(text, {}, site, m_icons));
+    start({"Label", "Id", "Format", "Created"}, makeRootItem(text, {}, site, m_icons));
 }
 
-// Deleting a hundred thousand items at once would stop the window for too long.
-void BrowseTree::discardTree()
+void BrowseTree::start(const QStringList &headers, QStandardItem *root)
 {
     while (m_model->rowCount() > 0)
         discard(m_model->takeRow(0));
+    m_model->clear();
+    m_model->setHorizontalHeaderLabels(headers);
+    forget();
+    m_rootItems->append(root);
+    m_model->appendRow(root);
 }
 
+// Deleting a hundred thousand items at once would stop the window for too long.
 void BrowseTree::discard(const QList<QStandardItem *> &row)
 {
     for (QStandardItem *item : row) {
@@ -90,13 +91,6 @@ QStandardItem *BrowseTree::parentAmongLastRows(const QStandardItem *item)
             return child;
     }
     return nullptr;
-}
-
-void BrowseTree::setRoot(QStandardItem *root)
-{
-    forget();
-    m_rootItems->append(root);
-    m_model->appendRow(root);
 }
 
 void BrowseTree::append(EntryBatch batch)

@@ -39,11 +39,10 @@ public:
     QStandardItem *renew(QStandardItem *folder);
 
 private:
-    void discardTree();
+    void start(const QStringList &headers, QStandardItem *root);
     void discard(const QList<QStandardItem *> &row);
     void deleteSome();
     static QStandardItem *parentAmongLastRows(const QStandardItem *item);
-    void setRoot(QStandardItem *root);
     QStandardItem *findParent(const QString &path) const;
 
     QStandardItemModel *m_model;

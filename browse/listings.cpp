@@ -91,14 +91,7 @@ void Listings::open(const QString &address, std::function<void()> opened)
 
 void Listings::listSource(const QString &address)
 {
-    start(nullptr, [this, address](const Link &link, const auto &) {
-        const WalkEnd end = walk(address, link);
-        link.post([this, address, end] {
-            emit status(finishedLine());
-            emit finished(nullptr, true);
-            reportFailure(address, end);
-        });
-    });
+    list(address, nullptr);
 }
 
 void Listings::listFolder(QStandardItem *folder)
@@ -109,12 +102,19 @@ void Listings::listFolder(QStandardItem *folder)
     // Now rather than on the pool thread: a second click must not start it again.
     markListed(folder);
     const QLatin1Char slash('/');
-    const QString address = node.path.endsWith(slash) ? node.path : node.path + slash;
-    start(folder, [this, folder, address](const Link &link, const auto &) {
+    list(node.path.endsWith(slash) ? node.path : node.path + slash, folder);
+}
+
+void Listings::list(const QString &address, QStandardItem *folder)
+{
+    start(folder, [this, address, folder](const Link &link, const auto &) {
         const WalkEnd end = walk(address, link);
-        link.post([this, folder, address, end] {
-            emit finished(folder, false);
+        link.post([this, address, folder, end] {
+            if (folder)
+                emit finished(folder, false);
             emit status(finishedLine());
+            if (!folder)
+                emit finished(nullptr, true);
             reportFailure(address, end);
         });
     });

@@ -83,6 +83,7 @@ private:
     };
 
     void start(const QStandardItem *folder, ListingWork listing);
+    void list(const QString &address, QStandardItem *folder); // null for the source
     void end(quint64 number);
     WalkEnd walk(const QString &address, const Link &link);
     void append(EntryBatch batch);

@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "treeitems.h"
 
-#include <QStandardItemModel>
-
 namespace {
 
 QStandardItem *makeItem(const QString &text, const QString &kind, const QVariant &payload)
@@ -16,21 +14,6 @@ QStandardItem *makeItem(const QString &text, const QString &kind, const QVariant
 
 } // namespace
 
-QString rootKind()
-{
-    return QStringLiteral("Root");
-}
-
-QString folderKind()
-{
-    return QStringLiteral("Folder");
-}
-
-QString fileKind()
-{
-    return QStringLiteral("File");
-}
-
 QStandardItem *makeRootItem(const QString &text, const QStringList &pathParts, const QString &path,
                             const ItemIcons &icons)
 {
@@ -38,7 +21,7 @@ QStandardItem *makeRootItem(const QString &text, const QStringList &pathParts, c
     node.pathParts = pathParts;
     node.path = path;
     node.listed = true;
-    QStandardItem *item = makeItem(text, rootKind(), QVariant::fromValue(node));
+    QStandardItem *item = makeItem(text, rootKind, QVariant::fromValue(node));
     item->setData(icons.directory, Qt::DecorationRole);
     return item;
 }
@@ -55,13 +38,13 @@ QStandardItem *makeEntryItem(const QString &path, bool isFile, const QStringList
     }
     node.path = path;
     node.isFile = isFile;
-    return makeItem(node.pathParts.last(), isFile ? fileKind() : folderKind(),
+    return makeItem(node.pathParts.last(), isFile ? fileKind : folderKind,
                     QVariant::fromValue(node));
 }
 
 QList<QStandardItem *> makeFlowRow(const TamsNodeData &flow, const ItemIcons &icons)
 {
-    QStandardItem *label = makeItem(flow.label, fileKind(), QVariant::fromValue(flow));
+    QStandardItem *label = makeItem(flow.label, fileKind, QVariant::fromValue(flow));
     label->setData(icons.file, Qt::DecorationRole);
     return {label, new QStandardItem(flow.id), new QStandardItem(flow.format),
             new QStandardItem(flow.created)};
@@ -89,18 +72,4 @@ void markListed(QStandardItem *item)
     NodeData node = nodeData(item);
     node.listed = true;
     item->setData(QVariant::fromValue(node), nodeDataRole);
-}
-
-void resetForS3(QStandardItemModel *model)
-{
-    model->clear();
-    model->setHorizontalHeaderLabels({QStringLiteral("Name"), QStringLiteral("Size"),
-                                      QStringLiteral("Kind"), QStringLiteral("Date")});
-}
-
-void resetForTams(QStandardItemModel *model)
-{
-    model->clear();
-    model->setHorizontalHeaderLabels({QStringLiteral("Label"), QStringLiteral("Id"),
-                                      QStringLiteral("Format"), QStringLiteral("Created")});
 }

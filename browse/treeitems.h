@@ -13,14 +13,12 @@
 #include <memory>
 #include <vector>
 
-class QStandardItemModel;
-
 // An item's kind stands in this role as text: "Root", "Folder" or "File". The proxies select rows
 // by it. Relied on.
 constexpr int kindRole = Qt::WhatsThisRole;
-QString rootKind();
-QString folderKind();
-QString fileKind();
+inline const QString rootKind = QStringLiteral("Root");
+inline const QString folderKind = QStringLiteral("Folder");
+inline const QString fileKind = QStringLiteral("File");
 
 // Of type QIcon, shared by every item of a tree.
 struct ItemIcons
@@ -74,7 +72,3 @@ TamsNodeData tamsNodeData(const QStandardItem *item);
 
 // Marks the item's entries as asked for, in the item's own payload.
 void markListed(QStandardItem *item);
-
-// Empties the model and sets the header texts of the kind of source.
-void resetForS3(QStandardItemModel *model);
-void resetForTams(QStandardItemModel *model);

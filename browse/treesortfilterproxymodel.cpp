@@ -39,8 +39,8 @@ void TreeSortFilterProxyModel::setFilterFixedString(const QString &pattern)
 bool TreeSortFilterProxyModel::filterAcceptsRow(int source_row,
                                                 const QModelIndex &source_parent) const
 {
+    const auto *items = static_cast<const QStandardItemModel *>(sourceModel());
     if (!m_path.empty() && source_parent.isValid()) {
-        const auto *items = static_cast<const QStandardItemModel *>(sourceModel());
         if (m_path.back() == source_parent)
             return acceptsShown(items->itemFromIndex(source_parent), source_row);
         for (std::size_t i = m_path.size() - 1; i-- > 0;) {
@@ -49,21 +49,10 @@ bool TreeSortFilterProxyModel::filterAcceptsRow(int source_row,
                        hasAccepted(items->itemFromIndex(m_path.back()));
         }
     }
-    const QAbstractItemModel *source = sourceModel();
-    const QModelIndex index = source->index(source_row, 0, source_parent);
-    const QString rowKind = index.data(kindRole).toString();
-    if (rowKind.contains(QLatin1String("Root")))
-        return true;
-    if (rowKind == kind && isBelowMatch(source_parent))
-        return true;
-    if (kind == QLatin1String("File")) {
-        const int children = source->rowCount(index);
-        for (int row = 0; row < children; ++row) {
-            if (filterAcceptsRow(row, index))
-                return true;
-        }
-    }
-    return false;
+    const QStandardItem *parent = items->itemFromIndex(source_parent);
+    if (!parent) // what stands at the top is below an empty text
+        return acceptsItem(items->item(source_row), m_pattern.isEmpty());
+    return acceptsItem(parent->child(source_row), parent->text().contains(m_pattern));
 }
 
 bool TreeSortFilterProxyModel::acceptsShown(const QStandardItem *folder, int row) const
@@ -81,19 +70,14 @@ bool TreeSortFilterProxyModel::hasOnlyFiles(const QStandardItem *folder) const
     return m_fileCount && folder->rowCount() > 0 && m_fileCount(folder) == folder->rowCount();
 }
 
-// The rule of filterAcceptsRow() for what is in the shown folder and below it; `isMatch` tells
-// whether the text of the item's parent holds the filter text.
+// `isMatch` tells whether the text of the item's parent holds the filter text.
 bool TreeSortFilterProxyModel::acceptsItem(const QStandardItem *item, bool isMatch) const
 {
     if (!item)
         return false;
-    if (isMatch) {
-        const QVariant rowKind = item->data(kindRole);
-        if (rowKind.userType() == QMetaType::QString &&
-            *static_cast<const QString *>(rowKind.constData()) == kind)
-            return true;
-    }
-    return item->rowCount() > 0 && hasAccepted(item);
+    const QString rowKind = item->data(kindRole).toString();
+    return (isMatch && rowKind == kind) || rowKind.contains(rootKind) ||
+           (kind == fileKind && item->hasChildren() && hasAccepted(item));
 }
 
 bool TreeSortFilterProxyModel::hasAccepted(const QStandardItem *folder) const
@@ -107,9 +91,4 @@ bool TreeSortFilterProxyModel::hasAccepted(const QStandardItem *folder) const
             return true;
     }
     return false;
-}
-
-bool TreeSortFilterProxyModel::isBelowMatch(const QModelIndex &sourceParent) const
-{
-    return sourceParent.data(Qt::DisplayRole).toString().contains(m_pattern);
 }

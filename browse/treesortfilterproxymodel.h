@@ -9,10 +9,10 @@
 
 class QStandardItem;
 
-// Shows one kind of the tree's rows. Kind "Folder": every Root and folder. Kind "File": the Root,
-// the files of every folder whose text contains the filter text, and what leads to them. The filter
-// is the plain text given to setFilterFixedString. Rows keep the source model's order. Relied on:
-// "clip" also lets through the files below "clip2".
+// Shows one kind of the rows of a QStandardItemModel. Kind "Folder": every Root and folder. Kind
+// "File": the Root, the files of every folder whose text contains the filter text, and what leads
+// to them. The filter is the plain text given to setFilterFixedString. Rows keep the source model's
+// order. Relied on: "clip" also lets through the files below "clip2".
 class TreeSortFilterProxyModel : public QSortFilterProxyModel
 {
     Q_OBJECT
@@ -37,7 +37,6 @@ protected:
     bool filterAcceptsRow(int source_row, const QModelIndex &source_parent) const override;
 
 private:
-    bool isBelowMatch(const QModelIndex &sourceParent) const;
     bool acceptsShown(const QStandardItem *folder, int row) const;
     bool acceptsItem(const QStandardItem *item, bool isMatch) const;
     bool hasAccepted(const QStandardItem *folder) const;

@@ -51,7 +51,7 @@ private:
     }
     void showBucket()
     {
-        resetForS3(m_probe->treeModel);
+        m_probe->treeModel->clear();
         QStandardItem *root = makeRootItem("rushes", kBucket.split('/'), kBucket, {});
         for (const char *name : {"a.mxf", "b.mxf", "c.mxf"})
             root->appendRow(makeEntryItem(kBucket + '/' + name, true, {}));

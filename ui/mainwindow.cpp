@@ -93,8 +93,8 @@ void MainWindow::applyStyleSheet()
 void MainWindow::makeModels()
 {
     treeModel = new QStandardItemModel(this);
-    fileProxy = new TreeSortFilterProxyModel(fileKind());
-    folderProxy = new TreeSortFilterProxyModel(folderKind());
+    fileProxy = new TreeSortFilterProxyModel(fileKind);
+    folderProxy = new TreeSortFilterProxyModel(folderKind);
 
     driveModel = new QFileSystemModel(this);
     driveModel->setReadOnly(true);
