@@ -7,6 +7,8 @@
 #include "opensource.h"
 #include "streamfile.h"
 
+#include <map>
+
 namespace {
 
 // Relied on by scripts, like the texts below: success is 1.
@@ -44,41 +46,20 @@ QString withoutLeadingSeparator(const QString &part)
 CommandLineOptions readOptions(const QStringList &arguments)
 {
     CommandLineOptions options;
-    QString region; // accepted for the sake of existing scripts; no address holds it
+    std::optional<QString> region; // accepted for the sake of existing scripts; no address holds it
+    const std::map<char, std::optional<QString> *> values{
+        {'u', &options.url},    {'f', &options.file}, {'t', &options.target}, {'k', &options.key},
+        {'s', &options.secret}, {'r', &region},       {'b', &options.bucket}};
     for (int i = 0; i < arguments.size(); ++i) {
         const QString &argument = arguments[i];
         if (argument.size() < 2 || argument[0] != QLatin1Char('-'))
             continue;
         // Relied on: the second character alone selects, so "-url" counts as "-u".
-        const auto value = [&] { return arguments.value(++i); };
-        switch (argument[1].unicode()) {
-        case 'u':
-            options.url = value();
-            break;
-        case 'f':
-            options.file = value();
-            break;
-        case 't':
-            options.target = value();
-            break;
-        case 'k':
-            options.key = value();
-            break;
-        case 's':
-            options.secret = value();
-            break;
-        case 'r':
-            region = value();
-            break;
-        case 'b':
-            options.bucket = value();
-            break;
-        case 'e':
+        const char option = argument[1].toLatin1();
+        if (const auto found = values.find(option); found != values.end())
+            *found->second = arguments.value(++i);
+        else if (option == 'e')
             options.encrypt = true;
-            break;
-        default:
-            break;
-        }
     }
     return options;
 }
@@ -95,14 +76,12 @@ std::optional<QString> sourceAddress(const CommandLineOptions &options)
     }
     if (!options.key || !options.secret)
         return std::nullopt;
-    const QString start = s3AddressStart(*options.key, *options.secret, s3ServiceHost());
-    if (options.bucket && options.file)
-        return withPart(start + withoutLeadingSeparator(*options.bucket), *options.file);
-    if (options.bucket)
-        return start + withoutLeadingSeparator(*options.bucket);
-    if (options.file)
-        return start + withoutLeadingSeparator(*options.file);
-    return std::nullopt;
+    const auto &first = options.bucket ? options.bucket : options.file;
+    if (!first)
+        return std::nullopt;
+    const QString address = s3AddressStart(*options.key, *options.secret, s3ServiceHost()) +
+                            withoutLeadingSeparator(*first);
+    return options.bucket && options.file ? withPart(address, *options.file) : address;
 }
 
 QString targetPath(const QString &target, const QString &address)

@@ -10,24 +10,15 @@ namespace {
 
 QString siteOrDefault(QString site, bool tams)
 {
-    if (site.isEmpty() && !tams)
-        site = s3ServiceHost();
-    return site;
-}
-
-QString sourceAddress(const QString &key, const QString &secret, const QString &bucket,
-                      const QString &site, bool tams)
-{
-    if (tams)
-        return QStringLiteral("https://") + site;
-    return s3AddressStart(key, secret, site) + bucket;
+    return site.isEmpty() && !tams ? s3ServiceHost() : site;
 }
 
 } // namespace
 
 URL::URL(QString accessKey, QString secretKey, QString regionName, QString bucketName,
          QString siteHost, bool tams)
-    : url(sourceAddress(accessKey, secretKey, bucketName, siteOrDefault(siteHost, tams), tams))
+    : url(tams ? QStringLiteral("https://") + siteHost
+               : s3AddressStart(accessKey, secretKey, siteOrDefault(siteHost, false)) + bucketName)
     , key(std::move(accessKey))
     , secret(std::move(secretKey))
     , region(std::move(regionName))
