@@ -72,15 +72,12 @@ void ActionPreview::show(const ActionState &state, const TargetAnswer &answer)
     else if (answer.isKnown && !answer.isFolder)
         nothing = tr("Nothing will happen: the target %1 is not a folder that is there.")
                       .arg(pathToShow(state.target));
-    if (nothing.isEmpty()) {
-        describe(m_buttons.make, streamText(state, answer, false));
-        describe(m_buttons.encrypt, streamText(state, answer, true));
-        describe(m_buttons.localize, copyText(state, answer));
-    } else {
-        describe(m_buttons.make, nothing);
-        describe(m_buttons.encrypt, nothing);
-        describe(m_buttons.localize, nothing);
-    }
+    const auto tell = [&nothing](QPushButton *button, const QString &text) {
+        describe(button, nothing.isEmpty() ? text : nothing);
+    };
+    tell(m_buttons.make, streamText(state, answer, false));
+    tell(m_buttons.encrypt, streamText(state, answer, true));
+    tell(m_buttons.localize, copyText(state, answer));
     emit refreshed(answer);
 }
 

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "boxes.h"
 
-#include "wholetext.h"
+#include "displaytext.h"
 
 #include <QAbstractItemView>
 #include <QComboBox>

@@ -4,7 +4,6 @@
 
 #include "dialogplacement.h"
 
-#include <QFontMetrics>
 #include <QLocale>
 #include <QScreen>
 #include <QShowEvent>
@@ -13,7 +12,6 @@
 
 namespace {
 
-constexpr int dialogWidth = 380;
 constexpr int steps = 1000;
 
 QString dataSize(double bytes)
@@ -26,13 +24,8 @@ QString dataSize(double bytes)
 CopyProgressDialog::CopyProgressDialog(const QString &fileName, QWidget *window)
     : QProgressDialog(window), m_amount(std::make_shared<Amount>())
 {
-    setWindowTitle(tr("Localize File"));
-    takeNoKeys(this, fileName);
-    m_name = fontMetrics().elidedText(fileName, Qt::ElideMiddle, dialogWidth - 40);
-    setFixedWidth(dialogWidth);
     setRange(0, steps);
-    setValue(0); // the delay until it appears begins here
-
+    m_name = prepareProgress(this, tr("Localize File"), fileName);
     auto *timer = new QTimer(this);
     connect(timer, &QTimer::timeout, this, [this] { refresh(); });
     timer->start(250);

@@ -93,8 +93,10 @@ void showInFront(QDialog *dialog)
     dialog->activateWindow();
 }
 
-void takeNoKeys(QProgressDialog *dialog, const QString &what)
+QString prepareProgress(QProgressDialog *dialog, const QString &title, const QString &what)
 {
+    constexpr int width = 380;
+    dialog->setWindowTitle(title);
     dialog->setWindowFlag(Qt::WindowContextHelpButtonHint, false);
     dialog->setAttribute(Qt::WA_ShowWithoutActivating);
     auto *label = new QLabel(dialog);
@@ -110,4 +112,7 @@ void takeNoKeys(QProgressDialog *dialog, const QString &what)
     dialog->setAutoClose(false);
     dialog->setAutoReset(false);
     dialog->setMinimumDuration(1000);
+    dialog->setFixedWidth(width);
+    dialog->setValue(0); // the delay begins here
+    return dialog->fontMetrics().elidedText(what, Qt::ElideMiddle, width - 40);
 }

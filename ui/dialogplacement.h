@@ -41,7 +41,8 @@ void prepareForm(QDialog *dialog, QPushButton *accept, QPushButton *cancel);
 // Shows the dialog, or brings it to the front as it is when it is shown already.
 void showInFront(QDialog *dialog);
 
-// Keeps a key that is typed while a progress dialog appears from cancelling the work, even when the
-// window manager activates the dialog: no button is the default and the bar has the focus. The
-// bar's accessible name becomes `what`. The label shows its text as it is.
-void takeNoKeys(QProgressDialog *dialog, const QString &what);
+// Sets up a dialog that shows the progress of `what` and appears a second from now. A key that is
+// typed then does not cancel the work, even when the window manager activates the dialog: no button
+// is the default and the bar has the focus. The label shows its text as it is. Returns `what` cut
+// so that it fits there.
+QString prepareProgress(QProgressDialog *dialog, const QString &title, const QString &what);

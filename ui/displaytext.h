@@ -1,11 +1,15 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
 
-// Texts that come from outside, made fit to be shown.
+// Texts that come from outside, made fit to be shown, and texts that are cut where they stand,
+// shown whole.
 #pragma once
 
-#include <QString>
+#include <QObject>
 
+class QAbstractItemView;
+class QMessageBox;
+class QPoint;
 class QWidget;
 
 // An address without credentials: "s3://" site "/" bucket "/" key, a path as it is. For the
@@ -19,9 +23,25 @@ QString addressToShow(const QString &address);
 // credentials where an address was typed.
 QString pathToShow(const QString &path);
 
-// A tooltip that shows the text as it is, also when it looks like markup; a long one wraps. Empty
-// for an empty text.
-QString plainToolTip(const QString &text);
-
-// Gives a widget such a tooltip, and screen readers the text itself.
+// Gives a widget the text as a tooltip, with nothing in it taken for markup and long lines wrapped,
+// and screen readers the text itself.
 void describe(QWidget *widget, const QString &text);
+
+// Shows the text as such a tooltip.
+void showWholeText(const QPoint &globalPlace, const QString &text, QWidget *widget);
+
+// Lets the box wrap words that would make it too wide. Its text() stays as it is.
+void wrapLongWords(QMessageBox *box);
+
+// Shows a name that its column cuts as a tooltip. A child of the view.
+class WholeNameTips : public QObject
+{
+public:
+    explicit WholeNameTips(QAbstractItemView *view);
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    QAbstractItemView *m_view;
+};

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "fileactions.h"
 
+#include "contextmenu.h"
 #include "displaytext.h"
 #include "outputfile.h"
 
@@ -14,10 +15,12 @@
 #include <QUrl>
 
 FileActions::FileActions(QTreeView *files, Callbacks callbacks)
-    : QObject(files), m_files(files), m_callbacks(std::move(callbacks))
+    : QObject(files), m_callbacks(std::move(callbacks))
 {
-    files->setContextMenuPolicy(Qt::ActionsContextMenu);
     const auto copy = [](const QString &text) { QGuiApplication::clipboard()->setText(text); };
+    const auto add = [this, files](const QString &text, const std::function<void()> &run) {
+        return addMenuAction(files, this, text, run);
+    };
     m_onFile.append(add(tr("Make Stream File"), [this] { m_callbacks.write(false); }));
     m_localize = add(tr("Localize File"), m_callbacks.localize);
     m_onFile.append(add(tr("Encrypt Stream File"), [this] { m_callbacks.write(true); }));
@@ -27,14 +30,6 @@ FileActions::FileActions(QTreeView *files, Callbacks callbacks)
     m_copies.append(add(tr("Copy Name"), [this, copy] { copy(m_callbacks.state().stream.name); }));
     m_openTarget = add(tr("Open Target Folder"), [this] { openTargetFolder(); });
     update(TargetAnswer());
-}
-
-QAction *FileActions::add(const QString &text, std::function<void()> run)
-{
-    auto *action = new QAction(text, this);
-    connect(action, &QAction::triggered, this, std::move(run));
-    m_files->addAction(action);
-    return action;
 }
 
 void FileActions::update(const TargetAnswer &target)

@@ -26,10 +26,8 @@ public:
     void update(const TargetAnswer &target);
 
 private:
-    QAction *add(const QString &text, std::function<void()> run);
     void openTargetFolder() const;
 
-    QTreeView *m_files;
     Callbacks m_callbacks;
     QList<QAction *> m_onFile; // need a selected file and a target
     QList<QAction *> m_copies; // need a selected file

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "folderactions.h"
 
+#include "contextmenu.h"
 #include "dialogplacement.h"
 #include "displaytext.h"
 #include "warningbox.h"
@@ -13,29 +14,21 @@
 #include <QTreeView>
 
 namespace {
-constexpr int dialogWidth = 380;
 constexpr int refreshMilliseconds = 100;
 } // namespace
 
 FolderActions::FolderActions(QTreeView *folders, BackgroundWork *work, FolderJobCallback folderJob)
     : QObject(folders), m_folders(folders), m_work(work), m_folderJob(std::move(folderJob))
 {
-    folders->setContextMenuPolicy(Qt::ActionsContextMenu);
-    addAction(tr("Make Stream Files of This Folder"), false);
-    addAction(tr("Encrypt Stream Files of This Folder"), true);
+    m_actions = {addMenuAction(folders, this, tr("Make Stream Files of This Folder"),
+                               [this] { start(false); }),
+                 addMenuAction(folders, this, tr("Encrypt Stream Files of This Folder"),
+                               [this] { start(true); })};
 }
 
 FolderActions::~FolderActions()
 {
     m_cancel.stop();
-}
-
-void FolderActions::addAction(const QString &text, bool encrypt)
-{
-    auto *action = new QAction(text, this);
-    connect(action, &QAction::triggered, this, [this, encrypt] { start(encrypt); });
-    m_folders->addAction(action);
-    m_actions.append(action);
 }
 
 void FolderActions::start(bool encrypt)
@@ -67,14 +60,9 @@ void FolderActions::showProgress(const QString &folder,
 {
     auto *dialog = new QProgressDialog(m_folders->window());
     m_progress = dialog;
-    dialog->setWindowTitle(tr("Stream Files"));
-    takeNoKeys(dialog, folder);
-    dialog->setFixedWidth(dialogWidth);
-    const QString name =
-        dialog->fontMetrics().elidedText(folder, Qt::ElideMiddle, dialogWidth - 40);
-    dialog->setLabelText(name);
     dialog->setRange(0, 0);
-    dialog->setValue(0); // the delay until it appears begins here
+    const QString name = prepareProgress(dialog, tr("Stream Files"), folder);
+    dialog->setLabelText(name);
     connect(dialog, &QProgressDialog::canceled, this, [cancel = m_cancel] { cancel.stop(); });
     auto *timer = new QTimer(dialog);
     connect(timer, &QTimer::timeout, dialog, [dialog, name, progress] {

@@ -30,7 +30,6 @@ signals:
     void ended();
 
 private:
-    void addAction(const QString &text, bool encrypt);
     void start(bool encrypt);
     void showProgress(const QString &folder, const std::shared_ptr<FolderProgress> &progress);
     void end(const FolderJob &job, const FolderReport &report);

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "logaccess.h"
 
+#include "contextmenu.h"
 #include "displaytext.h"
 #include "failures.h"
 #include "warningbox.h"
@@ -15,14 +16,10 @@
 
 LogAccess::LogAccess(QTextEdit *box) : QObject(box), m_box(box)
 {
-    auto *copy = new QAction(tr("Copy"), box);
+    QAction *copy = addMenuAction(box, this, tr("Copy"), [box] { box->copy(); });
     copy->setEnabled(false);
-    connect(copy, &QAction::triggered, box, &QTextEdit::copy);
     connect(box, &QTextEdit::copyAvailable, copy, &QAction::setEnabled);
-    auto *open = new QAction(tr("Open Error Log"), box);
-    connect(open, &QAction::triggered, this, &LogAccess::openLog);
-    box->addActions({copy, open});
-    box->setContextMenuPolicy(Qt::ActionsContextMenu);
+    addMenuAction(box, this, tr("Open Error Log"), [this] { openLog(); });
     box->viewport()->installEventFilter(this);
 }
 

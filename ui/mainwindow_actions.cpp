@@ -4,6 +4,7 @@
 // The actions on the selected file or flow.
 #include "actionpreview.h"
 #include "addressforms.h"
+#include "contextmenu.h"
 #include "copyfile.h"
 #include "copyprogressdialog.h"
 #include "dialogplacement.h"
@@ -45,10 +46,7 @@ void MainWindow::makeActions()
         target->show(answer.isKnown ? found : Finding::Unknown);
     });
     new NameFinder(ui->fileView);
-    auto *keep = new QAction(tr("Keep Site"), this);
-    connect(keep, &QAction::triggered, this, &MainWindow::keepSite);
-    ui->combo_URL->setContextMenuPolicy(Qt::ActionsContextMenu);
-    ui->combo_URL->addAction(keep);
+    QAction *keep = addMenuAction(ui->combo_URL, this, tr("Keep Site"), [this] { keepSite(); });
     const auto update = [this, keep] {
         const URL *source = sources.value(ui->combo_URL->currentIndex());
         keep->setEnabled(source && !source->isTams && source->getSite() != s3ServiceHost());

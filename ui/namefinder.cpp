@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "namefinder.h"
 
+#include "contextmenu.h"
+
 #include <QAction>
 #include <QElapsedTimer>
 #include <QHBoxLayout>
@@ -33,11 +35,8 @@ NameFinder::NameFinder(QTreeView *view)
     m_next.setInterval(0);
     connect(&m_next, &QTimer::timeout, this, &NameFinder::lookAtSome);
 
-    auto *find = new QAction(tr("Find Name..."), this);
-    find->setShortcut(QKeySequence::Find);
-    connect(find, &QAction::triggered, this, &NameFinder::comeUp);
-    view->addAction(find); // in the view's context menu
-    view->window()->addAction(find);
+    view->window()->addAction(addMenuAction(
+        view, this, tr("Find Name..."), [this] { comeUp(); }, QKeySequence::Find));
 }
 
 bool NameFinder::eventFilter(QObject *watched, QEvent *event)

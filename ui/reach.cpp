@@ -4,9 +4,9 @@
 
 #include "boxes.h"
 #include "copyprogressdialog.h"
+#include "displaytext.h"
 #include "ui_mainwindow.h"
 #include "viewkeys.h"
-#include "wholetext.h"
 
 #include <QAction>
 #include <QFileSystemModel>

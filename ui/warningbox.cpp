@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "warningbox.h"
 
-#include "wholetext.h"
+#include "displaytext.h"
 
 #include <QMessageBox>
 
