@@ -57,15 +57,9 @@ std::optional<Sources> filesOf(const QString &folder)
 
 std::optional<Sources> sourcesOf(const FolderJob &job)
 {
-    switch (job.kind) {
-    case FolderJob::Kind::Local:
-        return filesOf(job.folder);
-    case FolderJob::Kind::S3:
-        return objectsOf(job.folder);
-    case FolderJob::Kind::Flows:
-        break;
-    }
-    return job.flows;
+    if (job.kind == FolderJob::Kind::Flows)
+        return job.flows;
+    return job.kind == FolderJob::Kind::S3 ? objectsOf(job.folder) : filesOf(job.folder);
 }
 
 // By several threads, since most of the time is spent waiting for the file system, above all where

@@ -25,7 +25,7 @@ struct TargetQuestion
 // What was found at the moment of the look; files come and go.
 struct TargetAnswer
 {
-    bool isKnown = false; // false when the folder did not answer: what follows says nothing then
+    bool isKnown = false; // false when the folder did not answer; the others are false then
     bool isFolder = false;
     bool hasStreamFile = false;
     bool hasCopy = false;

@@ -6,24 +6,17 @@
 
 #include <utility>
 
-namespace {
-
-QString siteOrDefault(QString site, bool tams)
-{
-    return site.isEmpty() && !tams ? s3ServiceHost() : site;
-}
-
-} // namespace
-
 URL::URL(QString accessKey, QString secretKey, QString regionName, QString bucketName,
          QString siteHost, bool tams)
     : url(tams ? QStringLiteral("https://") + siteHost
-               : s3AddressStart(accessKey, secretKey, siteOrDefault(siteHost, false)) + bucketName)
+               : s3AddressStart(accessKey, secretKey,
+                                siteHost.isEmpty() ? s3ServiceHost() : siteHost) +
+                     bucketName)
     , key(std::move(accessKey))
     , secret(std::move(secretKey))
     , region(std::move(regionName))
     , bucket(std::move(bucketName))
-    , site(siteOrDefault(std::move(siteHost), tams))
+    , site(siteHost.isEmpty() && !tams ? s3ServiceHost() : std::move(siteHost))
     , isTams(tams)
 {
 }

@@ -33,14 +33,12 @@ void AddDialog::onAccept()
 {
     emit addUrl(keyEdit->text(), secretEdit->text(), regionEdit->text(), bucketEdit->text(),
                 siteEdit->text());
-    close();
-    clearFields();
+    closeEmptied(this);
 }
 
 void AddDialog::onCancel()
 {
-    close();
-    clearFields();
+    closeEmptied(this);
 }
 
 void AddDialog::resizeEvent(QResizeEvent *event)
@@ -53,10 +51,4 @@ void AddDialog::resizeEvent(QResizeEvent *event)
                  {bucketLabel, bucketEdit},
                  {siteLabel, siteEdit}},
                 acceptButton, cancelButton);
-}
-
-void AddDialog::clearFields()
-{
-    for (QLineEdit *field : {keyEdit, regionEdit, secretEdit, bucketEdit, siteEdit})
-        field->clear();
 }

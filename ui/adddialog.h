@@ -27,8 +27,6 @@ protected:
     void resizeEvent(QResizeEvent *event) override;
 
 private:
-    void clearFields();
-
     QPushButton *acceptButton;
     QPushButton *cancelButton;
     QLabel *keyLabel;

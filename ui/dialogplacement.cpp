@@ -93,6 +93,13 @@ void showInFront(QDialog *dialog)
     dialog->activateWindow();
 }
 
+void closeEmptied(QDialog *dialog)
+{
+    dialog->close();
+    for (QLineEdit *field : dialog->findChildren<QLineEdit *>())
+        field->clear();
+}
+
 QString prepareProgress(QProgressDialog *dialog, const QString &title, const QString &what)
 {
     constexpr int width = 380;

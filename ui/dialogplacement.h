@@ -41,6 +41,9 @@ void prepareForm(QDialog *dialog, QPushButton *accept, QPushButton *cancel);
 // Shows the dialog, or brings it to the front as it is when it is shown already.
 void showInFront(QDialog *dialog);
 
+// Closes a dialog that will be shown again, and empties its fields.
+void closeEmptied(QDialog *dialog);
+
 // Sets up a dialog that shows the progress of `what` and appears a second from now. A key that is
 // typed then does not cancel the work, even when the window manager activates the dialog: no button
 // is the default and the bar has the focus. The label shows its text as it is. Returns `what` cut

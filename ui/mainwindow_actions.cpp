@@ -40,11 +40,7 @@ void MainWindow::makeActions()
                                    [this] { on_button_LocalizeFile_clicked(); }});
     connect(m_preview, &ActionPreview::refreshed, files, &FileActions::update);
     auto *target = new TargetBox(ui->combo_TargetDir);
-    connect(m_preview, &ActionPreview::refreshed, target, [target](const TargetAnswer &answer) {
-        using Finding = TargetBox::Finding;
-        const Finding found = answer.isFolder ? Finding::Folder : Finding::NoFolder;
-        target->show(answer.isKnown ? found : Finding::Unknown);
-    });
+    connect(m_preview, &ActionPreview::refreshed, target, &TargetBox::show);
     new NameFinder(ui->fileView);
     QAction *keep = addMenuAction(ui->combo_URL, this, tr("Keep Site"), [this] { keepSite(); });
     const auto update = [this, keep] {

@@ -22,15 +22,6 @@
 #include <algorithm>
 #include <memory>
 
-namespace {
-
-QString tamsText(const URL *source)
-{
-    return QStringLiteral("tamss://") + source->getSite();
-}
-
-} // namespace
-
 void MainWindow::loadSources()
 {
     const QString directory = configDirectory();
@@ -43,9 +34,8 @@ void MainWindow::loadSources()
         ui->combo_URL->addItem(source->getDisplayName());
     }
     for (const QString &host : readTamsHosts(directory)) {
-        auto *source = new URL({}, {}, {}, {}, host, true);
-        sources.append(source);
-        ui->combo_URL->addItem(tamsText(source));
+        sources.append(new URL({}, {}, {}, {}, host, true));
+        ui->combo_URL->addItem(QStringLiteral("tamss://") + host);
     }
     ui->combo_URL->setMaxVisibleItems(12);
 }

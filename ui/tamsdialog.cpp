@@ -36,14 +36,12 @@ void TamsDialog::onAccept()
 {
     emit addTams(tamsEdit->text(), endpointEdit->text(), oauthEdit->text(), idEdit->text(),
                  secretEdit->text());
-    close();
-    clearFields();
+    closeEmptied(this);
 }
 
 void TamsDialog::onCancel()
 {
-    close();
-    clearFields();
+    closeEmptied(this);
 }
 
 void TamsDialog::layoutFields()
@@ -55,10 +53,4 @@ void TamsDialog::layoutFields()
                {idLabel, idEdit},
                {secretLabel, secretEdit}},
               acceptButton, cancelButton, {80, width() - 160, 78, 86});
-}
-
-void TamsDialog::clearFields()
-{
-    for (QLineEdit *field : {tamsEdit, endpointEdit, oauthEdit, secretEdit, idEdit})
-        field->clear();
 }

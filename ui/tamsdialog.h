@@ -25,7 +25,6 @@ signals:
 
 private:
     void layoutFields();
-    void clearFields();
 
     QPushButton *acceptButton;
     QPushButton *cancelButton;

@@ -29,10 +29,10 @@ TargetBox::TargetBox(QComboBox *box) : QObject(box), m_box(box)
     connect(edit, &QLineEdit::customContextMenuRequested, this, &TargetBox::showMenu);
 }
 
-void TargetBox::show(Finding finding)
+void TargetBox::show(const TargetAnswer &answer)
 {
-    m_finding = finding;
-    const bool isMarked = finding == Finding::NoFolder && !m_box->currentText().isEmpty();
+    m_isFolder = answer.isFolder;
+    const bool isMarked = answer.isKnown && !m_isFolder && !m_box->currentText().isEmpty();
     m_mark->setVisible(isMarked);
     m_box->lineEdit()->update(); // its text has moved
     m_box->lineEdit()->setAccessibleDescription(isMarked ? m_mark->toolTip() : QString());
@@ -45,7 +45,7 @@ void TargetBox::browse()
     dialog->setFileMode(QFileDialog::Directory);
     dialog->setOption(QFileDialog::ShowDirsOnly);
     // One that does not answer would hold the window.
-    if (m_finding == Finding::Folder)
+    if (m_isFolder)
         dialog->setDirectory(hqNativePath(m_box->currentText()));
     connect(dialog, &QFileDialog::fileSelected, this, [this](const QString &folder) {
         m_box->setEditText(QDir::toNativeSeparators(folder));

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <QObject>
+#include "targetlook.h"
 
 class QAction;
 class QComboBox;
@@ -16,9 +16,8 @@ public:
     // `box` is editable and keeps its line edit.
     explicit TargetBox(QComboBox *box);
 
-    enum class Finding { Unknown, Folder, NoFolder };
     // What is known of the text that stands in the box.
-    void show(Finding finding);
+    void show(const TargetAnswer &answer);
 
 private:
     void browse();
@@ -27,5 +26,5 @@ private:
     QComboBox *m_box;
     QAction *m_browse;
     QAction *m_mark;
-    Finding m_finding = Finding::Unknown;
+    bool m_isFolder = false;
 };
