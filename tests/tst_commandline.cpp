@@ -152,7 +152,7 @@ void CommandLineTest::endsInOrder()
 {
 #ifndef Q_OS_WIN
     QProcess server; // accepts and says nothing
-    server.start("/usr/bin/python3",
+    server.start(PELLORY_PYTHON,
                  {"-c", "import socket\n"
                         "listener = socket.create_server(('127.0.0.1', 0))\n"
                         "print(listener.getsockname()[1], flush=True)\n"

@@ -293,8 +293,7 @@ void FaultsTest::secretsNeedTls()
 }
 
 // The call, its address, its target, commands to the server; then the line. "%" is the test's
-// folder,
-// "#" the server's port, "$" an address's beginning.
+// folder, "#" the server's port, "$" an address's beginning.
 void FaultsTest::log()
 {
     const QTemporaryDir folder;

@@ -173,9 +173,19 @@ void MainWindowTest::remoteClicks()
     QTest::mouseRelease(tree->viewport(), Qt::RightButton, {}, place);
     QTRY_COMPARE(tree->currentIndex().data().toString(), QString("folder"));
     QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, place);
-    QTest::qWait(1);
+    bool hasTurned = false;
+    QTimer::singleShot(0, [&] { hasTurned = true; }); // behind what would move it
+    QTRY_VERIFY(hasTurned);
     QCOMPARE(tree->currentIndex(), other);
     QVERIFY(!m_files->model());
+
+    // By itself the proxy filters the whole tree.
+    TreeSortFilterProxyModel whole(fileKind);
+    whole.setSourceModel(probe.treeModel);
+    for (const auto &[filter, rows] : {std::pair("", 4), {"rush", 3}, {"old", 1}, {"RUSH", 0}}) {
+        whole.setFilterFixedString(filter);
+        QCOMPARE(whole.rowCount(whole.index(0, 0)), rows);
+    }
 }
 
 void MainWindowTest::targetDirectories()

@@ -125,8 +125,8 @@ void S3ProtocolTest::listingsInPieces()
 
 void S3ProtocolTest::addressParts()
 {
-    // Bucket, folder, name, region, key, secret, site. Without a dot behind it the first "@"
-    // counts.
+    // Bucket, folder, name, region, key, secret, site. The first "@" counts, where no dot is
+    // behind.
     const QByteArray longBucket = "s3://A:S@h/" + QString(300, QChar(0xe9)).toUtf8() + "/k";
     const std::pair<QByteArray, QString> rows[] = {
         {"s3://AK:S/K@s3.eu-west-1.amazonaws.com/b/d/e/f.mxf",
