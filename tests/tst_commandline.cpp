@@ -14,8 +14,7 @@ class CommandLineTest : public QObject
 {
     Q_OBJECT
 private slots:
-    void address();
-    void target();
+    void arguments();
     void run();
     void noDisplay();
     void endsInOrder();
@@ -68,7 +67,8 @@ public:
 
 } // namespace
 
-void CommandLineTest::address()
+// Source address, then target.
+void CommandLineTest::arguments()
 {
     for (const auto &[arguments, expected] :
          {std::pair("-f a -b b -u u", "u\\b\\a"),
@@ -83,10 +83,6 @@ void CommandLineTest::address()
         QVERIFY2(sourceAddress(readOptions(QString(arguments).split(' '))).value_or("none") ==
                      expected,
                  arguments);
-}
-
-void CommandLineTest::target()
-{
     QVERIFY(readOptions({"-e", "value"}).encrypt && !readOptions({"-u", "-e", "e"}).encrypt);
     QCOMPARE(readOptions({"-t"}).target.value_or("none"), QString());
     const QString folder = m_directory.path();

@@ -19,8 +19,7 @@ class SourcesTest : public QObject
     Q_OBJECT
 private slots:
     void init();
-    void entryLines();
-    void strangeFiles();
+    void reading();
     void s3Life();
     void edit();
     void keepsSite();
@@ -41,7 +40,8 @@ void SourcesTest::init()
     m_directory = configDirectory();
 }
 
-void SourcesTest::entryLines()
+// Lines of a file, then files.
+void SourcesTest::reading()
 {
     for (const auto &[lines, expected] :
          {std::pair(QByteArray("AWSAccessKeyId=AK\r\nAWSSecretKey=SK\r\nAWSRegion=r\r\n"),
@@ -56,10 +56,7 @@ void SourcesTest::entryLines()
         const QStringList found{entry.key, entry.secret, entry.region, entry.site};
         QCOMPARE(entry.path.isEmpty() ? "none" : found.join('|'), QString(expected));
     }
-}
-
-void SourcesTest::strangeFiles()
-{
+    init();
     QVERIFY(QDir().mkpath(m_directory + "folder.csv"));
     QVERIFY(QDir().mkpath(m_directory + "folder.amazonaws.com.json"));
     write("long.csv", QByteArray(1 << 20, 'x'));

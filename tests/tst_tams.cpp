@@ -105,12 +105,11 @@ void TamsTest::answers()
         QTRY_VERIFY(session.probe.ui.treeView->model());
         const QStandardItem *root = session.root();
         QCOMPARE(root->text(), "tamss://" + host);
-        QStringList found, labels;
+        QStringList found;
         for (int row = 0; row < root->rowCount(); ++row) {
             QStringList texts;
             for (int column = 0; column < 4; ++column)
                 texts << root->child(row, column)->text();
-            labels << texts.first();
             found << texts.join(':') + session.events.value(row + 1).replace("Adding: ", "<");
         }
         QVERIFY2(found.join(' ') == expected, found.join(' ').toUtf8() + flows.left(200).toUtf8());
@@ -118,8 +117,6 @@ void TamsTest::answers()
                  QString("ConnectingFinished|end"));
         const QByteArray log = takeLog();
         QVERIFY2(log.contains("ERROR") == (*logged != 0) && log.contains(logged), log);
-        session.click(root);
-        QCOMPARE(session.files(), labels);
     }
 }
 
