@@ -17,8 +17,6 @@ BrowseTree::BrowseTree(QStandardItemModel *model, QList<QStandardItem *> *rootIt
     QObject::connect(&m_deletion, &QTimer::timeout, [this] { deleteSome(); });
 }
 
-BrowseTree::~BrowseTree() = default;
-
 void BrowseTree::forget()
 {
     m_rootItems->clear();

@@ -17,7 +17,6 @@ public:
     // to the caller and must outlive this object; the list is changed through it alone.
     BrowseTree(QStandardItemModel *model, QList<QStandardItem *> *rootItems,
                const ItemIcons &icons);
-    ~BrowseTree();
 
     // Empties `rootItems`; the model keeps what it shows.
     void forget();

@@ -20,11 +20,7 @@ constexpr std::size_t flowsPerBatch = 500;
 // How many batches a walk may be ahead of the tree.
 constexpr int maxBatches = 4;
 constexpr int stopPollMilliseconds = 20;
-
-QString finishedLine()
-{
-    return QStringLiteral("Finished");
-}
+const QString finishedLine = QStringLiteral("Finished");
 
 } // namespace
 
@@ -112,7 +108,7 @@ void Listings::list(const QString &address, QStandardItem *folder)
         link.post([this, address, folder, end] {
             if (folder)
                 emit finished(folder, false);
-            emit status(finishedLine());
+            emit status(finishedLine);
             if (!folder)
                 emit finished(nullptr, true);
             reportFailure(address, end);
@@ -222,7 +218,7 @@ void Listings::listTamsFlows(const QString &site)
             });
         }
         link.post([this] {
-            emit status(finishedLine());
+            emit status(finishedLine);
             emit finished(nullptr, true);
         });
     });

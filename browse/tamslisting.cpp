@@ -42,18 +42,42 @@ std::nullopt_t fail(const char *what, const QByteArray &address, TamsFailure *fa
 }
 
 // Logs a response that is shown like a full list and is none.
-void logOddAnswer(const QByteArray &json, const QByteArray &address, bool hasMore)
+void logOddAnswer(const QJsonDocument &answer, const QJsonParseError &error,
+                  const QByteArray &address, bool hasMore)
 {
     const std::string shown = hq::harmlessAddress(address.toStdString());
-    QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(json, &error);
-    if (!document.isArray())
+    if (!answer.isArray())
         ErrOut("ERROR: No list of flows <%s>, %s ", shown.c_str(),
-               document.isNull() ? error.errorString().toUtf8().constData()
-                                 : "the answer is another JSON text");
+               answer.isNull() ? error.errorString().toUtf8().constData()
+                               : "the answer is another JSON text");
     if (hasMore)
         ErrOut("ERROR: Not all flows <%s>, the repository has more than were asked for ",
                shown.c_str());
+}
+
+std::vector<ListedFlow> folded(const QJsonArray &elements)
+{
+    std::vector<ListedFlow> flows;
+    QHash<QString, std::size_t> places;
+    for (const QJsonValue &element : elements) {
+        const QJsonObject object = element.toObject();
+        const auto text = [&object](const char *key) {
+            return object.value(QLatin1String(key)).toString();
+        };
+        const QJsonValue collectors = object.value(QLatin1String("collected_by"));
+        const bool isCollected = !collectors.isUndefined();
+        const TamsNodeData flow{text("label"),
+                                isCollected ? collectors.toArray().first().toString() : text("id"),
+                                text("format"), text("created")};
+        const auto known = places.constFind(flow.id);
+        if (known == places.constEnd()) {
+            places.insert(flow.id, flows.size());
+            flows.push_back({QStringLiteral("Adding: ") + flow.label, flow});
+        } else if (!isCollected) {
+            flows[*known].flow = flow;
+        }
+    }
+    return flows;
 }
 
 } // namespace
@@ -114,33 +138,9 @@ std::optional<std::vector<ListedFlow>> readTamsFlows(const QString &address, Tam
         return fail("Error reading flow", encoded, failure);
     buffer[read] = '\0';
     const auto length = static_cast<int>(std::strlen(buffer.get()));
-    const QByteArray answer = QByteArray::fromRawData(buffer.get(), length);
-    logOddAnswer(answer, encoded, hq::hasNextPage(file));
-    return foldTamsFlows(answer);
-}
-
-std::vector<ListedFlow> foldTamsFlows(const QByteArray &json)
-{
-    std::vector<ListedFlow> flows;
-    QHash<QString, std::size_t> places;
-    const QJsonArray elements = QJsonDocument::fromJson(json).array();
-    for (const QJsonValue &element : elements) {
-        const QJsonObject object = element.toObject();
-        const auto text = [&object](const char *key) {
-            return object.value(QLatin1String(key)).toString();
-        };
-        const QJsonValue collectors = object.value(QLatin1String("collected_by"));
-        const bool isCollected = !collectors.isUndefined();
-        const TamsNodeData flow{text("label"),
-                                isCollected ? collectors.toArray().first().toString() : text("id"),
-                                text("format"), text("created")};
-        const auto known = places.constFind(flow.id);
-        if (known == places.constEnd()) {
-            places.insert(flow.id, flows.size());
-            flows.push_back({QStringLiteral("Adding: ") + flow.label, flow});
-        } else if (!isCollected) {
-            flows[*known].flow = flow;
-        }
-    }
-    return flows;
+    QJsonParseError error;
+    const auto answer =
+        QJsonDocument::fromJson(QByteArray::fromRawData(buffer.get(), length), &error);
+    logOddAnswer(answer, error, encoded, hq::hasNextPage(file));
+    return folded(answer.array());
 }

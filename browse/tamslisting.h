@@ -7,7 +7,6 @@
 
 #include "nodedata.h"
 
-#include <QByteArray>
 #include <optional>
 #include <vector>
 
@@ -32,11 +31,9 @@ std::optional<QString> readTamsEndpoint(const QString &site, TamsFailure *failur
 // Where the flows of a repository are asked for.
 QString tamsFlowsAddress(const QString &site, const QString &endpoint);
 
-// Reads the flows that a repository lists at `address`. None when that fails; `*failure` is set
-// then, and only then.
+// Reads the flows that a repository lists at `address`. A response that is no JSON array has none.
+// Elements that another flow collects become one flow, with the collecting flow's id. A flow stands
+// where its first element stood. Its texts are those of its last element that is not collected, or
+// else of the first. Nothing is returned when the reading fails; `*failure` is set then, and only
+// then.
 std::optional<std::vector<ListedFlow>> readTamsFlows(const QString &address, TamsFailure *failure);
-
-// The flows of a response; a text that is not a JSON array has none. Elements that another flow
-// collects become one flow, with the collecting flow's id. A flow stands where its first element
-// stood. Its texts are those of its last element that is not collected, or else of the first.
-std::vector<ListedFlow> foldTamsFlows(const QByteArray &json);
