@@ -73,30 +73,42 @@ bool isComplete(const QByteArray &text, int values)
     return (text.endsWith('\n') && lines == values) || fail(Error::DiskFull);
 }
 
-// The text of a store with the values of the one at `path` and these; empty, with the last error,
-// when the old one is not understood: saving would drop what is not.
+// The text of the store at `path` with these values; empty, with the last error, when the store is
+// not understood: saving would drop what is not. Made from a copy under a new name, because
+// QSettings reads a file once for the whole process, and calls it good the second time.
 QByteArray combined(const std::string &path, const QMap<QString, QString> &values)
 {
-    const auto before = openStore(path);
-    const QStringList keys = before->allKeys(); // reads all of it
-    const std::string temporary = makeTemporary(path, [](const std::string &name) {
-        return system::NativeFile::openForAppending(name).isOpen(); // for the owner only
+    system::NativeFile copy;
+    const std::string temporary = makeTemporary(path, [&copy](const std::string &name) {
+        copy = system::NativeFile::openForAppending(name); // for the owner only
+        return copy.isOpen();
     });
-    if (!check(*before) || temporary.empty())
+    if (temporary.empty())
         return {};
     const auto remove = qScopeGuard([&temporary] {
         const LastErrorKeeper keeper;
         system::removeFile(temporary);
     });
-    const auto after = openStore(temporary);
-    for (const QString &key : keys)
-        after->setValue(key, before->value(key));
+    QFile old(QString::fromStdString(path));
+    const bool isOpen = old.open(QIODevice::ReadOnly);
+    const QByteArray before = isOpen ? old.readAll() : QByteArray();
+    if (isOpen ? old.error() != QFileDevice::NoError : old.exists()) {
+        setLastError(Error::AccessDenied);
+        return {};
+    }
+    if (!copy.writeAt(0, before.constData(), static_cast<std::size_t>(before.size())))
+        return {};
+    copy = {};
+    const auto store = openStore(temporary);
+    store->allKeys(); // reads all of it
+    if (!check(*store))
+        return {};
     for (auto value = values.constBegin(); value != values.constEnd(); ++value)
-        after->setValue(value.key(), value.value());
-    after->sync();
+        store->setValue(value.key(), value.value());
+    store->sync();
     QFile file(QString::fromStdString(temporary));
     const QByteArray text = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    return check(*after) && isComplete(text, after->allKeys().size()) ? text : QByteArray();
+    return check(*store) && isComplete(text, store->allKeys().size()) ? text : QByteArray();
 }
 
 // All of it or nothing.
