@@ -314,6 +314,7 @@ copy|$SK@127.0.0.1:#/b/key-000001|%/none/x||<$***@127.0.0.1:#/b/key-000001> to <
 copy|$SK@127.0.0.1:#/b/large|%/x|[{"method":"GET","contains":"large","skip":2,"status":403}]|<$***@127.0.0.1:#/b/large> to <%/x>, error 5 (denied), HTTP status 403, server: AccessDenied (As told)
 open|http://127.0.0.1:#/b/k3||[{"op":"set","skew":360},{"contains":"k3","status":403}]|<http://127.0.0.1:#/b/k3>, error 5 (denied), HTTP status 403, server: AccessDenied (As told), the clock of this computer is 6 minutes behind the server's
 open|$SK@127.0.0.1:#/b/k4||[{"contains":"k4","times":0,"status":301,"headers":{"x-amz-bucket-region":"eu-north-1"}}]|<$***@127.0.0.1:#/b/k4>, error 12152 (answer not understood), HTTP status 301, server: Error (As told), the bucket is in region eu-north-1
+open|$SK@127.0.0.1:#/b/k5||[{"contains":"k5","times":0,"status":301,"headers":{"x-amz-bucket-region":"x, token=S"}}]|<$***@127.0.0.1:#/b/k5>, error 12152 (answer not understood), HTTP status 301, server: Error (As told)
 open|https://x.example.org/||[{"contains":"x.example","status":407}]|<https://x.example.org/>, error 5 (denied), HTTP status 407, the proxy wants a user name and a password)";
     const QByteArray port = QByteArray::number(m_server.port());
     for (QByteArray line : QByteArray(table).mid(1).split('\n')) {

@@ -27,7 +27,7 @@ struct SigningContext : RequestContext
             told = parseS3Error(response.body).region;
         // A host that leads elsewhere all the same belongs to another region.
         const bool isElsewhere = response.status == 301 || response.status == 307;
-        if (!told.empty() && (told != region || isElsewhere))
+        if (isHostLabel(told) && (told != region || isElsewhere))
             return "the bucket is in region " + told;
         return clockAdvice(response, clockOffset);
     }
