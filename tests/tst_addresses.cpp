@@ -35,7 +35,7 @@ C:\media\key=5@b:c.mxf -> C:\media\key=5@b:c.mxf
 https://h.org:8443/Basic%20Training/keyframe?limit=300 -> https://h.org:8443/Basic%20Training/keyframe?limit=300
 s3://:@h.org/b/k -> s3://:***@h.org/b/k
 S3://AK:ab/S@e'"<> :S@127.0.0.1:8080\b\x@y.z -> !S3://AK:***@127.0.0.1:8080\b\x@y.z
-s3://AK:S@x.y/S@h.org/b -> !s3://AK:***@h.org/b
+s3://AK:S@x.y//S@h.org/b -> !s3://AK:***@h.org/b
 s3://AK:S@http://nas:9000/b/k?X-Amz-Signature=S&a=b -> !s3://AK:***@http://nas:9000/b/k?X-Amz-Signature=***&a=b
 /out\s3://AK:S@h.org/b.stream -> !/out\s3://AK:***@h.org/b.stream
 https://u's er:"<S>@h.org/x@y -> !https://***@h.org/x@y

@@ -92,7 +92,7 @@ std::string s3(std::string_view address, const S3Address &parts)
     std::size_t end = secret + parts.secret.size();
     // Buckets have no "@" in their names: the secret goes on to it.
     if (const std::size_t at = parts.bucket.rfind('@'); at != kNone)
-        end += 1 + parts.site.size() + 1 + at;
+        end = address.find(parts.bucket, end + 1 + parts.site.size()) + at;
     // A query has no meaning here, so one that was pasted is a part of the key.
     const std::size_t query = std::min(address.find('?', end), address.size());
     return std::string(address.substr(0, secret)) + "***" +
