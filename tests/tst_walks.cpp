@@ -80,6 +80,7 @@ class WalksTest : public QObject
 private slots:
     void initTestCase() { QVERIFY2(m_server.start(), m_server.error()); }
     void faults();
+    void changes();
     void randomLevels();
 
 private:
@@ -144,6 +145,22 @@ void WalksTest::faults()
     }
 }
 
+// What ranges cost has its limit also where what they hold is another by the time it is met.
+void WalksTest::changes()
+{
+    QStringList keys;
+    for (int i = 0; i < 1500; ++i)
+        keys += QString::number(10000 + i);
+    reset(true, 10);
+    m_server.command("set", {{"latency", 5}});
+    for (int round = 0; round < 3; ++round) {
+        const int found =
+            walk({{"objects", objectsOf(keys)}, {"fickle", QJsonArray::fromStringList(keys)}})
+                .size();
+        QVERIFY2(m_sent.size() <= found / 10 * 1.3 + 16, QByteArray::number(m_sent.size()));
+    }
+}
+
 // PELLORY_ROUNDS sets how many. Servers of all kinds, faults, callbacks that end the walk, and
 // buckets that change, where every name that stays is found.
 void WalksTest::randomLevels()
@@ -187,7 +204,8 @@ void WalksTest::randomLevels()
         if (order != "utf-8")
             std::sort(found.begin(), found.end()); // kept a page at a time
         const int pages = std::max(int(level.size()) - 1, 0) / pageSize + 1;
-        QVERIFY2(kind != Ends || m_sent.size() <= pages * 1.3 + 16, shown);
+        const bool isPlain = kind == Ends || (kind == Quirks && quirks.isEmpty());
+        QVERIFY2(!isPlain || m_sent.size() <= pages * 1.3 + 16, shown);
         ranges += std::count_if(m_sent.begin(), m_sent.end(), [](const QJsonValue &request) {
             return request["query"].toString().contains("start-after");
         });

@@ -11,7 +11,7 @@ Commands:
     replaces a bucket. It holds `count` objects of 10 bytes, named by `format` of a number and a
     UUID, and `objects`, {key: size of generated content or text}. Requests signed for another
     region than `region` are answered by 301, which names it. Its names are in the order of their
-    bytes in the encoding `order`. One of the keys `fickle` comes or goes before each page. `quirks`
+    bytes in the encoding `order`. Three of the keys `fickle` come or go before each page. `quirks`
     of listings:
       version-1                                       version 2 is not known
       no-token, no-next-marker                        where a page goes on is not said
@@ -160,7 +160,7 @@ class Bucket:
             start = self.rank(behind) + (AFTER if passed else b"\0")
         with self.lock:
             if self.fickle:
-                self.sort(set(self.keys) ^ {random.choice(self.fickle)})
+                self.sort(set(self.keys) ^ set(random.choices(self.fickle, k=3)))
             found, following = self.entries(prefix, delimiter, start,
                                             min(count, settings.pageSize))
         token = encode_token(following) if following is not None else None

@@ -12,6 +12,9 @@ namespace hq {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+constexpr double kTrustRate = 0.1; // by which a range that is joined counts
+
 bool isSame(const S3Listing::Entry &a, const S3Listing::Entry &b)
 {
     return a.name == b.name && a.isFolder == b.isFolder;
@@ -218,6 +221,7 @@ void S3Ranges::join()
         const auto [mine, its] =
             std::mismatch(names.begin(), names.end(), next.names.begin(), next.names.end(), isSame);
         if (mine == names.end() && (its != next.names.end() || next.pages->isAtEnd())) {
+            m_trust += kTrustRate * (1 - m_trust);
             noteWaste(names.size());
             m_ranges.pop_front();
             continue;
@@ -228,9 +232,11 @@ void S3Ranges::join()
     }
 }
 
+// The next range does not go on where this one leads to.
 void S3Ranges::dropNext()
 {
-    noteWaste(m_pageSize);
+    m_trust = 0;
+    noteWaste(m_ranges[1].names.size());
     m_ranges.erase(m_ranges.begin() + 1);
 }
 

@@ -87,6 +87,7 @@ private:
     NameGuesser m_guesser;
     Pace m_pace;
     std::string m_end;  // nothing is behind; empty while unknown
+    double m_trust = 1; // the share of what ranges ahead hold that is likely to be used
     double m_waste = 1; // of a page, by each range that was begun of late
     std::size_t m_pageBytes = 0;
     int m_requests = 0;

@@ -45,6 +45,8 @@ void S3Ranges::ask()
             return;
         if (isCovered(i))
             continue;
+        if (i > 0 && m_trust < 1 && spare() < 1)
+            return;
         if (!m_ranges[i].isAsked) {
             askFor(m_ranges[i]);
             if (!mayAsk())
@@ -102,11 +104,13 @@ bool S3Ranges::mayAsk() const
 // How many more requests may turn out useless.
 double S3Ranges::spare() const
 {
-    std::size_t names = m_taken;
-    for (std::size_t i = 0; i < m_ranges.size(); ++i)
-        names += ownNames(i);
-    const double useful = static_cast<double>(names) / static_cast<double>(m_pageSize);
-    return kFreeRequests + kUselessShare * useful - (m_requests - useful);
+    std::size_t ahead = 0;
+    for (std::size_t i = 1; i < m_ranges.size(); ++i)
+        ahead += ownNames(i);
+    const auto pageSize = static_cast<double>(m_pageSize);
+    const double sure = static_cast<double>(m_taken + ownNames(0)) / pageSize;
+    const double likely = static_cast<double>(ahead) / pageSize;
+    return kFreeRequests + kUselessShare * (sure + likely) - (m_requests - sure - m_trust * likely);
 }
 
 // How many ranges of which no name has come stand side by side where a range behind `at` would be.
