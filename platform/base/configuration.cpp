@@ -31,8 +31,9 @@ struct Pending
 
 Pending &pending()
 {
-    static Pending values;
-    return values;
+    // Never destroyed: threads may still be at work when the process ends.
+    static auto *const values = new Pending;
+    return *values;
 }
 
 QString fullKey(const QString &section, const QString &key)

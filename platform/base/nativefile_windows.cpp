@@ -47,8 +47,11 @@ NativeFile NativeFile::openForReading(const std::string &path)
 
 NativeFile NativeFile::openForAppending(const std::string &path)
 {
-    return take(::CreateFileW(native(path).c_str(), FILE_APPEND_DATA, kShareAll, nullptr,
-                              OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    OwnerOnly owner;
+    const bool isPrepared = owner.prepare(); // else the folder hands its rights down
+    return take(::CreateFileW(native(path).c_str(), FILE_APPEND_DATA, kShareAll,
+                              isPrepared ? owner.attributes() : nullptr, OPEN_ALWAYS,
+                              FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
 NativeFile NativeFile::openForOverwriting(const std::string &path, bool ownerOnly,

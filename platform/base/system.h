@@ -44,7 +44,8 @@ struct FolderEntry
 // The entries that are not hidden, in no order; `goOn` false stops with Cancelled.
 bool listFolder(const std::string &path, std::vector<FolderEntry> *entries,
                 const std::function<bool()> &goOn);
-// Makes a folder and its missing parents, all for their owner only, which QDir cannot.
+// Makes a folder and its missing parents, all for their owner only, which QDir cannot; on Windows
+// as the folder above has it.
 bool makeFolders(const std::string &path);
 
 // The user's folders for configuration and for state, ending in a separator; empty when unknown. Qt

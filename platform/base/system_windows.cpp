@@ -6,6 +6,8 @@
 
 #include <shlobj.h>
 
+#include <QDir>
+
 #include <algorithm>
 #include <utility>
 
@@ -16,13 +18,15 @@ namespace {
 constexpr DWORD kMissing = INVALID_FILE_ATTRIBUTES;
 constexpr DWORD kDiskQuotaExceeded = 1295; // not in every header
 
+// An environment variable counts only when it is absolute.
 std::string folderFromEnvironment(const wchar_t *name, int folder)
 {
     const DWORD length = ::GetEnvironmentVariableW(name, nullptr, 0);
     if (length > 1) {
         std::wstring value(length, L'\0');
         value.resize(::GetEnvironmentVariableW(name, value.data(), length));
-        return narrow(value) + '\\';
+        if (QDir::isAbsolutePath(QString::fromStdWString(value)))
+            return narrow(value) + '\\';
     }
     wchar_t path[MAX_PATH] = {};
     if (FAILED(::SHGetFolderPathW(nullptr, folder, nullptr, SHGFP_TYPE_CURRENT, path)))

@@ -28,15 +28,16 @@ constexpr std::string_view kEnd = ".part";
 // Empty when the system does not tell its runs apart.
 const std::string &bootMark()
 {
-    static const std::string mark = [] {
+    // Never destroyed: threads may still be at work when the process ends.
+    static const auto *const mark = new std::string([] {
         const std::string boot = QSysInfo::bootUniqueId().toStdString();
         std::size_t rest = std::hash<std::string>()(boot);
         std::string letters;
         for (; !boot.empty() && letters.size() < kBootMarkSize; rest /= kLetters.size())
             letters += kLetters[rest % kLetters.size()];
         return letters;
-    }();
-    return mark;
+    }());
+    return *mark;
 }
 
 std::string newMark()

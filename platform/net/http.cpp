@@ -138,7 +138,8 @@ void HttpTransfer::allow(std::chrono::milliseconds time)
 
 bool HttpTransfer::prepare(CURL *easy)
 {
-    static const CertificateSettings certificates;
+    // Never destroyed: threads may still be at work when the process ends.
+    static const auto &certificates = *new CertificateSettings;
     static const bool isKnown = isKnownLibrary();
     m_easy = easy;
     m_started = Clock::now();
