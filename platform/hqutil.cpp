@@ -113,7 +113,7 @@ int code(Coder coder, const void *key, std::uint32_t keyLength, const void *inpu
 class Throttle
 {
 public:
-    explicit Throttle(const hq::CopyProgress &progress) : m_progress(progress) {}
+    explicit Throttle(const hq::CopyProgressCallback &progress) : m_progress(progress) {}
 
     void report(qint64 done, qint64 total)
     {
@@ -135,7 +135,7 @@ public:
 
 private:
     using Clock = std::chrono::steady_clock;
-    const hq::CopyProgress &m_progress;
+    const hq::CopyProgressCallback &m_progress;
     Clock::time_point m_last = Clock::now();
     qint64 m_done = 0;
     qint64 m_total = 0;
@@ -145,7 +145,7 @@ private:
 } // namespace
 
 int hq::copyFile(const char *source, const char *destination, int keepExisting,
-                 const CopyProgress &progress)
+                 const CopyProgressCallback &progress)
 {
     const int copied = guardedBool([&] {
         if (!source || !destination)

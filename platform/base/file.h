@@ -6,8 +6,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <string>
 
 namespace hq {
+
+// Called with each entry of a walk; false ends it.
+using WalkCallback = std::function<bool(const std::string &address, bool isFolder)>;
 
 // What stands behind a handle. Not thread safe; the handle table serves one call after the other.
 // Every false sets the thread's last error.

@@ -97,7 +97,7 @@ std::unique_ptr<File> openForWriting(const std::string &path)
     return target ? std::make_unique<WriteFile>(std::move(target)) : nullptr;
 }
 
-bool walk(const std::string &folder, const Entry &entry)
+bool walk(const std::string &folder, const WalkCallback &entry)
 {
     std::vector<system::FolderEntry> entries;
     if (!system::listFolder(folder, &entries, [] { return !isStopped(); }))
@@ -117,7 +117,7 @@ bool walk(const std::string &folder, const Entry &entry)
 }
 
 bool copy(const std::string &source, const std::string &destination, bool keepExisting,
-          const CopyProgress &progress)
+          const CopyProgressCallback &progress)
 {
     const auto from = system::NativeFile::openForReading(source);
     if (!from.isOpen())

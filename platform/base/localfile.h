@@ -5,7 +5,6 @@
 #include "copyprogress.h"
 #include "file.h"
 
-#include <functional>
 #include <memory>
 #include <string>
 
@@ -19,13 +18,12 @@ std::unique_ptr<File> openForReading(const std::string &path);
 // in place. After a failed write close() fails too and an old file stays.
 std::unique_ptr<File> openForWriting(const std::string &path);
 
-// Reports each entry that is not hidden in the order of the names' bytes,
-// until `entry` returns false.
-using Entry = std::function<bool(const std::string &address, bool isFolder)>;
-bool walk(const std::string &folder, const Entry &entry);
+// Reports each entry that is not hidden in the order of the names' bytes, until `entry` returns
+// false.
+bool walk(const std::string &folder, const WalkCallback &entry);
 
 // The destination appears when it is complete; nothing is left behind on failure.
 bool copy(const std::string &source, const std::string &destination, bool keepExisting,
-          const CopyProgress &progress);
+          const CopyProgressCallback &progress);
 
 } // namespace hq::local

@@ -17,7 +17,7 @@ constexpr Rights kOwnerOnly = 0600;
 constexpr Rights kUsualRights = 0666;
 
 // Bytes there so far and in all; false, with the last error, ends a copy. Called every MiB or so.
-using CopyStep = std::function<bool(std::int64_t done, std::int64_t total)>;
+using CopyStepCallback = std::function<bool(std::int64_t done, std::int64_t total)>;
 
 // Who can read what is written to a file that is meant for its owner only.
 enum class Exposure {
@@ -81,7 +81,7 @@ public:
     bool reserve(std::int64_t size, const std::function<bool()> &goOn) const;
     // Fills this empty file by the quickest means of the system. On true `*done` bytes are there,
     // which can be fewer than `total`, or none where the system has no such means.
-    bool copyQuickly(const NativeFile &source, std::int64_t total, const CopyStep &step,
+    bool copyQuickly(const NativeFile &source, std::int64_t total, const CopyStepCallback &step,
                      std::int64_t *done) const;
     // Gives a complete copy what the system's own copies keep beside the content.
     void takeTimesOf(const NativeFile &source) const;

@@ -207,7 +207,8 @@ bool NativeFile::reserve(std::int64_t size,
 
 bool NativeFile::copyQuickly([[maybe_unused]] const NativeFile &source,
                              [[maybe_unused]] std::int64_t total,
-                             [[maybe_unused]] const CopyStep &step, std::int64_t *done) const
+                             [[maybe_unused]] const CopyStepCallback &step,
+                             std::int64_t *done) const
 {
     *done = 0;
 #ifdef __linux__

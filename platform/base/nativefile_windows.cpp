@@ -173,7 +173,7 @@ bool NativeFile::reserve(std::int64_t size, const std::function<bool()> &) const
 }
 
 // The system's own copy works on names and would leave half a file when the process dies.
-bool NativeFile::copyQuickly(const NativeFile &, std::int64_t, const CopyStep &,
+bool NativeFile::copyQuickly(const NativeFile &, std::int64_t, const CopyStepCallback &,
                              std::int64_t *done) const
 {
     *done = 0;

@@ -91,7 +91,7 @@ bool TargetFile::clear()
     return m_file.clear() || blameTarget();
 }
 
-bool TargetFile::copyFrom(const system::NativeFile &source, const CopyProgress &progress)
+bool TargetFile::copyFrom(const system::NativeFile &source, const CopyProgressCallback &progress)
 {
     std::int64_t total = 0;
     std::int64_t done = 0;

@@ -39,7 +39,7 @@ public:
     // Empties the file, so that it can be filled from the start again.
     bool clear();
     // Fills the empty file; an empty `progress` is allowed.
-    bool copyFrom(const system::NativeFile &source, const CopyProgress &progress);
+    bool copyFrom(const system::NativeFile &source, const CopyProgressCallback &progress);
     // Waits for the disk and gives the file its name. An existing file is replaced, or stays and
     // makes it fail with FileExists, as `keepExisting` said.
     bool commit();

@@ -8,6 +8,6 @@ namespace hq {
 
 // hqOSCopyFile with a progress report; an empty `progress` is allowed.
 int copyFile(const char *source, const char *destination, int keepExisting,
-             const CopyProgress &progress);
+             const CopyProgressCallback &progress);
 
 } // namespace hq

@@ -47,7 +47,7 @@ std::unique_ptr<NetworkFile> openWeb(const std::string &address, const Patience 
     return file;
 }
 
-bool copyOnce(NetworkFile &file, TargetFile &target, const CopyProgress &progress)
+bool copyOnce(NetworkFile &file, TargetFile &target, const CopyProgressCallback &progress)
 {
     std::int64_t size = -1;
     if (!file.size(&size) || (size > 0 && !target.reserve(size)))
@@ -67,7 +67,7 @@ bool copyOnce(NetworkFile &file, TargetFile &target, const CopyProgress &progres
 }
 
 // One request after the other, for what is small or cannot be had in parts.
-bool copyStream(NetworkFile &file, TargetFile &target, const CopyProgress &progress)
+bool copyStream(NetworkFile &file, TargetFile &target, const CopyProgressCallback &progress)
 {
     while (!copyOnce(file, target, progress)) {
         if (!file.beginAgain() || !target.clear())
@@ -76,7 +76,7 @@ bool copyStream(NetworkFile &file, TargetFile &target, const CopyProgress &progr
     return true;
 }
 
-bool copyS3(const S3Address &address, TargetFile &target, const CopyProgress &progress)
+bool copyS3(const S3Address &address, TargetFile &target, const CopyProgressCallback &progress)
 {
     HttpResponse response;
     S3Object object = findObject(address, &response, Patience::ofCopy());
@@ -108,7 +108,7 @@ bool isFolder(const std::string &address)
     return isS3Folder(*parts);
 }
 
-bool walk(const std::string &address, const Entry &entry)
+bool walk(const std::string &address, const WalkCallback &entry)
 {
     if (const auto parts = S3Address::parse(address))
         return walkS3(*parts, address, entry);
@@ -116,7 +116,7 @@ bool walk(const std::string &address, const Entry &entry)
 }
 
 bool copy(const std::string &address, const std::string &destination, bool keepExisting,
-          const CopyProgress &progress)
+          const CopyProgressCallback &progress)
 {
     const auto target = TargetFile::create(destination, system::kUsualRights, keepExisting);
     if (!target)

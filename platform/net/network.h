@@ -8,7 +8,6 @@
 #include "base/file.h"
 #include "copyprogress.h"
 
-#include <functional>
 #include <memory>
 #include <string>
 
@@ -24,11 +23,10 @@ bool isFolder(const std::string &address);
 // Reports each entry directly inside by its full address, until `entry` returns false. True when
 // the walk is complete or `entry` ended it, false when it broke off; the entries reported before
 // that are good.
-using Entry = std::function<bool(const std::string &address, bool isFolder)>;
-bool walk(const std::string &address, const Entry &entry);
+bool walk(const std::string &address, const WalkCallback &entry);
 
 // Copies to a local destination; nothing is left behind on failure.
 bool copy(const std::string &address, const std::string &destination, bool keepExisting,
-          const CopyProgress &progress);
+          const CopyProgressCallback &progress);
 
 } // namespace hq::network

@@ -40,7 +40,7 @@ std::int64_t partSize(std::int64_t objectSize)
 class PartsCopy
 {
 public:
-    PartsCopy(const S3Object &object, TargetFile &target, const CopyProgress &progress)
+    PartsCopy(const S3Object &object, TargetFile &target, const CopyProgressCallback &progress)
         : m_object(object)
         , m_target(target)
         , m_progress(progress)
@@ -221,7 +221,7 @@ private:
 
     const S3Object &m_object;
     TargetFile &m_target;
-    const CopyProgress &m_progress;
+    const CopyProgressCallback &m_progress;
     ConnectionCount m_connections;
     const HttpClient::Lease m_client = HttpClient::lease();
     std::list<Part> m_parts; // under way or broken off
@@ -240,7 +240,7 @@ private:
 
 } // namespace
 
-bool copyInParts(const S3Object &object, TargetFile &target, const CopyProgress &progress)
+bool copyInParts(const S3Object &object, TargetFile &target, const CopyProgressCallback &progress)
 {
     return PartsCopy(object, target, progress).run();
 }

@@ -9,9 +9,9 @@
 
 namespace hq {
 
-ResponseBody::ResponseBody(HttpClient &client, HttpRequest request, Arrival arrival)
+ResponseBody::ResponseBody(HttpClient &client, HttpRequest request, ArrivalCallback arrival)
     : m_client(client)
-    , m_arrival(std::move(arrival))
+    , m_onArrival(std::move(arrival))
     , m_transfer(std::move(request),
                  [this](const char *data, std::size_t size) { return receive(data, size); })
 {
@@ -34,7 +34,7 @@ Flow ResponseBody::receive(const char *data, std::size_t size)
     const std::int64_t skipped = std::min(m_skip, static_cast<std::int64_t>(size));
     m_skip -= skipped;
     m_buffer.append(data + skipped, data + size);
-    m_arrival(buffered());
+    m_onArrival(buffered());
     return Flow::Continue;
 }
 

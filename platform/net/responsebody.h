@@ -14,10 +14,10 @@ class ResponseBody
 {
 public:
     // Called with the bytes in the buffer whenever some have come.
-    using Arrival = std::function<void(std::int64_t buffered)>;
+    using ArrivalCallback = std::function<void(std::int64_t buffered)>;
 
     // Sends the request.
-    ResponseBody(HttpClient &client, HttpRequest request, Arrival arrival);
+    ResponseBody(HttpClient &client, HttpRequest request, ArrivalCallback arrival);
 
     // Waits for the head of a success or for the whole of a refusal; false when the thread is
     // stopped.
@@ -44,7 +44,7 @@ private:
     bool stepUntil(Condition condition);
 
     HttpClient &m_client;
-    const Arrival m_arrival;
+    const ArrivalCallback m_onArrival;
     std::string m_buffer;
     std::size_t m_start = 0; // of what was not taken
     std::int64_t m_limit = 0;

@@ -10,6 +10,6 @@ namespace hq {
 
 // Bytes there so far and bytes in all, -1 while unknown. Called on the copying thread, at most
 // every 50 ms and once at the end.
-using CopyProgress = std::function<void(qint64 done, qint64 total)>;
+using CopyProgressCallback = std::function<void(qint64 done, qint64 total)>;
 
 } // namespace hq

@@ -33,7 +33,7 @@ std::vector<std::string> folderPrefixes(const S3Address &address)
 
 // `reported` counts the entries; false when the walk broke off.
 bool walkPrefix(const S3Address &address, const std::string &prefix, const std::string &base,
-                const network::Entry &entry, std::uint64_t *reported)
+                const WalkCallback &entry, std::uint64_t *reported)
 {
     const auto client = HttpClient::lease();
     S3Ranges ranges(*client, address, prefix);
@@ -90,7 +90,7 @@ bool hasEntries(const S3Address &address, const std::string &prefix)
 
 } // namespace
 
-bool walkS3(const S3Address &address, const std::string &written, const network::Entry &entry)
+bool walkS3(const S3Address &address, const std::string &written, const WalkCallback &entry)
 {
     std::string base = written;
     // The buckets of an account are reported behind its address and another "/", though it mostly

@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "base/file.h"
 #include "base/s3address.h"
-#include "net/network.h"
 
 #include <string>
 
@@ -14,7 +14,7 @@ namespace hq {
 // `entry` ended the walk by false. False when it broke off: the last error and its details say why
 // (Cancelled when a stop token of the thread was stopped), and the entries reported before are
 // good.
-bool walkS3(const S3Address &address, const std::string &written, const network::Entry &entry);
+bool walkS3(const S3Address &address, const std::string &written, const WalkCallback &entry);
 
 // Whether the address is an account, a bucket or a prefix that has entries. False sets the last
 // error: FileNotFound when there are none, another code when that could not be found out.
