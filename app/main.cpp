@@ -2,11 +2,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "commandline.h"
 #include "displayneed.h"
+#include "errorlog.h"
 #include "highdpi.h"
 #include "hqutil.h"
 #include "mainwindow.h"
 #include "process.h"
-#include "qtmessages.h"
 #include "signals.h"
 #include "stoptoken.h"
 

@@ -4,7 +4,7 @@
 #include "base/s3address.h"
 #include "base/text.h"
 #include "hqutil.h"
-#include "net/s3/regioncache.h"
+#include "regioncache.h"
 
 #include <new>
 #include <string>

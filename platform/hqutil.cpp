@@ -4,17 +4,16 @@
 
 #include "base/configuration.h"
 #include "base/encoder.h"
-#include "base/errorlog.h"
-#include "base/failurelog.h"
 #include "base/localfile.h"
 #include "base/system.h"
 #include "base/text.h"
 #include "copyfile.h"
+#include "errorlog.h"
+#include "failures.h"
+#include "guarded.h"
 #include "handletable.h"
 #include "net/network.h"
-#include "paging.h"
 
-#include <chrono>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -28,24 +27,8 @@ namespace {
 
 using hq::Error;
 using hq::fail;
-
-// Runs a call of the C interface, which lets no exception out.
-template <typename Result, typename Call>
-Result guarded(Result failure, Call call) noexcept
-{
-    try {
-        return call();
-    } catch (const std::exception &) {
-        fail(Error::OutOfMemory);
-        return failure;
-    }
-}
-
-template <typename Call>
-int guardedBool(Call call) noexcept
-{
-    return guarded(0, [&call] { return call() ? 1 : 0; });
-}
+using hq::guarded;
+using hq::guardedBool;
 
 HQ_PRINTF(1, 0) std::optional<std::string> formatted(const char *format, va_list arguments)
 {
@@ -109,74 +92,7 @@ int code(Coder coder, const void *key, std::uint32_t keyLength, const void *inpu
     });
 }
 
-// Passes on at most one report in 50 ms, and in any case the last one.
-class Throttle
-{
-public:
-    explicit Throttle(const hq::CopyProgressCallback &progress) : m_progress(progress) {}
-
-    void report(qint64 done, qint64 total)
-    {
-        m_done = done;
-        m_total = total;
-        const auto now = Clock::now();
-        m_isDelivered = m_progress && now - m_last >= std::chrono::milliseconds(50);
-        if (m_isDelivered) {
-            m_last = now;
-            m_progress(done, total);
-        }
-    }
-
-    void finish()
-    {
-        if (m_progress && !m_isDelivered)
-            m_progress(m_done, m_total);
-    }
-
-private:
-    using Clock = std::chrono::steady_clock;
-    const hq::CopyProgressCallback &m_progress;
-    Clock::time_point m_last = Clock::now();
-    qint64 m_done = 0;
-    qint64 m_total = 0;
-    bool m_isDelivered = false;
-};
-
 } // namespace
-
-int hq::copyFile(const char *source, const char *destination, int keepExisting,
-                 const CopyProgressCallback &progress)
-{
-    const int copied = guardedBool([&] {
-        if (!source || !destination)
-            return fail(Error::InvalidParameter);
-        if (isNetworkSource(destination)) {
-            setLastError(Error::NotSupported);
-            return blameTarget();
-        }
-        Throttle throttle(progress);
-        const auto report = [&throttle](qint64 done, qint64 total) {
-            throttle.report(done, total);
-        };
-        const bool keep = keepExisting != 0;
-        if (!(isNetworkSource(source) ? network::copy(source, destination, keep, report)
-                                      : local::copy(source, destination, keep, report)))
-            return false;
-        throttle.finish();
-        return true;
-    });
-    if (!copied)
-        logFailedCopy(source ? source : "", destination ? destination : "");
-    return copied;
-}
-
-bool hq::hasNextPage(HQHANDLE file)
-{
-    return guardedBool([file] {
-        return HandleTable::instance().with(
-            file, [](const File &opened) { return opened.hasNextPage(); });
-    });
-}
 
 void ErrLogSetFileName(const char *name)
 {

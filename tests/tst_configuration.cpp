@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "access.h"
 #include "base/configuration.h"
+#include "errorlog.h"
 #include "hqutil.h"
-#include "qtmessages.h"
 #include "streamcontent.h"
 #include "testmain.h"
 

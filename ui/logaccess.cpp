@@ -4,7 +4,7 @@
 
 #include "contextmenu.h"
 #include "displaytext.h"
-#include "failures.h"
+#include "errorlog.h"
 #include "warningbox.h"
 
 #include <QAction>

@@ -81,14 +81,9 @@ std::string strayS3(std::string_view text)
            (isPlainSite(text, firstAt) ? redact(text.substr(firstAt)) : std::string());
 }
 
-std::size_t secretStart(const S3Address &parts)
-{
-    return std::string_view("s3://").size() + parts.accessKey.size() + 1;
-}
-
 std::string s3(std::string_view address, const S3Address &parts)
 {
-    const std::size_t secret = secretStart(parts);
+    const std::size_t secret = parts.secretStart();
     std::size_t end = secret + parts.secret.size();
     // Buckets have no "@" in their names: the secret goes on to it.
     if (const std::size_t at = parts.bucket.rfind('@'); at != kNone)
@@ -209,7 +204,7 @@ std::vector<std::string_view> hiddenParts(std::string_view address)
     if (scheme == kNone)
         return {};
     if (const auto parts = S3Address::parse(address))
-        return {address.substr(secretStart(*parts), parts->secret.size())};
+        return {address.substr(parts->secretStart(), parts->secret.size())};
     std::vector<std::string_view> hidden;
     std::string_view text = address.substr(scheme + 3);
     if (const std::size_t length = userPartLength(text, true); length != 0) {
@@ -257,7 +252,7 @@ std::optional<std::string> s3AddressWithoutCredentials(std::string_view address)
     const auto parts = S3Address::parse(address);
     if (!parts || parts->bucket.find('@') != kNone)
         return std::nullopt;
-    const std::size_t site = secretStart(*parts) + parts->secret.size() + 1;
+    const std::size_t site = parts->secretStart() + parts->secret.size() + 1;
     return "s3://" + std::string(address.substr(site));
 }
 

@@ -4,10 +4,8 @@
 
 #include "configuration.h"
 #include "credentials.h"
-#include "failures.h"
 #include "lasterror.h"
 #include "printable.h"
-#include "qtmessages.h"
 #include "redaction.h"
 #include "system.h"
 #include "text.h"

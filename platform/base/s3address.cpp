@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "s3address.h"
 
-#include "s3service.h"
 #include "text.h"
 
 #include <algorithm>
@@ -93,12 +92,6 @@ bool hasControlCharacter(std::string_view text)
                        [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; });
 }
 
-// Behind a site. The walk of an account reports its buckets as "SITE//BUCKET/".
-bool hasTwoSlashes(std::string_view rest)
-{
-    return rest.substr(0, 2) == "//";
-}
-
 } // namespace
 
 bool isS3Address(std::string_view address)
@@ -139,7 +132,7 @@ std::optional<S3Address> S3Address::parse(std::string_view address)
     if (site == 0 || hasControlCharacter(result.accessKey) || hasControlCharacter(result.secret))
         return std::nullopt;
     result.site = rest.substr(0, site);
-    const std::size_t separators = hasTwoSlashes(rest.substr(site)) ? 2 : 1;
+    const std::size_t separators = rest.substr(site, 2) == "//" ? 2 : 1;
     rest.remove_prefix(std::min(site + separators, rest.size()));
 
     const std::size_t bucketEnd = std::min(rest.find_first_of("/\\"), rest.size());
@@ -147,18 +140,6 @@ std::optional<S3Address> S3Address::parse(std::string_view address)
     rest.remove_prefix(std::min(bucketEnd + 1, rest.size()));
     result.rawKey = rest;
     return result;
-}
-
-std::string usualS3Address(std::string_view address)
-{
-    std::string usual(address);
-    const std::size_t at = isS3Address(address) ? secretEnd(address) : std::string_view::npos;
-    if (at == std::string_view::npos)
-        return usual;
-    const std::size_t site = siteLength(address.substr(at + 1), true);
-    if (site != 0 && hasTwoSlashes(address.substr(at + 1 + site)))
-        usual.erase(at + 1 + site, 1);
-    return usual;
 }
 
 } // namespace hq

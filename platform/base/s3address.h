@@ -21,6 +21,11 @@ struct S3Address
 
     // The object key with "\" taken as "/".
     std::string key() const;
+    // Where the secret begins in the address.
+    std::size_t secretStart() const
+    {
+        return std::string_view("s3://").size() + accessKey.size() + 1;
+    }
     bool isSigned() const { return !accessKey.empty() || !secret.empty(); }
 
     // None when the text is not of the form, or when a part could not stand in a request header.

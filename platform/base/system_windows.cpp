@@ -16,7 +16,6 @@ namespace hq::system {
 namespace {
 
 constexpr DWORD kMissing = INVALID_FILE_ATTRIBUTES;
-constexpr DWORD kDiskQuotaExceeded = 1295; // not in every header
 
 // An environment variable counts only when it is absolute.
 std::string folderFromEnvironment(const wchar_t *name, int folder)
@@ -35,65 +34,6 @@ std::string folderFromEnvironment(const wchar_t *name, int folder)
 }
 
 } // namespace
-
-bool failWith(DWORD code)
-{
-    switch (code) {
-    case ERROR_ALREADY_EXISTS:
-        return fail(Error::FileExists);
-    case ERROR_HANDLE_DISK_FULL:
-    case ERROR_FILE_TOO_LARGE:
-    case kDiskQuotaExceeded:
-        return fail(Error::DiskFull);
-    case ERROR_REQUEST_ABORTED:
-        return fail(Error::Cancelled);
-    case ERROR_DIRECTORY:
-        return fail(Error::PathNotFound);
-    case ERROR_FILENAME_EXCED_RANGE:
-        return fail(Error::InvalidName);
-    default:
-        setLastSystemError(code);
-        return false;
-    }
-}
-
-bool failNow()
-{
-    return failWith(::GetLastError());
-}
-
-std::wstring wide(const std::string &text)
-{
-    const int size = static_cast<int>(text.size());
-    const int length = ::MultiByteToWideChar(CP_UTF8, 0, text.data(), size, nullptr, 0);
-    std::wstring result(static_cast<std::size_t>(length), L'\0');
-    ::MultiByteToWideChar(CP_UTF8, 0, text.data(), size, result.data(), length);
-    return result;
-}
-
-std::string narrow(const std::wstring &text)
-{
-    const int size = static_cast<int>(text.size());
-    const int length =
-        ::WideCharToMultiByte(CP_UTF8, 0, text.data(), size, nullptr, 0, nullptr, nullptr);
-    std::string result(static_cast<std::size_t>(length), '\0');
-    ::WideCharToMultiByte(CP_UTF8, 0, text.data(), size, result.data(), length, nullptr, nullptr);
-    return result;
-}
-
-std::wstring native(const std::string &path)
-{
-    constexpr std::size_t kMaxPlain = 240;
-    std::wstring result = wide(path);
-    if (result.size() < kMaxPlain || result.compare(0, 4, L"\\\\?\\") == 0)
-        return result;
-    const DWORD length = ::GetFullPathNameW(result.c_str(), 0, nullptr, nullptr);
-    std::wstring full(length, L'\0');
-    full.resize(::GetFullPathNameW(result.c_str(), length, full.data(), nullptr));
-    if (full.empty())
-        return result;
-    return full.compare(0, 2, L"\\\\") == 0 ? L"\\\\?\\UNC" + full.substr(1) : L"\\\\?\\" + full;
-}
 
 Kind kindOf(const std::string &path)
 {

@@ -6,9 +6,6 @@
 #include "temporaryfile.h"
 #include "winapi.h"
 
-#include <aclapi.h>
-#include <sddl.h>
-
 #include <cstring>
 #include <memory>
 #include <vector>
@@ -16,30 +13,6 @@
 namespace hq::system {
 
 namespace {
-
-// What the process's token says, of a kind whose structure begins with a pointer to an account.
-class Account
-{
-public:
-    explicit Account(TOKEN_INFORMATION_CLASS kind)
-    {
-        HANDLE token = nullptr;
-        DWORD size = 0;
-        if (!::OpenProcessToken(::GetCurrentProcess(), TOKEN_QUERY, &token))
-            return;
-        m_isKnown = ::GetTokenInformation(token, kind, m_buffer, sizeof m_buffer, &size);
-        const DWORD error = ::GetLastError();
-        ::CloseHandle(token);
-        ::SetLastError(error);
-    }
-
-    // Null, with the system's error, when it cannot be found out.
-    PSID sid() { return m_isKnown ? *reinterpret_cast<PSID *>(m_buffer) : nullptr; }
-
-private:
-    alignas(TOKEN_USER) unsigned char m_buffer[sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE];
-    bool m_isKnown = false;
-};
 
 // With true the system removes the file when its last handle is closed, also when the process is
 // killed.
@@ -69,58 +42,7 @@ bool hasNoSuchCall(DWORD error)
            error == ERROR_INVALID_PARAMETER || error == ERROR_CALL_NOT_IMPLEMENTED;
 }
 
-// On volumes that know no owners, files belong to everyone.
-bool isOwn(HANDLE file)
-{
-    PSID owner = nullptr;
-    PSECURITY_DESCRIPTOR descriptor = nullptr;
-    if (::GetSecurityInfo(file, SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION, &owner, nullptr,
-                          nullptr, nullptr, &descriptor) != ERROR_SUCCESS)
-        return false;
-    bool result = owner && ::IsWellKnownSid(owner, WinWorldSid);
-    // An administrator's files may belong to the group.
-    for (const auto kind : {TokenUser, TokenOwner}) {
-        Account account(kind);
-        result = result || (owner && account.sid() && ::EqualSid(owner, account.sid()));
-    }
-    ::LocalFree(descriptor);
-    return result;
-}
-
 } // namespace
-
-NativeFile take(HANDLE handle)
-{
-    if (handle == INVALID_HANDLE_VALUE)
-        failNow();
-    return NativeFile(reinterpret_cast<std::intptr_t>(handle));
-}
-
-bool OwnerOnly::prepare()
-{
-    Account user(TokenUser);
-    wchar_t *sid = nullptr;
-    if (!user.sid() || !::ConvertSidToStringSidW(user.sid(), &sid))
-        return false;
-    const std::wstring rights = L"D:P(A;;FA;;;" + std::wstring(sid) + L")(A;;FA;;;SY)";
-    ::LocalFree(sid);
-    return ::ConvertStringSecurityDescriptorToSecurityDescriptorW(
-        rights.c_str(), SDDL_REVISION_1, &m_attributes.lpSecurityDescriptor, nullptr);
-}
-
-bool OwnerOnly::narrow(HANDLE file) const
-{
-    constexpr SECURITY_INFORMATION kWhat =
-        DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION;
-    BOOL isPresent = FALSE;
-    BOOL isDefaulted = FALSE;
-    PACL list = nullptr;
-    return ::GetSecurityDescriptorDacl(m_attributes.lpSecurityDescriptor, &isPresent, &list,
-                                       &isDefaulted) &&
-           isPresent &&
-           ::SetSecurityInfo(file, SE_FILE_OBJECT, kWhat, nullptr, nullptr, list, nullptr) ==
-               ERROR_SUCCESS;
-}
 
 NativeFile NativeFile::createNameless(const std::string &, Rights)
 {

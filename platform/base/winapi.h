@@ -57,6 +57,10 @@ private:
     SECURITY_ATTRIBUTES m_attributes{sizeof(SECURITY_ATTRIBUTES), nullptr, FALSE};
 };
 
+// Whether an open file belongs to this process's user. On volumes that know no owners, files belong
+// to everyone.
+bool isOwn(HANDLE file);
+
 // Virus scanners and indexers hold new files open for a moment.
 template <typename Call>
 bool patiently(Call call)

@@ -1,12 +1,12 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
-#include "net/s3/regioncache.h"
+#include "regioncache.h"
 
 #include "base/configuration.h"
+#include "base/s3address.h"
 #include "entryfile.h"
 #include "net/s3/endpoint.h"
 #include "s3entry.h"
-#include "s3region.h"
 #include "s3service.h"
 
 #include <map>

@@ -5,7 +5,7 @@
 #include "net/failure.h"
 #include "net/s3/documents.h"
 #include "net/s3/endpoint.h"
-#include "net/s3/regioncache.h"
+#include "regioncache.h"
 
 #include <cstdlib>
 #include <ctime>

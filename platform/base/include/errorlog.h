@@ -23,4 +23,13 @@ void writeHarmlessLine(const std::string &text) noexcept;
 // What is missing is not made.
 void narrowFolders() noexcept;
 
+// Where the error log stands; empty when there is no folder for it. Any thread.
+std::string errorLogPath();
+
+// What this process logged last, without date and thread. Messages of Qt do not count. Any thread.
+std::string lastLogLine();
+
 } // namespace hq
+
+// From now on Qt's own messages go to the error log instead of the terminal.
+void sendQtMessagesToErrorLog();

@@ -1,10 +1,9 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
-#include "failurelog.h"
+#include "failures.h"
 
 #include "credentials.h"
 #include "errorlog.h"
-#include "failures.h"
 #include "lasterror.h"
 #include "localfile.h"
 #include "s3address.h"
