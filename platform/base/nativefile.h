@@ -112,6 +112,6 @@ private:
 };
 
 // How many bytes at least are worth a writeBack().
-std::int64_t smallestWriteBack();
+std::int64_t minWriteBack();
 
 } // namespace hq::system

@@ -254,7 +254,7 @@ bool NativeFile::writeBack() const
 #endif
 }
 
-std::int64_t smallestWriteBack()
+std::int64_t minWriteBack()
 {
     constexpr std::int64_t kMebibyte = 1 << 20;
 #ifdef __linux__

@@ -192,7 +192,7 @@ bool NativeFile::writeBack() const
     return sync();
 }
 
-std::int64_t smallestWriteBack()
+std::int64_t minWriteBack()
 {
     return 16 << 20;
 }

@@ -35,9 +35,7 @@ bool goOn()
 } // namespace
 
 TargetFile::TargetFile(std::string target, bool keepExisting)
-    : m_target(std::move(target))
-    , m_keepExisting(keepExisting)
-    , m_block(system::smallestWriteBack())
+    : m_target(std::move(target)), m_keepExisting(keepExisting), m_block(system::minWriteBack())
 {
 }
 
@@ -131,7 +129,7 @@ bool TargetFile::pace(std::int64_t size)
     m_unwritten = 0;
     m_lastWait = Clock::now();
     if (m_lastWait - begin > kLongWait)
-        m_block = std::max(m_block / 2, system::smallestWriteBack());
+        m_block = std::max(m_block / 2, system::minWriteBack());
     else if (m_lastWait - begin < kShortWait)
         m_block = std::min(m_block * 2, kMaxBlock);
     return true;
@@ -141,7 +139,7 @@ bool TargetFile::commit()
 {
     if (!m_file.isOpen())
         return fail(Error::InvalidHandle);
-    const bool isLong = m_unwritten >= system::smallestWriteBack();
+    const bool isLong = m_unwritten >= system::minWriteBack();
     if (!goOn() || (isLong && !m_file.writeBack()) || !goOn() || !m_file.sync() || !goOn() ||
         !place())
         return blameTarget();

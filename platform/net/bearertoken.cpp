@@ -6,8 +6,8 @@
 #include "base/text.h"
 #include "entryfile.h"
 #include "net/failure.h"
+#include "net/query.h"
 #include "net/resource.h"
-#include "net/s3/signer.h"
 #include "stoptoken.h"
 #include "tamsentry.h"
 

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "net/failure.h"
 
-#include "net/s3/documents.h"
+#include "net/errordocument.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>

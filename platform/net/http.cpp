@@ -18,9 +18,9 @@ namespace {
 
 constexpr long kMaxRedirects = 5;
 constexpr long kBufferSize = 256 * 1024;
-constexpr std::size_t kBodyLimit = 32 * 1024 * 1024;
-constexpr std::size_t kErrorBodyLimit = 64 * 1024;
-constexpr std::size_t kHeadLimit = 256 * 1024;
+constexpr std::size_t kMaxBodyBytes = 32 * 1024 * 1024;
+constexpr std::size_t kMaxErrorBodyBytes = 64 * 1024;
+constexpr std::size_t kMaxHeadBytes = 256 * 1024;
 
 // What the curl tool takes from the environment; the system's own store rules where libcurl uses
 // it.
@@ -262,7 +262,7 @@ std::size_t HttpTransfer::onHeader(char *data, std::size_t, std::size_t size, vo
     if (transfer->m_head == Head::Complete)
         return size; // behind the body
     transfer->m_headBytes += size;
-    if (transfer->m_headBytes > kHeadLimit)
+    if (transfer->m_headBytes > kMaxHeadBytes)
         return 0;
     if (transfer->m_head == Head::Awaited) {
         transfer->m_head = Head::Open;
@@ -298,7 +298,7 @@ std::size_t HttpTransfer::onBody(char *data, std::size_t, std::size_t size, void
     if (transfer->m_head != Head::Complete)
         return 0;
     if (transfer->isRefusal()) {
-        const std::size_t room = kErrorBodyLimit - response.body.size();
+        const std::size_t room = kMaxErrorBodyBytes - response.body.size();
         response.body.append(data, std::min(size, room));
         transfer->m_isExplained = size >= room;
         return transfer->m_isExplained ? 0 : size;
@@ -306,7 +306,7 @@ std::size_t HttpTransfer::onBody(char *data, std::size_t, std::size_t size, void
     auto flow = Flow::Continue;
     if (transfer->m_sink)
         flow = transfer->m_sink(data, size);
-    else if (response.body.size() + size > kBodyLimit)
+    else if (response.body.size() + size > kMaxBodyBytes)
         flow = Flow::Abort;
     else
         response.body.append(data, size);

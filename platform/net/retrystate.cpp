@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "net/retrystate.h"
 
+#include "net/errordocument.h"
 #include "net/failure.h"
 #include "net/resource.h"
-#include "net/s3/documents.h"
 #include "net/timelimits.h"
 #include "stoptoken.h"
 

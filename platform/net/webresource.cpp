@@ -3,7 +3,7 @@
 #include "net/webresource.h"
 
 #include "net/bearertoken.h"
-#include "net/s3/signer.h"
+#include "net/query.h"
 
 namespace hq {
 

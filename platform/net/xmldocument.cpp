@@ -12,7 +12,7 @@ namespace hq {
 namespace {
 constexpr std::size_t kMaxTokenBytes = 16 * 1024;
 constexpr int kMaxAttributes = 32;
-constexpr int kDeepest = 16;
+constexpr int kMaxDepth = 16;
 } // namespace
 
 XmlDocument::XmlDocument(const std::string &text) : m_text(text)
@@ -36,7 +36,7 @@ bool XmlDocument::feed()
 bool XmlDocument::isHarmlessStart(qint64 length) const
 {
     // Attributes are looked at where there is room for so many.
-    return length <= static_cast<qint64>(kMaxTokenBytes) && m_depth <= kDeepest &&
+    return length <= static_cast<qint64>(kMaxTokenBytes) && m_depth <= kMaxDepth &&
            (length < kMaxAttributes || m_reader.attributes().size() <= kMaxAttributes);
 }
 

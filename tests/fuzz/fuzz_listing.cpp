@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
+#include "net/errordocument.h"
 #include "net/s3/paginator.h"
 
 #include <algorithm>

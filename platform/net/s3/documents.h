@@ -11,17 +11,6 @@
 
 namespace hq {
 
-struct S3ErrorDocument
-{
-    std::string code;
-    std::string message;
-    std::string region;   // named by AuthorizationHeaderMalformed or PermanentRedirect
-    std::string endpoint; // named by a redirect
-};
-
-// Empty fields when the text is not an error document.
-S3ErrorDocument parseS3Error(const std::string &xml);
-
 struct S3Listing
 {
     struct Entry

@@ -17,8 +17,6 @@ public:
     void came(Time latency, bool wasRefused);
     // What the caller does with a page takes so long.
     void worked(Time time);
-    // Begins again with few at a time.
-    void restart() { m_number = 1; }
 
     // 1 where waiting for pages is not what takes the time.
     std::size_t limit() const;

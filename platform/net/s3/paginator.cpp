@@ -24,13 +24,13 @@ bool RepeatedTokenDetector::isRepeated(const std::string &step)
 }
 
 S3Paginator::S3Paginator(std::string prefix, int maxKeys, std::string after)
-    : m_prefix(std::move(prefix)), m_mostKeys(std::to_string(maxKeys)), m_after(std::move(after))
+    : m_prefix(std::move(prefix)), m_maxKeys(std::to_string(maxKeys)), m_after(std::move(after))
 {
 }
 
 NameValues S3Paginator::query() const
 {
-    NameValues query{{"delimiter", "/"}, {"encoding-type", "url"}, {"max-keys", m_mostKeys}};
+    NameValues query{{"delimiter", "/"}, {"encoding-type", "url"}, {"max-keys", m_maxKeys}};
     if (m_way != Way::Marker)
         query.emplace_back("list-type", "2");
     if (!m_prefix.empty())

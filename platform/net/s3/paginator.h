@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "net/query.h"
 #include "net/s3/documents.h"
-#include "net/s3/signer.h"
 
 #include <string>
 #include <vector>
@@ -52,7 +52,7 @@ private:
     State goOn(Way way, const std::string &position);
 
     std::string m_prefix;
-    std::string m_mostKeys;
+    std::string m_maxKeys;
     std::string m_after; // of the first page
     State m_state = State::More;
     Way m_way = Way::Token;

@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "net/s3/resource.h"
 
+#include "net/errordocument.h"
 #include "net/failure.h"
-#include "net/s3/documents.h"
 #include "net/s3/endpoint.h"
 #include "regioncache.h"
 

@@ -8,8 +8,6 @@
 #include <QDateTime>
 #include <QMessageAuthenticationCode>
 
-#include <algorithm>
-
 namespace hq {
 
 namespace {
@@ -42,25 +40,6 @@ std::string authorization(const S3Address &address, const std::string &region,
 }
 
 } // namespace
-
-std::string percentEncoded(std::string_view text, bool keepSlash)
-{
-    return QByteArray::fromRawData(text.data(), static_cast<int>(text.size()))
-        .toPercentEncoding(keepSlash ? "/" : "")
-        .toStdString();
-}
-
-std::string canonicalQuery(const NameValues &query)
-{
-    NameValues encoded;
-    for (const auto &[name, value] : query)
-        encoded.emplace_back(percentEncoded(name, false), percentEncoded(value, false));
-    std::sort(encoded.begin(), encoded.end());
-    std::string result;
-    for (const auto &[name, value] : encoded)
-        result.append(result.empty() ? "" : "&").append(name).append("=").append(value);
-    return result;
-}
 
 HttpRequest s3Request(const S3Address &address, const std::string &key, const NameValues &query,
                       const RequestOptions &options, const std::string &region, std::time_t time)
