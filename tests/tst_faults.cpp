@@ -63,7 +63,7 @@ constexpr Case kCases[] = {
     {"never without reason", S3Read, kSmall, "[{'status':400,'code':'InvalidRequest'," EVER "}]",
      12152, 0, 2},
     {"lies about the size", S3Read, kSmall, "[{'method':'GET','lengthDelta':5," EVER "}]", 12152},
-    {"silent", S3Read, kSmall, "[{'delay':60000," EVER "}]", 12002, 0, 2, true},
+    {"silent", S3Read, kSmall, "[{'delay':60000," EVER "}]", 12002, 0, 0, true},
     {"drips", WebRead, kSmall, "[{'rate':1," EVER "}]", 12002, 0, 0, true},
     {"of unknown size", WebRead, kUnknown, "[{'unsized':'chunked'}]", 0, 0, 1},
 

@@ -37,6 +37,7 @@ void S3ProtocolTest::endpoints()
     }
     // Only the provider's own hosts tell a region that is believed.
     QVERIFY(hq::regionOfHost("https://M.a.S3-EU-West-1.Amazonaws.com:443") == "eu-west-1");
+    QVERIFY(hq::regionOfHost("s3.dualstack.eu-west-1.amazonaws.com") == "eu-west-1");
     for (const char *host :
          {"media.s3.amazonaws.com", "s3.website.amazonaws.com", "s3.eu-west-1.evilamazonaws.com",
           "s3.eu-west-1.amazonaws.com.evil.example", "s3.eu-west-1.x.amazonaws.com", ""})

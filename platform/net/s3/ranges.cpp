@@ -124,7 +124,7 @@ void S3Ranges::arrive(std::size_t at)
             return;
     }
     if (at > 0 && page.isTruncated && page.entries.empty()) {
-        dropFrom(at); // nobody knows how many requests would follow
+        dropFrom(at); // nobody knows how many more requests it would take
         return;
     }
     keep(range, std::move(page));
