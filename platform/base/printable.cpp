@@ -27,8 +27,8 @@ std::size_t characterLength(std::string_view text, char32_t *character)
         *character = *character << 6 | (byte(i) & 0x3f);
     }
     // Overlong, half of a surrogate pair, or beyond U+10FFFF.
-    constexpr char32_t kMinCount[] = {0, 0, 0x80, 0x800, 0x10000};
-    const bool isWrong = *character < kMinCount[length] || QChar::isSurrogate(*character) ||
+    constexpr char32_t kMinCharacter[] = {0, 0, 0x80, 0x800, 0x10000};
+    const bool isWrong = *character < kMinCharacter[length] || QChar::isSurrogate(*character) ||
                          *character > QChar::LastValidCodePoint;
     return isWrong ? 0 : length;
 }

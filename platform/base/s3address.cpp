@@ -37,8 +37,8 @@ std::size_t hostLength(std::string_view text, bool anyName)
 {
     std::size_t end = 0;
     if (!text.empty() && text[0] == '[') {
-        constexpr std::size_t kMaxAddress = 48;
-        end = text.substr(0, kMaxAddress).find(']');
+        constexpr std::size_t kMaxBracketed = 48; // bytes of an IPv6 address with its brackets
+        end = text.substr(0, kMaxBracketed).find(']');
         if (end == std::string_view::npos || end < 3)
             return 0;
         const auto inside = text.substr(1, end - 1);

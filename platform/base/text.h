@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
 
-// Small questions about the text of an address. ASCII only, whatever the locale.
+// Small questions about texts. Letters are those of ASCII, whatever the locale.
 #pragma once
 
 #include <algorithm>

@@ -66,7 +66,7 @@ enum {
 void ErrLogSetFileName(const char *name);
 
 /* Appends one line, with date, time and thread, to the error log. What looks like a credential is
- * made unreadable; give an address as hq::harmlessAddress (credentials.h) returns it all the same.
+ * made unreadable. Pass addresses through hq::harmlessAddress (credentials.h) first all the same.
  * Line ends inside the text become blanks, other invisible characters a text such as "\x1b".
  * Failures are ignored. */
 void ErrOut(const char *format, ...) HQ_PRINTF(1, 2);

@@ -12,7 +12,7 @@ namespace hq {
 //
 // Worth having are all at once for a server that takes its time, otherwise a few, and more for as
 // long as each doubling raises the rate. A refusal halves what is taken for admitted, once for all
-// requests that were under way together. While answers come it grows again: by doubling up to
+// requests that were under way together. While responses come it grows again: by doubling up to
 // half of what was refused, from there by one a second.
 class ConnectionCount
 {
@@ -27,7 +27,7 @@ public:
     unsigned round() const { return m_round; }
     // A request was refused; whether it was the first of its round.
     bool refuse(unsigned round);
-    // A request was answered.
+    // A response to one came.
     void accept(unsigned round);
 
     // Call often, with the bytes that have come so far.

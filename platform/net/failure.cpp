@@ -42,8 +42,7 @@ Error errorOfResult(CURLcode result)
         return Error::InvalidName;
     case CURLE_UNKNOWN_OPTION:
         return Error::NotSupported;
-    case CURLE_UNSUPPORTED_PROTOCOL: // what a server sends that does not speak HTTP, or redirects
-                                     // to
+    case CURLE_UNSUPPORTED_PROTOCOL: // no HTTP, or a redirect to something else
     case CURLE_TOO_MANY_REDIRECTS:
     case CURLE_WRITE_ERROR:
         return Error::InvalidServerResponse;
@@ -106,7 +105,7 @@ std::string adviceOf(const HttpResponse &response)
     return response.context ? response.context->advice(response) : clockAdvice(response);
 }
 
-// Code of a failed answer.
+// Code of a failed response.
 Error errorOf(const HttpResponse &response)
 {
     // A refusal is one, even when the document that explains it does not come to its end.

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
 
-// What a failed answer means.
+// What a failed response means.
 #pragma once
 
 #include "base/lasterror.h"

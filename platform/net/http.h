@@ -37,7 +37,7 @@ struct HttpRequest
     std::string body;                 // sent when the method is POST
     bool followRedirects = false;     // credentials stay with the first host
     bool isDirect = false;            // past any proxy
-    bool isConditional = false;       // a 412 is a response to one of the headers
+    bool isConditional = false;       // one of the headers makes a server answer 412
     // By when the first byte of a success, or a whole refusal, must have come.
     Clock::time_point deadline = Clock::time_point::max();
     std::shared_ptr<const RequestContext> context; // may be null
@@ -45,7 +45,7 @@ struct HttpRequest
     std::vector<std::string> secrets;
 };
 
-// A response. What a Transfer has of it is valid in two steps: status and headers from hasHeaders()
+// A response. What a transfer has of it is valid in two steps: status and headers from hasHeaders()
 // on, everything from isDone() on. Without a whole head, `status` is 0 and `headers` are empty.
 struct HttpResponse
 {

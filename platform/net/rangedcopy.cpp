@@ -232,7 +232,7 @@ private:
     Patience m_patience = Patience::ofCopy();
     int m_failures = 0;          // refused rounds since the last byte of a response
     Clock::time_point m_holdEnd; // no more requests before, but in the place of
-    int m_served = 0;            // so many answers
+    int m_served = 0;            // so many responses
     HttpResponse m_lastFailure;
     bool m_writeFailed = false;
     Error m_failure = Error::None;

@@ -20,7 +20,7 @@ struct RequestOptions
     std::string condition; // a whole header, empty for none
 };
 
-// What a refusal led to. None: nothing. Learned: the request is worth making again at once, for
+// What a refusal led to. None: nothing. Adjusted: the request is worth making again at once, for
 // another region, with the server's time or a new token. Failed: it needed something that could not
 // be had, a token for instance; the last error says why.
 enum class Adjustment { None, Adjusted, Failed };
@@ -36,7 +36,7 @@ public:
 void addCondition(const RequestOptions &options, HttpRequest *request);
 
 // Makes a request until it succeeds or patience ends; false sets the last error and its details.
-// `*answer` is the last response either way, whole and the caller's. A success that `check` does
+// `*response` is the last response either way, whole and the caller's. A success that `check` does
 // not accept is tried again.
 using ResponseCheckCallback = std::function<bool(const HttpResponse &)>;
 bool perform(Resource &resource, const RequestOptions &options, HttpResponse *response,

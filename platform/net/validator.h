@@ -17,13 +17,13 @@ public:
     Validator() = default;
     explicit Validator(const HttpResponse &first);
 
-    // Whether versions can be told apart at all. Where they cannot, pieces of several answers do
+    // Whether versions can be told apart at all. Where they cannot, pieces of several responses do
     // not fit together.
     bool exists() const { return !m_etag.empty() || !m_lastModified.empty(); }
     bool isStrong() const;
     // The header that makes a server refuse another version; empty when there is none.
     std::string condition() const;
-    // Whether a later answer is of the same version as far as its head tells.
+    // Whether a later response is of the same version as far as its head tells.
     bool accepts(const HttpResponse &response) const;
 
 private:

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
 
-// Which parts of an address are credentials: one response for the log, for what is shown and for
+// Which parts of an address are credentials: one answer for the log, for what is shown and for
 // the mode of files. Any text will do, also a malformed address or a local path. Any thread.
 #pragma once
 

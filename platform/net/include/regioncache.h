@@ -11,7 +11,7 @@ namespace hq {
 
 struct S3Address;
 
-// The region to sign for: what an earlier answer told, the bucket's entry file, the host name,
+// The region to sign for: what an earlier response told, the bucket's entry file, the host name,
 // us-east-1.
 std::string currentRegion(const S3Address &address);
 

@@ -23,13 +23,13 @@ struct S3Object
 };
 
 // Asks for the object by its key; where "\" was taken as "/" and nothing is found, once more as it
-// is written. On failure `resource` is null and the last error is set. `*answer` is the last
+// is written. On failure `resource` is null and the last error is set. `*response` is the last
 // response either way.
 S3Object findObject(const S3Address &address, HttpResponse *response,
                     const Patience &patience = Patience::ofPerson());
 
 // Proves that the bucket, or the account when the bucket is empty, lets the address in; false sets
-// the last error. `*answer` is the last response either way.
+// the last error. `*response` is the last response either way.
 bool headBucket(const S3Address &address, HttpResponse *response);
 
 } // namespace hq

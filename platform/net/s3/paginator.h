@@ -35,7 +35,7 @@ public:
     enum class State { More, End, Stuck };
 
     // At the start of the level below `prefix`, or behind the name `after` of it, with at most
-    // `mostKeys` names a page.
+    // `maxKeys` names a page.
     explicit S3Paginator(std::string prefix, int maxKeys = 1000, std::string after = {});
 
     // Of the request for the next page.

@@ -37,7 +37,7 @@ public:
     bool isAtEnd() const;
 
 private:
-    // A page by its first name and the number of them.
+    // A page: its first name and how many names it has.
     struct Span
     {
         std::string first;

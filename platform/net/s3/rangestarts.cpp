@@ -27,8 +27,8 @@ constexpr double kMargin = 0.08;
 constexpr double kWasteRate = 0.3; // by which the latest one counts
 constexpr std::size_t kMaxBytesAhead = 5 * 1024 * 1024;
 constexpr std::size_t kMaxBytesComing = 8 * 1024 * 1024;
-constexpr std::size_t kBytesPerBlock = 16; // that the heap adds
-constexpr std::size_t kPagesPerAnswer = 2; // a page that is coming in takes as much memory
+constexpr std::size_t kBytesPerBlock = 16;   // that the heap adds
+constexpr std::size_t kPagesPerResponse = 2; // a page that is coming in takes as much memory
 
 } // namespace
 
@@ -97,7 +97,7 @@ bool S3Ranges::mayAsk() const
         asked += range.isAsked ? 1U : 0U;
         names += range.names.size();
     }
-    const std::size_t pages = names / m_pageSize + kPagesPerAnswer * asked;
+    const std::size_t pages = names / m_pageSize + kPagesPerResponse * asked;
     return asked < m_pace.limit() && pages * m_pageBytes < kMaxBytesAhead;
 }
 

@@ -17,7 +17,7 @@ namespace hq {
 
 namespace {
 
-// What answers told; empty and 0 for what they did not.
+// What responses told.
 struct Told
 {
     std::mutex mutex;
