@@ -1,12 +1,12 @@
 // SPDX-FileCopyrightText: The Pellory developers
 // SPDX-License-Identifier: Apache-2.0
-#include "base/redaction.h"
 #include "base/s3address.h"
 #include "base/text.h"
+#include "credentials.h"
+#include "guarded.h"
 #include "hqutil.h"
 #include "regioncache.h"
 
-#include <new>
 #include <string>
 #include <string_view>
 
@@ -39,20 +39,6 @@ FolderAndName splitPath(std::string_view path)
     return {path.substr(0, separator), path.substr(separator + 1)};
 }
 
-// An address of the web without what can be a credential: user, password, query.
-std::string withoutCredentials(std::string_view address)
-{
-    std::string text(address.substr(0, address.find_first_of("?#")));
-    const auto scheme = text.find("://");
-    if (scheme == std::string::npos)
-        return text;
-    const auto host = scheme + 3;
-    const auto at = hq::userInformationEnd(std::string_view(text).substr(host));
-    if (at != std::string::npos)
-        text.erase(host, at + 1);
-    return text;
-}
-
 struct AddressParts
 {
     hq::S3Address s3;
@@ -69,7 +55,7 @@ AddressParts takeApart(std::string_view address)
         parts.region = hq::knownRegion(parts.s3);
     } else if (!hq::isS3Address(address)) {
         const bool web = address.find("://") != std::string_view::npos;
-        parts.path = web ? withoutCredentials(address) : std::string(address);
+        parts.path = web ? hq::webAddressWithoutCredentials(address) : std::string(address);
     }
     return parts;
 }
@@ -79,12 +65,8 @@ AddressParts takeApart(std::string_view address)
 void hqOSAwsParse(const char *address, char *bucket, char *folder, char *name, char *region,
                   char *key, char *secret, char *site)
 {
-    AddressParts parts;
-    try {
-        parts = takeApart(address ? address : "");
-    } catch (const std::bad_alloc &) {
-        parts = {}; // nothing is thrown through the C interface
-    }
+    const AddressParts parts =
+        hq::guarded(AddressParts(), [address] { return takeApart(address ? address : ""); });
     const FolderAndName split = splitPath(parts.path);
     put<256>(bucket, parts.s3.bucket);
     put<4096>(folder, split.folder);

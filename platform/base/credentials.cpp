@@ -20,7 +20,6 @@ namespace hq {
 namespace {
 
 constexpr auto kNone = std::string_view::npos;
-constexpr std::string_view kStars = "***";
 constexpr std::string_view kOwnQuery = "limit=300"; // of the flows request
 
 // "s3://" somewhere in a text, from the first letter of its name to behind the slashes.
@@ -76,9 +75,9 @@ std::string strayS3(std::string_view text)
     const std::size_t firstAt = text.find('@');
     if (colon == kNone && firstAt == kNone)
         return redact(text);
-    const std::string key(text.substr(0, colon < firstAt ? colon + 1 : 0));
-    return key + "***" +
-           (isPlainSite(text, firstAt) ? redact(text.substr(firstAt)) : std::string());
+    std::string key(text.substr(0, colon < firstAt ? colon + 1 : 0));
+    return key.append(kStars).append(isPlainSite(text, firstAt) ? redact(text.substr(firstAt))
+                                                                : std::string());
 }
 
 std::string s3(std::string_view address, const S3Address &parts)
@@ -90,8 +89,10 @@ std::string s3(std::string_view address, const S3Address &parts)
         end = address.find(parts.bucket, end + 1 + parts.site.size()) + at;
     // A query has no meaning here, so one that was pasted is a part of the key.
     const std::size_t query = std::min(address.find('?', end), address.size());
-    return std::string(address.substr(0, secret)) + "***" +
-           std::string(address.substr(end, query - end)) + redact(address.substr(query));
+    return std::string(address.substr(0, secret))
+        .append(kStars)
+        .append(address.substr(end, query - end))
+        .append(redact(address.substr(query)));
 }
 
 bool isName(std::string_view text)
@@ -148,8 +149,8 @@ std::string web(std::string_view text, bool isOurs)
 {
     const std::size_t length = userPartLength(text, isOurs);
     if (length == kNone)
-        return "***";
-    std::string result = length == 0 ? "" : "***";
+        return std::string(kStars);
+    std::string result(length == 0 ? std::string_view() : kStars);
     text.remove_prefix(length);
     const std::size_t pathEnd = std::min(text.find_first_of("?#"), text.size());
     result += redact(text.substr(0, pathEnd));
@@ -157,7 +158,7 @@ std::string web(std::string_view text, bool isOurs)
     const std::string_view query = text.substr(0, text.find('#'));
     if (!query.empty())
         result += "?" + harmlessQuery(query.substr(1));
-    return query.size() == text.size() ? result : result + "#***";
+    return query.size() == text.size() ? result : result.append("#").append(kStars);
 }
 
 // Where "KEY:SECRET@SITE" begins in a text that has it in front of any scheme: its ":". Drives of
@@ -254,6 +255,16 @@ std::optional<std::string> s3AddressWithoutCredentials(std::string_view address)
         return std::nullopt;
     const std::size_t site = parts->secretStart() + parts->secret.size() + 1;
     return "s3://" + std::string(address.substr(site));
+}
+
+std::string webAddressWithoutCredentials(std::string_view address)
+{
+    const std::size_t host = address.find("://") + 3;
+    const std::size_t length = userPartLength(address.substr(host), true);
+    if (length == kNone)
+        return {};
+    const std::string_view rest = address.substr(host + (length == 0 ? 0 : length + 1));
+    return std::string(address.substr(0, host)).append(rest.substr(0, rest.find_first_of("?#")));
 }
 
 std::string harmlessReport(std::string_view text, std::string_view address)

@@ -83,7 +83,7 @@ void append(const std::string &text)
     const bool crossed =
         end > kRotationSize && end - static_cast<std::int64_t>(line.size()) <= kRotationSize;
     if (crossed || end > 2 * kRotationSize) {
-        file.close();
+        file = {};
         system::renameOver(path, path + ".1");
     }
 }

@@ -102,8 +102,6 @@ public:
     // Removes this file; `name` is empty for a nameless one. The file may be there until it is
     // closed, which takes time for a large one.
     void remove(const std::string &name);
-    // Some file systems report a failed write only here.
-    bool close();
 
 private:
     static constexpr std::intptr_t kClosed = -1;

@@ -280,11 +280,4 @@ bool NativeFile::sync() const
     return other < 0 || ::close(other) == 0 || errno == EINTR || failWith(errno);
 }
 
-bool NativeFile::close()
-{
-    const int file = static_cast<int>(m_handle);
-    m_handle = kClosed;
-    return ::close(file) == 0 || errno == EINTR || failWith(errno);
-}
-
 } // namespace hq::system

@@ -211,10 +211,4 @@ bool NativeFile::sync() const
     }
 }
 
-bool NativeFile::close()
-{
-    const HANDLE handle = native(std::exchange(m_handle, kClosed));
-    return ::CloseHandle(handle) || failNow();
-}
-
 } // namespace hq::system

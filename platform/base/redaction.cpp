@@ -13,7 +13,6 @@ namespace hq {
 
 namespace {
 
-constexpr std::string_view kStars = "***";
 constexpr std::string_view kQuotesAndBlanks = "\\\"' \t";
 
 bool startsWith(std::string_view text, std::string_view prefix)

@@ -7,6 +7,9 @@
 
 namespace hq {
 
+// Stands for what is hidden.
+constexpr std::string_view kStars = "***";
+
 // The text with "***" in place of what may be a credential: for texts that others have made, such
 // as servers. Our own addresses go through harmlessAddress() instead. Where the end of a secret is
 // not plain, more is hidden. Takes time in proportion to the length.

@@ -10,8 +10,7 @@ namespace hq {
 
 namespace {
 thread_local const ScopedStopToken *t_innermost = nullptr;
-constexpr int kStepMilliseconds = 50;
-} // namespace
+}
 
 ScopedStopToken::ScopedStopToken(const StopToken &token) : m_token(token), m_outer(t_innermost)
 {
@@ -36,7 +35,7 @@ bool isStopped()
 bool sleepUnlessStopped(int milliseconds)
 {
     while (milliseconds > 0 && !isStopped()) {
-        const int step = std::min(milliseconds, kStepMilliseconds);
+        const int step = std::min(milliseconds, kStopPollMilliseconds);
         std::this_thread::sleep_for(std::chrono::milliseconds(step));
         milliseconds -= step;
     }

@@ -85,7 +85,7 @@ bool NativeFile::rename(const std::string &from, const std::string &to, bool kee
     }
     const std::wstring source = native(from);
     const DWORD how = MOVEFILE_WRITE_THROUGH | (keepExisting ? 0 : MOVEFILE_REPLACE_EXISTING);
-    close();
+    *this = {}; // closed
     if (patiently([&] { return ::MoveFileExW(source.c_str(), target.c_str(), how); }))
         return true;
     const LastErrorKeeper keeper;
@@ -97,7 +97,7 @@ void NativeFile::remove(const std::string &name)
 {
     if (markForRemoval(native(m_handle), true))
         return;
-    close();
+    *this = {}; // closed
     removeFile(name);
 }
 

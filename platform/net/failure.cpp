@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "net/failure.h"
 
+#include "base/redaction.h"
 #include "net/errordocument.h"
 
 #include <QJsonDocument>
@@ -153,7 +154,7 @@ std::string serverWord(const HttpResponse &response)
     for (const std::string &secret : response.secrets) {
         const QString text = QString::fromStdString(secret).simplified();
         if (!text.isEmpty())
-            word.replace(text, "***");
+            word.replace(text, QLatin1String(kStars.data()));
     }
     return word.left(kMaxWordCharacters).toStdString();
 }

@@ -42,30 +42,6 @@ struct CertificateSettings
     }
 };
 
-// Sets the options of a handle. The library can refuse an option or not know it: a wish is dropped
-// then, and a transfer must not start without an option that it needs.
-class Options
-{
-public:
-    explicit Options(CURL *easy) : m_easy(easy) {}
-
-    template <typename Value>
-    void need(CURLoption option, Value value)
-    {
-        m_areKept = curl_easy_setopt(m_easy, option, value) == CURLE_OK && m_areKept;
-    }
-    template <typename Value>
-    void wish(CURLoption option, Value value)
-    {
-        curl_easy_setopt(m_easy, option, value);
-    }
-    bool areKept() const { return m_areKept; } // those that are needed
-
-private:
-    CURL *m_easy;
-    bool m_areKept = true;
-};
-
 // A library older than the headers does not know protocols by name, and would follow a redirect
 // from https to http.
 bool isKnownLibrary()
@@ -147,53 +123,59 @@ bool HttpTransfer::prepare(CURL *easy)
     for (const std::string &header : m_request.headers)
         m_headerList = curl_slist_append(m_headerList, header.c_str());
 
-    Options options(easy);
-    options.wish(CURLOPT_URL, m_request.url.c_str()); // without one curl says that it is malformed
-    options.need(CURLOPT_PATH_AS_IS, 1L);
-    options.need(CURLOPT_HTTPHEADER, m_headerList);
-    options.need(CURLOPT_PRIVATE, this);
-    options.need(CURLOPT_HEADERFUNCTION, &HttpTransfer::onHeader);
-    options.need(CURLOPT_HEADERDATA, this);
-    options.need(CURLOPT_WRITEFUNCTION, &HttpTransfer::onBody);
-    options.need(CURLOPT_WRITEDATA, this);
+    // The library can refuse an option or not know it. A transfer must not start without those that
+    // it needs; others are dropped then.
+    bool areKept = true;
+    const auto need = [easy, &areKept](CURLoption option, auto value) {
+        areKept = curl_easy_setopt(easy, option, value) == CURLE_OK && areKept;
+    };
+    curl_easy_setopt(easy, CURLOPT_URL,
+                     m_request.url.c_str()); // without one curl says that it is malformed
+    need(CURLOPT_PATH_AS_IS, 1L);
+    need(CURLOPT_HTTPHEADER, m_headerList);
+    need(CURLOPT_PRIVATE, this);
+    need(CURLOPT_HEADERFUNCTION, &HttpTransfer::onHeader);
+    need(CURLOPT_HEADERDATA, this);
+    need(CURLOPT_WRITEFUNCTION, &HttpTransfer::onBody);
+    need(CURLOPT_WRITEDATA, this);
     if (m_request.method == "HEAD") {
-        options.need(CURLOPT_NOBODY, 1L);
+        need(CURLOPT_NOBODY, 1L);
     } else if (m_request.method == "POST") {
-        options.need(CURLOPT_POST, 1L);
-        options.need(CURLOPT_POSTFIELDS, m_request.body.c_str());
-        options.need(CURLOPT_POSTFIELDSIZE, static_cast<long>(m_request.body.size()));
+        need(CURLOPT_POST, 1L);
+        need(CURLOPT_POSTFIELDS, m_request.body.c_str());
+        need(CURLOPT_POSTFIELDSIZE, static_cast<long>(m_request.body.size()));
     }
 
-    options.need(CURLOPT_PROTOCOLS_STR, "http,https");
-    options.need(CURLOPT_UNRESTRICTED_AUTH, 0L);
-    options.need(CURLOPT_SSL_VERIFYPEER, 1L);
-    options.need(CURLOPT_SSL_VERIFYHOST, 2L);
-    options.need(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+    need(CURLOPT_PROTOCOLS_STR, "http,https");
+    need(CURLOPT_UNRESTRICTED_AUTH, 0L);
+    need(CURLOPT_SSL_VERIFYPEER, 1L);
+    need(CURLOPT_SSL_VERIFYHOST, 2L);
+    need(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
 #ifdef _WIN32
-    options.need(CURLOPT_SSL_OPTIONS, static_cast<long>(CURLSSLOPT_NATIVE_CA));
+    need(CURLOPT_SSL_OPTIONS, static_cast<long>(CURLSSLOPT_NATIVE_CA));
 #endif
     if (!certificates.bundle.empty())
-        options.need(CURLOPT_CAINFO, certificates.bundle.c_str());
+        need(CURLOPT_CAINFO, certificates.bundle.c_str());
     if (!certificates.directory.empty())
-        options.need(CURLOPT_CAPATH, certificates.directory.c_str());
+        need(CURLOPT_CAPATH, certificates.directory.c_str());
     if (m_request.isDirect)
-        options.need(CURLOPT_PROXY, "");
+        need(CURLOPT_PROXY, "");
     if (m_request.followRedirects) {
         const bool secure = m_request.url.compare(0, 6, "https:") == 0;
-        options.need(CURLOPT_FOLLOWLOCATION, 1L);
-        options.need(CURLOPT_MAXREDIRS, kMaxRedirects);
-        options.need(CURLOPT_REDIR_PROTOCOLS_STR, secure ? "https" : "http,https");
+        need(CURLOPT_FOLLOWLOCATION, 1L);
+        need(CURLOPT_MAXREDIRS, kMaxRedirects);
+        need(CURLOPT_REDIR_PROTOCOLS_STR, secure ? "https" : "http,https");
     }
 
-    options.need(CURLOPT_NOSIGNAL, 1L);
-    options.need(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
-    options.need(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
-    options.need(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(timeLimits().connect.count()));
-    options.wish(CURLOPT_USERAGENT, "Pellory/" PELLORY_VERSION);
-    options.wish(CURLOPT_QUICK_EXIT, 1L); // a cancel does not wait for a name server
-    options.wish(CURLOPT_BUFFERSIZE, kBufferSize);
-    options.wish(CURLOPT_TCP_KEEPALIVE, 1L);
-    return isKnown && options.areKept();
+    need(CURLOPT_NOSIGNAL, 1L);
+    need(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+    need(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+    need(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(timeLimits().connect.count()));
+    curl_easy_setopt(easy, CURLOPT_USERAGENT, "Pellory/" PELLORY_VERSION);
+    curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L); // a cancel does not wait for a name server
+    curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, kBufferSize);
+    curl_easy_setopt(easy, CURLOPT_TCP_KEEPALIVE, 1L);
+    return isKnown && areKept;
 }
 
 void HttpTransfer::finish(CURLcode result)

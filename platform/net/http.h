@@ -160,7 +160,4 @@ private:
     HttpRequest::Clock::time_point m_nextLook; // at the transfers' time limits
 };
 
-// Length of a wait between two looks at the stop token, in milliseconds.
-constexpr int kStopPollMilliseconds = 50;
-
 } // namespace hq

@@ -186,15 +186,11 @@ private:
     bool settleFailure(Part &part, HttpResponse &response)
     {
         response.isMalformed = response.isSuccess(); // fewer bytes than promised
-        if (response.result == CURLE_OK && part.adjustments < kMaxAdjustments) {
-            const Adjustment adjustment = m_object.resource->adjust(response, m_patience);
-            if (adjustment == Adjustment::Failed)
-                return false;
-            if (adjustment == Adjustment::Adjusted) {
-                ++part.adjustments;
-                ++m_served;
-                return true;
-            }
+        const Adjustment adjustment =
+            adjust(*m_object.resource, response, m_patience, &part.adjustments);
+        if (adjustment != Adjustment::None) {
+            ++m_served;
+            return adjustment == Adjustment::Adjusted;
         }
         if (!isTransient(response))
             return failWith(response);

@@ -72,17 +72,9 @@ bool RetryState::shouldRetry(Resource &resource, const HttpResponse &response)
     m_due = Clock::now();
     if (isStopped())
         return fail(Error::Cancelled);
-    if (response.result == CURLE_OK && m_adjustments < kMaxAdjustments) {
-        switch (resource.adjust(response, m_patience)) {
-        case Adjustment::None:
-            break;
-        case Adjustment::Adjusted:
-            ++m_adjustments;
-            return true;
-        case Adjustment::Failed:
-            return false;
-        }
-    }
+    const Adjustment adjustment = adjust(resource, response, m_patience, &m_adjustments);
+    if (adjustment != Adjustment::None)
+        return adjustment == Adjustment::Adjusted;
     // An attempt cut short by the end of patience says less than the failure before it.
     if (m_count > 0 && response.result == CURLE_OPERATION_TIMEDOUT && m_due >= m_patience.end())
         return failWith(m_lastFailure);
@@ -104,6 +96,17 @@ void RetryState::reset()
     m_count = 0;
     m_adjustments = 0;
     m_patience.renew();
+}
+
+Adjustment adjust(Resource &resource, const HttpResponse &response, const Patience &patience,
+                  int *count)
+{
+    constexpr int kMaxAdjustments = 3;
+    if (response.result != CURLE_OK || *count >= kMaxAdjustments)
+        return Adjustment::None;
+    const Adjustment adjustment = resource.adjust(response, patience);
+    *count += adjustment == Adjustment::Adjusted ? 1 : 0;
+    return adjustment;
 }
 
 bool isTransient(const HttpResponse &response)

@@ -8,6 +8,7 @@
 
 namespace hq {
 
+enum class Adjustment;
 class Resource;
 
 // The time that may pass without a byte of what was asked for, and the number of attempts in it.
@@ -67,9 +68,10 @@ private:
     Clock::time_point m_due;
 };
 
-// So many refusals in a row may correct the request (region, clock and token, each once); the next
-// one is final.
-constexpr int kMaxAdjustments = 3;
+// Lets a refusal correct the requests. Three in a row may, each for a reason of its own (region,
+// clock and token); the next one is final. `*count` has those so far.
+Adjustment adjust(Resource &resource, const HttpResponse &response, const Patience &patience,
+                  int *count);
 
 // Whether the same request may succeed later.
 bool isTransient(const HttpResponse &response);

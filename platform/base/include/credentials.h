@@ -21,6 +21,10 @@ std::string harmlessAddress(std::string_view address);
 // None for any other text, and where the secret cannot be told from what follows it.
 std::optional<std::string> s3AddressWithoutCredentials(std::string_view address);
 
+// Another address with "://" without user part, query and fragment. Empty where it is not plain
+// what the user part is.
+std::string webAddressWithoutCredentials(std::string_view address);
+
 // `text`, which a server sent about `address`, with "***" for what harmlessAddress() hides of that
 // address and for what looks like another credential. Printable.
 std::string harmlessReport(std::string_view text, std::string_view address);

@@ -40,6 +40,9 @@ private:
     const ScopedStopToken *m_outer;
 };
 
+// Length of a wait between two looks at a token, in milliseconds.
+constexpr int kStopPollMilliseconds = 50;
+
 // Whether a token of this thread, if it has one, is stopped.
 bool isStopped();
 

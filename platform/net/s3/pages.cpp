@@ -21,7 +21,7 @@ S3Pages::S3Pages(HttpClient &client, const S3Address &address, const std::string
 S3Pages::S3Pages(const S3Pages &first, const std::string &prefix, const std::string &after)
     : m_client(first.m_client)
     , m_isAccount(first.m_isAccount)
-    , m_paginator(prefix, 1000, after)
+    , m_paginator(prefix, kMaxKeys, after)
     , m_resource(first.m_resource)
 {
 }

@@ -19,7 +19,7 @@ class S3Pages
 public:
     // The level below `prefix` of a bucket, or the buckets of an account.
     S3Pages(HttpClient &client, const S3Address &address, const std::string &prefix,
-            int maxKeys = 1000);
+            int maxKeys = kMaxKeys);
     // Those of the level that `first` is of, behind the name `after`. What is known of the bucket,
     // such as the region that its entry file names, is not looked up again.
     S3Pages(const S3Pages &first, const std::string &prefix, const std::string &after);

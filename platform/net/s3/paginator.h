@@ -23,6 +23,8 @@ private:
     unsigned long m_limit = 1;
 };
 
+constexpr int kMaxKeys = 1000; // of a page; servers give no more
+
 // Where a listing stands: what to ask for next, judged by the pages that came.
 //
 // A page that goes on names a token for the next one. Where it names none the listing goes on
@@ -36,7 +38,7 @@ public:
 
     // At the start of the level below `prefix`, or behind the name `after` of it, with at most
     // `maxKeys` names a page.
-    explicit S3Paginator(std::string prefix, int maxKeys = 1000, std::string after = {});
+    explicit S3Paginator(std::string prefix, int maxKeys = kMaxKeys, std::string after = {});
 
     // Of the request for the next page.
     NameValues query() const;

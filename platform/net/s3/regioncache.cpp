@@ -32,6 +32,14 @@ Told &told()
     return *all;
 }
 
+template <typename Key, typename Value>
+Value find(const std::map<Key, Value> &values, const Key &key)
+{
+    const std::lock_guard lock(told().mutex);
+    const auto found = values.find(key);
+    return found == values.end() ? Value() : found->second;
+}
+
 // The region that the bucket's entry file names.
 std::string regionOfEntryFile(const std::string &bucket)
 {
@@ -64,8 +72,7 @@ std::string knownRegion(const S3Address &address)
 
 std::string toldRegion(const S3Address &address)
 {
-    const std::lock_guard lock(told().mutex);
-    return told().regions[{address.site, address.bucket}];
+    return find(told().regions, {address.site, address.bucket});
 }
 
 void setToldRegion(const std::string &site, const std::string &bucket, const std::string &region)
@@ -82,8 +89,7 @@ void tryRegionFirst(const std::string &site, const std::string &bucket, const st
 
 std::int64_t clockOffset(const std::string &site)
 {
-    const std::lock_guard lock(told().mutex);
-    return told().clockOffsets[site];
+    return find(told().clockOffsets, site);
 }
 
 void setClockOffset(const std::string &site, std::int64_t seconds)
