@@ -9,43 +9,7 @@
 #include "net/network.h"
 
 #include <chrono>
-
-namespace {
-
-// Passes on at most one report in 50 ms, and in any case the last one.
-class Throttle
-{
-public:
-    explicit Throttle(const hq::CopyProgressCallback &progress) : m_progress(progress) {}
-
-    void report(qint64 done, qint64 total)
-    {
-        m_done = done;
-        m_total = total;
-        const auto now = Clock::now();
-        m_isDelivered = m_progress && now - m_last >= std::chrono::milliseconds(50);
-        if (m_isDelivered) {
-            m_last = now;
-            m_progress(done, total);
-        }
-    }
-
-    void finish()
-    {
-        if (m_progress && !m_isDelivered)
-            m_progress(m_done, m_total);
-    }
-
-private:
-    using Clock = std::chrono::steady_clock;
-    const hq::CopyProgressCallback &m_progress;
-    Clock::time_point m_last = Clock::now();
-    qint64 m_done = 0;
-    qint64 m_total = 0;
-    bool m_isDelivered = false;
-};
-
-} // namespace
+#include <utility>
 
 int hq::copyFile(const char *source, const char *destination, int keepExisting,
                  const CopyProgressCallback &progress)
@@ -57,15 +21,25 @@ int hq::copyFile(const char *source, const char *destination, int keepExisting,
             setLastError(Error::NotSupported);
             return blameTarget();
         }
-        Throttle throttle(progress);
-        const auto report = [&throttle](qint64 done, qint64 total) {
-            throttle.report(done, total);
+        // Passes on at most one report in 50 ms, and in any case the last one.
+        std::pair<qint64, qint64> latest;
+        bool isTold = true;
+        auto toldAt = std::chrono::steady_clock::now();
+        const auto report = [&](qint64 done, qint64 total) {
+            latest = {done, total};
+            const auto now = std::chrono::steady_clock::now();
+            isTold = !progress || now - toldAt >= std::chrono::milliseconds(50);
+            if (!progress || !isTold)
+                return;
+            toldAt = now;
+            progress(done, total);
         };
         const bool keep = keepExisting != 0;
         if (!(isNetworkSource(source) ? network::copy(source, destination, keep, report)
                                       : local::copy(source, destination, keep, report)))
             return false;
-        throttle.finish();
+        if (!isTold)
+            progress(latest.first, latest.second);
         return true;
     });
     if (!copied)

@@ -47,15 +47,12 @@ std::shared_ptr<HandleTable::Entry> HandleTable::find(HQHANDLE handle)
 
 bool HandleTable::close(HQHANDLE handle)
 {
-    std::shared_ptr<Entry> entry;
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        const auto found = m_entries.find(number(handle));
-        if (found == m_entries.end())
-            return fail(Error::InvalidHandle);
-        entry = std::move(found->second);
-        m_entries.erase(found);
-    }
+    std::unique_lock<std::mutex> all(m_mutex);
+    const auto node = m_entries.extract(number(handle));
+    all.unlock();
+    if (!node)
+        return fail(Error::InvalidHandle);
+    const std::shared_ptr<Entry> entry = node.mapped();
     const std::lock_guard<std::mutex> lock(entry->mutex);
     const std::unique_ptr<File> file = std::move(entry->file);
     return file->close();

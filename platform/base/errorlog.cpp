@@ -94,24 +94,8 @@ void handleQtMessage(QtMsgType type, const QMessageLogContext &context, const QS
     if (isBusy) // a message about the logging itself
         return;
     isBusy = true;
-    const char *kind = "debug";
-    switch (type) {
-    case QtDebugMsg:
-        break;
-    case QtInfoMsg:
-        kind = "info";
-        break;
-    case QtWarningMsg:
-        kind = "warning";
-        break;
-    case QtCriticalMsg:
-        kind = "critical";
-        break;
-    case QtFatalMsg:
-        kind = "fatal";
-        break;
-    }
-    writeErrorLog(std::string(kQtMessage) + kind + " (" +
+    static constexpr const char *kKinds[] = {"debug", "warning", "critical", "fatal", "info"};
+    writeErrorLog(std::string(kQtMessage) + kKinds[type] + " (" +
                   (context.category ? context.category : "default") +
                   "): " + message.toStdString());
     isBusy = false;

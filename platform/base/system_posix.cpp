@@ -14,6 +14,7 @@
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 #ifdef __linux__
 #include <sys/syscall.h>
 #endif
@@ -25,47 +26,23 @@ namespace {
 // What Windows calls the same failure, so that callers know one set of numbers.
 Error windowsError(int code)
 {
-    switch (code) {
-    case ENOENT:
-        return Error::FileNotFound;
-    case ENOTDIR:
-        return Error::PathNotFound;
-    case EMFILE:
-    case ENFILE:
-        return Error::TooManyOpenFiles;
-    case EACCES:
-    case EPERM:
-    case EROFS:
-    case EISDIR:
-        return Error::AccessDenied;
-    case ENOMEM:
-        return Error::OutOfMemory;
-    case EBUSY:
-    case ETXTBSY:
-        return Error::SharingViolation;
-    case EAGAIN:
-        return Error::LockViolation;
-    case ENOSYS:
-    case ENXIO:
-    case EOPNOTSUPP:
-        return Error::NotSupported;
-    case EEXIST:
-        return Error::FileExists;
-    case EINVAL:
-        return Error::InvalidParameter;
-    case ENOSPC:
-    case EDQUOT:
-    case EFBIG:
-        return Error::DiskFull;
-    case ENAMETOOLONG:
-    case EILSEQ:
-    case ELOOP:
-        return Error::InvalidName;
-    case EIO:
-        return Error::DiskError;
-    default:
-        return Error::GeneralFailure;
-    }
+    static constexpr std::pair<int, Error> kErrors[] = {
+        {ENOENT, Error::FileNotFound},      {ENOTDIR, Error::PathNotFound},
+        {EMFILE, Error::TooManyOpenFiles},  {ENFILE, Error::TooManyOpenFiles},
+        {EACCES, Error::AccessDenied},      {EPERM, Error::AccessDenied},
+        {EROFS, Error::AccessDenied},       {EISDIR, Error::AccessDenied},
+        {ENOMEM, Error::OutOfMemory},       {EBUSY, Error::SharingViolation},
+        {ETXTBSY, Error::SharingViolation}, {EAGAIN, Error::LockViolation},
+        {ENOSYS, Error::NotSupported},      {ENXIO, Error::NotSupported},
+        {EOPNOTSUPP, Error::NotSupported},  {EEXIST, Error::FileExists},
+        {EINVAL, Error::InvalidParameter},  {ENOSPC, Error::DiskFull},
+        {EDQUOT, Error::DiskFull},          {EFBIG, Error::DiskFull},
+        {ENAMETOOLONG, Error::InvalidName}, {EILSEQ, Error::InvalidName},
+        {ELOOP, Error::InvalidName},        {EIO, Error::DiskError},
+    };
+    const auto found = std::find_if(std::begin(kErrors), std::end(kErrors),
+                                    [code](const auto &error) { return error.first == code; });
+    return found == std::end(kErrors) ? Error::GeneralFailure : found->second;
 }
 
 // An environment variable counts only when it is absolute.

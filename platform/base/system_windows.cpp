@@ -7,6 +7,7 @@
 #include <shlobj.h>
 
 #include <QDir>
+#include <QScopeGuard>
 
 #include <algorithm>
 #include <utility>
@@ -18,15 +19,11 @@ namespace {
 constexpr DWORD kMissing = INVALID_FILE_ATTRIBUTES;
 
 // An environment variable counts only when it is absolute.
-std::string folderFromEnvironment(const wchar_t *name, int folder)
+std::string folderFromEnvironment(const char *name, int folder)
 {
-    const DWORD length = ::GetEnvironmentVariableW(name, nullptr, 0);
-    if (length > 1) {
-        std::wstring value(length, L'\0');
-        value.resize(::GetEnvironmentVariableW(name, value.data(), length));
-        if (QDir::isAbsolutePath(QString::fromStdWString(value)))
-            return narrow(value) + '\\';
-    }
+    const QString value = qEnvironmentVariable(name);
+    if (QDir::isAbsolutePath(value))
+        return value.toStdString() + '\\';
     wchar_t path[MAX_PATH] = {};
     if (FAILED(::SHGetFolderPathW(nullptr, folder, nullptr, SHGFP_TYPE_CURRENT, path)))
         return {};
@@ -104,11 +101,7 @@ bool listFolder(const std::string &path, std::vector<FolderEntry> *entries,
         search = ::FindFirstFileW(names.c_str(), &found); // not every drive knows the faster way
     if (search == INVALID_HANDLE_VALUE)                   // an empty drive has no entry at all
         return ::GetLastError() == ERROR_FILE_NOT_FOUND || failNow();
-    struct Closer
-    {
-        HANDLE search;
-        ~Closer() { ::FindClose(search); }
-    } closer{search};
+    const auto close = qScopeGuard([search] { ::FindClose(search); });
     do {
         if (!goOn())
             return fail(Error::Cancelled);
@@ -133,12 +126,12 @@ bool makeFolders(const std::string &path)
 
 std::string configurationRoot()
 {
-    return folderFromEnvironment(L"APPDATA", CSIDL_APPDATA);
+    return folderFromEnvironment("APPDATA", CSIDL_APPDATA);
 }
 
 std::string stateRoot()
 {
-    return folderFromEnvironment(L"LOCALAPPDATA", CSIDL_LOCAL_APPDATA);
+    return folderFromEnvironment("LOCALAPPDATA", CSIDL_LOCAL_APPDATA);
 }
 
 char separator()

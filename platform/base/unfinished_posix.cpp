@@ -7,11 +7,13 @@
 #include "system.h"
 #include "temporaryfile.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <ctime>
 #include <dirent.h>
 #include <fcntl.h>
+#include <iterator>
 #include <memory>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -55,21 +57,20 @@ bool isOfThisMachine(int file)
     struct statfs info;
     if (::fstatfs(file, &info) != 0)
         return false;
-    switch (static_cast<std::uint32_t>(info.f_type)) {
-    case 0xef53:     // ext2, ext3, ext4
-    case 0x58465342: // XFS
-    case 0x9123683e: // Btrfs
-    case 0x01021994: // tmpfs
-    case 0xf2f52010: // F2FS
-    case 0x2fc12fc1: // ZFS
-    case 0x794c7630: // overlayfs
-    case 0x4d44:     // FAT
-    case 0x2011bab0: // exFAT
-    case 0x7366746e: // NTFS
-        return true;
-    default:
-        return false;
-    }
+    static constexpr std::uint32_t kOfOneMachine[] = {
+        0xef53,     // ext2, ext3, ext4
+        0x58465342, // XFS
+        0x9123683e, // Btrfs
+        0x01021994, // tmpfs
+        0xf2f52010, // F2FS
+        0x2fc12fc1, // ZFS
+        0x794c7630, // overlayfs
+        0x4d44,     // FAT
+        0x2011bab0, // exFAT
+        0x7366746e, // NTFS
+    };
+    return std::count(std::begin(kOfOneMachine), std::end(kOfOneMachine),
+                      static_cast<std::uint32_t>(info.f_type)) != 0;
 #else
     (void)file;
     return false;

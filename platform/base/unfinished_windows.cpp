@@ -6,8 +6,9 @@
 #include "temporaryfile.h"
 #include "winapi.h"
 
+#include <QScopeGuard>
+
 #include <cstring>
-#include <memory>
 #include <vector>
 
 namespace hq::system {
@@ -115,8 +116,7 @@ void removeAbandoned(const std::string &folder, const NativeFile &,
     const HANDLE search = ::FindFirstFileW(native(folder + ".*.pellory-*.part").c_str(), &found);
     if (search == INVALID_HANDLE_VALUE)
         return;
-    const std::unique_ptr<void, BOOL (*)(HANDLE)> closer(
-        search, [](HANDLE handle) { return ::FindClose(handle); });
+    const auto close = qScopeGuard([search] { ::FindClose(search); });
     do {
         constexpr DWORD kOther = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
         const std::string name = narrow(found.cFileName);

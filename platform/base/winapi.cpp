@@ -7,6 +7,8 @@
 #include <aclapi.h>
 #include <sddl.h>
 
+#include <QString>
+
 namespace hq::system {
 
 namespace {
@@ -67,21 +69,12 @@ bool failNow()
 
 std::wstring wide(const std::string &text)
 {
-    const int size = static_cast<int>(text.size());
-    const int length = ::MultiByteToWideChar(CP_UTF8, 0, text.data(), size, nullptr, 0);
-    std::wstring result(static_cast<std::size_t>(length), L'\0');
-    ::MultiByteToWideChar(CP_UTF8, 0, text.data(), size, result.data(), length);
-    return result;
+    return QString::fromStdString(text).toStdWString();
 }
 
 std::string narrow(const std::wstring &text)
 {
-    const int size = static_cast<int>(text.size());
-    const int length =
-        ::WideCharToMultiByte(CP_UTF8, 0, text.data(), size, nullptr, 0, nullptr, nullptr);
-    std::string result(static_cast<std::size_t>(length), '\0');
-    ::WideCharToMultiByte(CP_UTF8, 0, text.data(), size, result.data(), length, nullptr, nullptr);
-    return result;
+    return QString::fromStdWString(text).toStdString();
 }
 
 std::wstring native(const std::string &path)

@@ -9,9 +9,12 @@
 #include <QJsonObject>
 #include <QStringList>
 
+#include <algorithm>
 #include <cstdlib>
 #include <ctime>
+#include <iterator>
 #include <string>
+#include <utility>
 
 namespace hq {
 
@@ -21,35 +24,27 @@ constexpr int kMaxWordCharacters = 200;
 
 Error errorOfResult(CURLcode result)
 {
-    switch (result) {
-    case CURLE_ABORTED_BY_CALLBACK:
-        return Error::Cancelled;
-    case CURLE_OPERATION_TIMEDOUT:
-        return Error::TimedOut;
-    case CURLE_COULDNT_RESOLVE_PROXY:
-    case CURLE_COULDNT_RESOLVE_HOST:
-        return Error::NameNotResolved;
-    case CURLE_COULDNT_CONNECT:
-        return Error::CannotConnect;
-    case CURLE_SSL_CONNECT_ERROR:
-        return Error::SecureChannelError;
-    case CURLE_PEER_FAILED_VERIFICATION:
-    case CURLE_SSL_CERTPROBLEM:
-    case CURLE_SSL_CACERT_BADFILE:
-    case CURLE_SSL_CIPHER:
-    case CURLE_SSL_ISSUER_ERROR:
-        return Error::SecureFailure;
-    case CURLE_URL_MALFORMAT:
-        return Error::InvalidName;
-    case CURLE_UNKNOWN_OPTION:
-        return Error::NotSupported;
-    case CURLE_UNSUPPORTED_PROTOCOL: // no HTTP, or a redirect to something else
-    case CURLE_TOO_MANY_REDIRECTS:
-    case CURLE_WRITE_ERROR:
-        return Error::InvalidServerResponse;
-    default:
-        return Error::ConnectionLost;
-    }
+    static constexpr std::pair<CURLcode, Error> kErrors[] = {
+        {CURLE_ABORTED_BY_CALLBACK, Error::Cancelled},
+        {CURLE_OPERATION_TIMEDOUT, Error::TimedOut},
+        {CURLE_COULDNT_RESOLVE_PROXY, Error::NameNotResolved},
+        {CURLE_COULDNT_RESOLVE_HOST, Error::NameNotResolved},
+        {CURLE_COULDNT_CONNECT, Error::CannotConnect},
+        {CURLE_SSL_CONNECT_ERROR, Error::SecureChannelError},
+        {CURLE_PEER_FAILED_VERIFICATION, Error::SecureFailure},
+        {CURLE_SSL_CERTPROBLEM, Error::SecureFailure},
+        {CURLE_SSL_CACERT_BADFILE, Error::SecureFailure},
+        {CURLE_SSL_CIPHER, Error::SecureFailure},
+        {CURLE_SSL_ISSUER_ERROR, Error::SecureFailure},
+        {CURLE_URL_MALFORMAT, Error::InvalidName},
+        {CURLE_UNKNOWN_OPTION, Error::NotSupported},
+        {CURLE_UNSUPPORTED_PROTOCOL, Error::InvalidServerResponse}, // no HTTP, or a redirect to it
+        {CURLE_TOO_MANY_REDIRECTS, Error::InvalidServerResponse},
+        {CURLE_WRITE_ERROR, Error::InvalidServerResponse},
+    };
+    const auto found = std::find_if(std::begin(kErrors), std::end(kErrors),
+                                    [result](const auto &error) { return error.first == result; });
+    return found == std::end(kErrors) ? Error::ConnectionLost : found->second;
 }
 
 QString jsonWord(const QJsonObject &object)
@@ -118,10 +113,9 @@ Error errorOf(const HttpResponse &response)
     case 403:
     case 407:
         return Error::AccessDenied;
-    case 404: {
-        const bool bucketMissing = parseS3Error(response.body).code == "NoSuchBucket";
-        return bucketMissing ? Error::PathNotFound : Error::FileNotFound;
-    }
+    case 404:
+        return parseS3Error(response.body).code == "NoSuchBucket" ? Error::PathNotFound
+                                                                  : Error::FileNotFound;
     case 405:
         return Error::NotSupported;
     case 410:
@@ -129,10 +123,9 @@ Error errorOf(const HttpResponse &response)
     case 408:
     case 504:
         return Error::TimedOut;
-    case 412:
-        return response.isConditional ? Error::SourceChanged : Error::InvalidServerResponse;
     default:
-        return Error::InvalidServerResponse;
+        return response.status == 412 && response.isConditional ? Error::SourceChanged
+                                                                : Error::InvalidServerResponse;
     }
 }
 

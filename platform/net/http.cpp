@@ -59,12 +59,12 @@ bool isEndlessLine(CURLcode result)
     return result == CURLE_OUT_OF_MEMORY;
 }
 
-std::string trimmed(std::string_view text)
+template <typename Value>
+Value info(CURL *easy, CURLINFO what)
 {
-    const auto first = text.find_first_not_of(" \t\r\n");
-    if (first == std::string_view::npos)
-        return {};
-    return std::string(text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1));
+    Value value{};
+    curl_easy_getinfo(easy, what, &value);
+    return value;
 }
 
 } // namespace
@@ -129,8 +129,8 @@ bool HttpTransfer::prepare(CURL *easy)
     const auto need = [easy, &areKept](CURLoption option, auto value) {
         areKept = curl_easy_setopt(easy, option, value) == CURLE_OK && areKept;
     };
-    curl_easy_setopt(easy, CURLOPT_URL,
-                     m_request.url.c_str()); // without one curl says that it is malformed
+    // curl itself says of an empty address that it is malformed.
+    curl_easy_setopt(easy, CURLOPT_URL, m_request.url.c_str());
     need(CURLOPT_PATH_AS_IS, 1L);
     need(CURLOPT_HTTPHEADER, m_headerList);
     need(CURLOPT_PRIVATE, this);
@@ -198,15 +198,10 @@ void HttpTransfer::finish(CURLcode result)
     }
     m_response.result = result;
     if (m_easy) {
-        curl_off_t sent = 0;
-        curl_off_t answered = 0;
-        long proxyStatus = 0;
-        long connects = 0;
-        curl_easy_getinfo(m_easy, CURLINFO_PRETRANSFER_TIME_T, &sent);
-        curl_easy_getinfo(m_easy, CURLINFO_STARTTRANSFER_TIME_T, &answered);
-        curl_easy_getinfo(m_easy, CURLINFO_HTTP_CONNECTCODE, &proxyStatus);
-        curl_easy_getinfo(m_easy, CURLINFO_NUM_CONNECTS, &connects);
-        m_response.isOnReusedConnection = connects == 0;
+        const auto sent = info<curl_off_t>(m_easy, CURLINFO_PRETRANSFER_TIME_T);
+        const auto answered = info<curl_off_t>(m_easy, CURLINFO_STARTTRANSFER_TIME_T);
+        const auto proxyStatus = info<long>(m_easy, CURLINFO_HTTP_CONNECTCODE);
+        m_response.isOnReusedConnection = info<long>(m_easy, CURLINFO_NUM_CONNECTS) == 0;
         m_response.latencyMicroseconds = static_cast<int>(std::max<curl_off_t>(answered - sent, 0));
         m_response.isFromProxy = m_response.status == 407;
         if (result != CURLE_OK && m_response.status == 0 && proxyStatus >= 300) {
@@ -223,7 +218,7 @@ void HttpTransfer::expire(Clock::time_point now)
 {
     curl_off_t sent = 0; // microseconds since the start
     if (!m_isSent && m_head != Head::Complete)
-        curl_easy_getinfo(m_easy, CURLINFO_PRETRANSFER_TIME_T, &sent);
+        sent = info<curl_off_t>(m_easy, CURLINFO_PRETRANSFER_TIME_T);
     if (sent > 0) {
         m_isSent = true;
         m_due = std::min(m_request.deadline,
@@ -249,12 +244,14 @@ std::size_t HttpTransfer::onHeader(char *data, std::size_t, std::size_t size, vo
     if (transfer->m_head == Head::Awaited) {
         transfer->m_head = Head::Open;
         response.headers.clear();
-        curl_easy_getinfo(transfer->m_easy, CURLINFO_RESPONSE_CODE, &response.status);
+        response.status = info<long>(transfer->m_easy, CURLINFO_RESPONSE_CODE);
     } else if (line[0] == '\r' || line[0] == '\n') {
         transfer->endHead();
     } else if (const auto colon = line.find(':'); colon != std::string_view::npos) {
         response.headers[lowerCase(std::string(line.substr(0, colon)))] =
-            trimmed(line.substr(colon + 1));
+            QByteArray(line.data() + colon + 1, static_cast<int>(size - colon - 1))
+                .trimmed()
+                .toStdString();
     }
     return size;
 }
@@ -267,9 +264,7 @@ void HttpTransfer::endHead()
     m_head = isInterim || isFollowed ? Head::Awaited : Head::Complete;
     if (m_head != Head::Complete)
         return;
-    curl_off_t seconds = 0;
-    curl_easy_getinfo(m_easy, CURLINFO_RETRY_AFTER, &seconds);
-    m_response.retryAfter = std::chrono::seconds(seconds);
+    m_response.retryAfter = std::chrono::seconds(info<curl_off_t>(m_easy, CURLINFO_RETRY_AFTER));
     allow(isRefusal() ? timeLimits().refusal : timeLimits().stall);
 }
 

@@ -2,8 +2,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "net/networkfile.h"
 
-#include "base/text.h"
 #include "net/failure.h"
+
+#include <QRegularExpression>
 
 #include <algorithm>
 #include <limits>
@@ -292,14 +293,8 @@ bool NetworkFile::hasNextPage() const
     if (!m_response.header("x-paging-nextkey").empty())
         return true;
     // <address>; rel="next", <address>; rel="last"
-    const std::string links = lowerCase(m_response.header("link"));
-    for (std::size_t at = links.find("rel="); at != std::string::npos;
-         at = links.find("rel=", at + 1)) {
-        const std::size_t end = links.find_first_of(";,", at);
-        if (links.substr(at, end - at).find("next") != std::string::npos)
-            return true;
-    }
-    return false;
+    const QRegularExpression next("rel=[^;,]*next", QRegularExpression::CaseInsensitiveOption);
+    return QString::fromStdString(m_response.header("link")).contains(next);
 }
 
 } // namespace hq

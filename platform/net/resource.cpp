@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "net/resource.h"
 
-#include <charconv>
-#include <string_view>
+#include <QRegularExpression>
+
 #include <utility>
 
 namespace hq {
@@ -38,28 +38,14 @@ bool perform(Resource &resource, const RequestOptions &options, HttpResponse *re
 
 ContentRange contentRange(const HttpResponse &response)
 {
-    const std::string text = response.header("content-range");
-    const char *at = text.data();
-    const char *const end = at + text.size();
-    const auto skip = [&](std::string_view expected) {
-        const bool matches = static_cast<std::size_t>(end - at) >= expected.size() &&
-                             expected.compare(0, expected.size(), at, expected.size()) == 0;
-        at += matches ? expected.size() : 0;
-        return matches;
+    const QRegularExpression form("^bytes (?:(\\d+)-(\\d+)|\\*)(?:/(?:(\\d+)|\\*))?$");
+    const auto match = form.match(QString::fromStdString(response.header("content-range")));
+    const auto number = [&match](int part) {
+        bool isNumber = false;
+        const qint64 value = match.captured(part).toLongLong(&isNumber);
+        return isNumber ? value : -1;
     };
-    const auto number = [&](std::int64_t *value) {
-        const auto [behind, error] = std::from_chars(at, end, *value);
-        at = behind;
-        return error == std::errc() && *value >= 0;
-    };
-    ContentRange range;
-    if (!skip("bytes "))
-        return range;
-    if (!skip("*") && !(number(&range.first) && skip("-") && number(&range.last)))
-        return {};
-    if (skip("/") && !skip("*") && !number(&range.total))
-        return {};
-    return range;
+    return {number(1), number(2), number(3)};
 }
 
 } // namespace hq

@@ -11,6 +11,7 @@
 #include <QRandomGenerator>
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
 
 namespace hq {
@@ -24,25 +25,20 @@ constexpr std::chrono::seconds kMaxTold{5};
 
 bool isConnectionError(const HttpResponse &response)
 {
-    switch (response.result) {
-    case CURLE_UNSUPPORTED_PROTOCOL:
-    case CURLE_WRITE_ERROR:
-        // Not HTTP: the rest of a response that was longer than it said.
+    static constexpr CURLcode kErrors[] = {CURLE_COULDNT_RESOLVE_PROXY,
+                                           CURLE_COULDNT_RESOLVE_HOST,
+                                           CURLE_COULDNT_CONNECT,
+                                           CURLE_WEIRD_SERVER_REPLY,
+                                           CURLE_PARTIAL_FILE,
+                                           CURLE_OPERATION_TIMEDOUT,
+                                           CURLE_SSL_CONNECT_ERROR,
+                                           CURLE_GOT_NOTHING,
+                                           CURLE_SEND_ERROR,
+                                           CURLE_RECV_ERROR};
+    // Not HTTP: the rest of a response that was longer than it said.
+    if (response.result == CURLE_UNSUPPORTED_PROTOCOL || response.result == CURLE_WRITE_ERROR)
         return response.status == 0 && response.isOnReusedConnection;
-    case CURLE_COULDNT_RESOLVE_PROXY:
-    case CURLE_COULDNT_RESOLVE_HOST:
-    case CURLE_COULDNT_CONNECT:
-    case CURLE_WEIRD_SERVER_REPLY:
-    case CURLE_PARTIAL_FILE:
-    case CURLE_OPERATION_TIMEDOUT:
-    case CURLE_SSL_CONNECT_ERROR:
-    case CURLE_GOT_NOTHING:
-    case CURLE_SEND_ERROR:
-    case CURLE_RECV_ERROR:
-        return true;
-    default:
-        return false;
-    }
+    return std::find(std::begin(kErrors), std::end(kErrors), response.result) != std::end(kErrors);
 }
 
 bool isBusyStatus(long status)
