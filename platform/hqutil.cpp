@@ -30,6 +30,19 @@ using hq::fail;
 using hq::guarded;
 using hq::guardedBool;
 
+// Runs a call on an open file.
+template <typename Call>
+int onFile(HQHANDLE file, Call call) noexcept
+{
+    return guardedBool([&] { return hq::HandleTable::instance().with(file, call); });
+}
+
+template <typename Call>
+int onPath(const char *path, Call call) noexcept
+{
+    return guardedBool([&] { return path ? call(path) : fail(Error::InvalidParameter); });
+}
+
 HQ_PRINTF(1, 0) std::optional<std::string> formatted(const char *format, va_list arguments)
 {
     va_list again;
@@ -143,37 +156,29 @@ int hqOSReadFile(HQHANDLE file, void *buffer, uint32_t count, uint32_t *read, vo
 {
     if (read)
         *read = 0;
-    return guardedBool([&] {
-        if (!read || (!buffer && count > 0))
-            return fail(Error::InvalidParameter);
-        std::uint32_t done = 0;
-        const bool succeeded = hq::HandleTable::instance().with(
-            file, [&](hq::File &opened) { return opened.read(buffer, count, &done); });
-        *read = succeeded ? done : 0;
-        return succeeded;
-    });
+    if (!read || (!buffer && count > 0))
+        return fail(Error::InvalidParameter);
+    std::uint32_t done = 0;
+    const int succeeded =
+        onFile(file, [&](hq::File &opened) { return opened.read(buffer, count, &done); });
+    *read = succeeded ? done : 0;
+    return succeeded;
 }
 
 int hqOSGetFileSizeEx(HQHANDLE file, int64_t *size)
 {
-    return guardedBool([&] {
-        if (!size)
-            return fail(Error::InvalidParameter);
-        std::int64_t found = 0;
-        if (!hq::HandleTable::instance().with(
-                file, [&found](hq::File &opened) { return opened.size(&found); }))
-            return false;
-        *size = found;
-        return true;
-    });
+    if (!size)
+        return fail(Error::InvalidParameter);
+    std::int64_t found = 0;
+    if (!onFile(file, [&found](hq::File &opened) { return opened.size(&found); }))
+        return 0;
+    *size = found;
+    return 1;
 }
 
 int hqOSSeek(HQHANDLE file, int64_t position)
 {
-    return guardedBool([&] {
-        return hq::HandleTable::instance().with(
-            file, [position](hq::File &opened) { return opened.seek(position); });
-    });
+    return onFile(file, [position](hq::File &opened) { return opened.seek(position); });
 }
 
 int hqOSfprintf(HQHANDLE file, const char *format, ...)
@@ -205,34 +210,26 @@ uint32_t hqOSGetLastError(void)
 
 int hqOSFileIsDir(const char *path)
 {
-    return guardedBool([path] {
-        if (!path)
-            return fail(Error::InvalidParameter);
-        if (hq::isNetworkSource(path))
-            return hq::network::isFolder(path);
-        return hq::system::kindOf(path) == hq::system::Kind::Folder;
+    return onPath(path, [](const std::string &place) {
+        return hq::isNetworkSource(place) ? hq::network::isFolder(place)
+                                          : hq::system::kindOf(place) == hq::system::Kind::Folder;
     });
 }
 
 int hqOSFileExists(const char *path)
 {
-    return guardedBool([path] {
-        if (!path)
-            return fail(Error::InvalidParameter);
-        if (hq::isNetworkSource(path))
-            return hq::network::isFolder(path) || hq::network::open(path) != nullptr;
-        return hq::system::kindOf(path) != hq::system::Kind::Missing;
+    return onPath(path, [](const std::string &place) {
+        return hq::isNetworkSource(place)
+                   ? hq::network::isFolder(place) || hq::network::open(place) != nullptr
+                   : hq::system::kindOf(place) != hq::system::Kind::Missing;
     });
 }
 
 int hqOSDeleteFile(const char *path)
 {
-    return guardedBool([path] {
-        if (!path)
-            return fail(Error::InvalidParameter);
-        if (hq::isNetworkSource(path))
-            return fail(Error::NotSupported);
-        return hq::system::removeFile(path);
+    return onPath(path, [](const std::string &place) {
+        return hq::isNetworkSource(place) ? fail(Error::NotSupported)
+                                          : hq::system::removeFile(place);
     });
 }
 
@@ -243,9 +240,7 @@ int hqOSCopyFile(const char *source, const char *destination, int keepExisting)
 
 int hqOSIsNetworkSource(const char *address)
 {
-    return guardedBool([address] {
-        return address ? hq::isNetworkSource(address) : fail(Error::InvalidParameter);
-    });
+    return onPath(address, hq::isNetworkSource);
 }
 
 int hqOSGetConfigDir(char *buffer, int)

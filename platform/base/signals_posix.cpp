@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <optional>
 #include <thread>
 #include <unistd.h>
 #include <utility>
@@ -39,8 +40,7 @@ extern "C" void handleSignal(int)
 
 struct EndSignals::State
 {
-    std::array<struct sigaction, kSignals.size()> before{};
-    std::array<bool, kSignals.size()> isCaught{};
+    std::array<std::optional<struct sigaction>, kSignals.size()> before; // of those that are caught
     int pipe[2] = {-1, -1};
     std::thread reader;
 };
@@ -68,10 +68,10 @@ EndSignals::EndSignals(std::function<void()> stop) : m_state(std::make_unique<St
     action.sa_flags = SA_RESTART | static_cast<int>(SA_RESETHAND);
     ::sigemptyset(&action.sa_mask);
     for (std::size_t i = 0; i < kSignals.size(); ++i) {
-        const int number = kSignals[i];
-        state.isCaught[i] = ::sigaction(number, nullptr, &state.before[i]) == 0 &&
-                            state.before[i].sa_handler != SIG_IGN &&
-                            ::sigaction(number, &action, nullptr) == 0;
+        struct sigaction before;
+        if (::sigaction(kSignals[i], nullptr, &before) == 0 && before.sa_handler != SIG_IGN &&
+            ::sigaction(kSignals[i], &action, nullptr) == 0)
+            state.before[i] = before;
     }
 }
 
@@ -79,8 +79,8 @@ EndSignals::~EndSignals()
 {
     State &state = *m_state;
     for (std::size_t i = 0; i < kSignals.size(); ++i) {
-        if (state.isCaught[i])
-            ::sigaction(kSignals[i], &state.before[i], nullptr);
+        if (state.before[i])
+            ::sigaction(kSignals[i], &*state.before[i], nullptr);
     }
     if (!state.reader.joinable())
         return;

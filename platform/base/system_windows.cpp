@@ -9,9 +9,6 @@
 #include <QDir>
 #include <QScopeGuard>
 
-#include <algorithm>
-#include <utility>
-
 namespace hq::system {
 
 namespace {

@@ -74,36 +74,28 @@ std::shared_ptr<Repository> repository(const std::string &host)
     return found;
 }
 
-// Has the repository to itself as long as it lives; not when the thread is stopped or the time is
-// over first. Not a timed mutex, which the thread sanitizer does not see.
-class RepositoryHold
+struct Release
 {
-public:
-    RepositoryHold(Repository &target, Clock::time_point end) : m_target(target)
+    void operator()(Repository *target) const
     {
-        std::unique_lock lock(target.mutex);
-        while (target.isHeld && !isStopped() && Clock::now() < end)
-            target.released.wait_for(lock, milliseconds(kStopPollMilliseconds));
-        m_holds = !target.isHeld && !isStopped();
-        target.isHeld = target.isHeld || m_holds;
+        const std::lock_guard lock(target->mutex);
+        target->isHeld = false;
+        target->released.notify_one();
     }
-    ~RepositoryHold()
-    {
-        if (!m_holds)
-            return;
-        const std::lock_guard lock(m_target.mutex);
-        m_target.isHeld = false;
-        m_target.released.notify_one();
-    }
-    RepositoryHold(const RepositoryHold &) = delete;
-    RepositoryHold &operator=(const RepositoryHold &) = delete;
-
-    explicit operator bool() const { return m_holds; }
-
-private:
-    Repository &m_target;
-    bool m_holds;
 };
+
+// Has the repository to itself as long as the result lives; null when the thread is stopped or the
+// time is over first. Not a timed mutex, which the thread sanitizer does not see.
+std::unique_ptr<Repository, Release> hold(Repository &target, Clock::time_point end)
+{
+    std::unique_lock lock(target.mutex);
+    while (target.isHeld && !isStopped() && Clock::now() < end)
+        target.released.wait_for(lock, milliseconds(kStopPollMilliseconds));
+    if (target.isHeld || isStopped())
+        return nullptr;
+    target.isHeld = true;
+    return std::unique_ptr<Repository, Release>(&target);
+}
 
 // None when the host is not a configured repository.
 std::optional<Client> configuredClient(const std::string &host)
@@ -272,8 +264,8 @@ bool bearerToken(const std::string &host, std::string *token, const Patience &pa
 {
     token->clear();
     const auto target = repository(host);
-    const RepositoryHold hold(*target, patience.end());
-    if (!hold)
+    const auto held = hold(*target, patience.end());
+    if (!held)
         return fail(isStopped() ? Error::Cancelled : Error::TimedOut);
     // The window can change or remove a repository at any time.
     std::optional<Client> client = configuredClient(host);
@@ -296,8 +288,8 @@ bool bearerToken(const std::string &host, std::string *token, const Patience &pa
 void refuseBearerToken(const std::string &host, const std::string &token, const Patience &patience)
 {
     const auto target = repository(host);
-    const RepositoryHold hold(*target, patience.end());
-    if (hold && target->token == token)
+    const auto held = hold(*target, patience.end());
+    if (held && target->token == token)
         target->token.clear();
 }
 

@@ -287,18 +287,15 @@ std::size_t HttpTransfer::onBody(char *data, std::size_t, std::size_t size, void
         flow = Flow::Abort;
     else
         response.body.append(data, size);
-    switch (flow) {
-    case Flow::Continue:
-        transfer->m_request.deadline = Clock::time_point::max();
-        transfer->allow(timeLimits().stall);
-        return size;
-    case Flow::Pause:
+    if (flow == Flow::Abort)
+        return 0;
+    if (flow == Flow::Pause) {
         transfer->m_due = Clock::time_point::max();
         return CURL_WRITEFUNC_PAUSE;
-    case Flow::Abort:
-        break;
     }
-    return 0;
+    transfer->m_request.deadline = Clock::time_point::max();
+    transfer->allow(timeLimits().stall);
+    return size;
 }
 
 } // namespace hq

@@ -33,53 +33,23 @@ void initialiseCurl()
 }
 
 // The clients that nobody uses, those given back last at the end.
-class ClientPool
+struct ClientPool
 {
-public:
+    struct Idle
+    {
+        std::unique_ptr<HttpClient> client;
+        Clock::time_point since;
+    };
+    std::mutex mutex;
+    std::vector<Idle> idle;
+
+    ClientPool() { idle.reserve(kIdleClients + 1); }
     static ClientPool &shared()
     {
         // Never destroyed: threads may still be at work when the process ends.
         static auto *const pool = new ClientPool;
         return *pool;
     }
-
-    std::unique_ptr<HttpClient> take()
-    {
-        std::vector<std::unique_ptr<HttpClient>> old; // closed when the lock is off
-        const std::lock_guard lock(m_mutex);
-        const auto limit = Clock::now() - kMaxIdle;
-        while (!m_idle.empty() && m_idle.front().since < limit) {
-            old.push_back(std::move(m_idle.front().client));
-            m_idle.erase(m_idle.begin());
-        }
-        if (m_idle.empty())
-            return nullptr;
-        auto client = std::move(m_idle.back().client);
-        m_idle.pop_back();
-        return client;
-    }
-
-    void give(std::unique_ptr<HttpClient> client)
-    {
-        const std::lock_guard lock(m_mutex);
-        m_idle.push_back({std::move(client), Clock::now()});
-        if (m_idle.size() > kIdleClients) {
-            client = std::move(m_idle.front().client);
-            m_idle.erase(m_idle.begin());
-        }
-    }
-
-private:
-    struct Idle
-    {
-        std::unique_ptr<HttpClient> client;
-        Clock::time_point since;
-    };
-
-    ClientPool() { m_idle.reserve(kIdleClients + 1); }
-
-    std::mutex m_mutex;
-    std::vector<Idle> m_idle;
 };
 
 } // namespace
@@ -100,15 +70,30 @@ HttpClient::~HttpClient()
 
 void HttpClient::GiveBack::operator()(HttpClient *client) const noexcept
 {
-    ClientPool::shared().give(std::unique_ptr<HttpClient>(client));
+    ClientPool &pool = ClientPool::shared();
+    ClientPool::Idle oldest; // closed when the lock is off
+    const std::lock_guard lock(pool.mutex);
+    pool.idle.push_back({std::unique_ptr<HttpClient>(client), Clock::now()});
+    if (pool.idle.size() > kIdleClients) {
+        oldest = std::move(pool.idle.front());
+        pool.idle.erase(pool.idle.begin());
+    }
 }
 
 HttpClient::Lease HttpClient::lease()
 {
-    auto client = ClientPool::shared().take();
-    if (!client)
-        client = std::make_unique<HttpClient>();
-    return Lease(client.release());
+    ClientPool &pool = ClientPool::shared();
+    std::vector<ClientPool::Idle> old; // closed when the lock is off
+    const std::lock_guard lock(pool.mutex);
+    while (!pool.idle.empty() && pool.idle.front().since < Clock::now() - kMaxIdle) {
+        old.push_back(std::move(pool.idle.front()));
+        pool.idle.erase(pool.idle.begin());
+    }
+    if (pool.idle.empty())
+        return Lease(new HttpClient);
+    Lease client(pool.idle.back().client.release());
+    pool.idle.pop_back();
+    return client;
 }
 
 void HttpClient::start(HttpTransfer &transfer)

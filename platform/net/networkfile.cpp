@@ -5,6 +5,7 @@
 #include "net/failure.h"
 
 #include <QRegularExpression>
+#include <QScopeGuard>
 
 #include <algorithm>
 #include <limits>
@@ -23,17 +24,11 @@ constexpr int kMaxRepeats = 6;                  // in a row, of a source that ne
 constexpr std::int64_t kLastPosition = std::numeric_limits<std::int64_t>::max() - (1LL << 40);
 
 // The time of a call counts, the time between two calls does not.
-class Waiting
+auto countTime(Patience &patience)
 {
-public:
-    explicit Waiting(Patience &patience) : m_patience(patience) { m_patience.resume(); }
-    ~Waiting() { m_patience.pause(); }
-    Waiting(const Waiting &) = delete;
-    Waiting &operator=(const Waiting &) = delete;
-
-private:
-    Patience &m_patience;
-};
+    patience.resume();
+    return qScopeGuard([&patience] { patience.pause(); });
+}
 
 } // namespace
 
@@ -74,7 +69,7 @@ void NetworkFile::noteArrival(std::int64_t buffered)
 
 bool NetworkFile::start()
 {
-    const Waiting waiting(m_retryState.patience());
+    const auto counting = countTime(m_retryState.patience());
     return startAt(0) || giveUp();
 }
 
@@ -172,7 +167,7 @@ bool NetworkFile::beginAgain()
 {
     if (!m_mayBeginAgain)
         return false;
-    const Waiting waiting(m_retryState.patience());
+    const auto counting = countTime(m_retryState.patience());
     m_mayBeginAgain = false;
     m_isLost = false;
     m_isHandedOut = false;
@@ -192,7 +187,7 @@ bool NetworkFile::read(void *buffer, std::uint32_t count, std::uint32_t *read)
     }
     if (m_isLost)
         return fail(Error::ConnectionLost);
-    const Waiting waiting(m_retryState.patience());
+    const auto counting = countTime(m_retryState.patience());
     const std::int64_t before = m_position;
     if (!readAll(static_cast<char *>(buffer), count)) {
         m_position = before;
@@ -240,7 +235,7 @@ bool NetworkFile::size(std::int64_t *size)
 {
     if (m_size < 0 && m_isLost)
         return fail(Error::ConnectionLost);
-    const Waiting waiting(m_retryState.patience());
+    const auto counting = countTime(m_retryState.patience());
     if (m_size < 0 && m_position < kLastPosition && !findSize())
         return giveUp();
     *size = m_size;

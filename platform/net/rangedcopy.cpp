@@ -57,7 +57,8 @@ public:
                 return fail(Error::Cancelled);
             if (Clock::now() >= m_patience.end())
                 return failWith(m_lastFailure);
-            startParts();
+            for (Part *part = nullptr; mayStart() && (part = nextPart());)
+                start(*part);
             m_client->step(waitMilliseconds());
             if (!settleParts())
                 return false;
@@ -69,16 +70,6 @@ public:
     }
 
 private:
-    void startParts()
-    {
-        while (mayStart()) {
-            Part *part = nextPart();
-            if (!part)
-                return;
-            start(*part);
-        }
-    }
-
     // One that broke off, else the first bytes that no part has; null when none is left.
     Part *nextPart()
     {

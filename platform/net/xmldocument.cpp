@@ -66,18 +66,11 @@ QXmlStreamReader::TokenType XmlDocument::advance()
 
 bool XmlDocument::nextChild()
 {
-    while (true) {
-        switch (advance()) {
-        case QXmlStreamReader::StartElement:
-            return true;
-        case QXmlStreamReader::EndElement:
-        case QXmlStreamReader::EndDocument:
-        case QXmlStreamReader::Invalid:
-            return false;
-        default:
-            break;
-        }
-    }
+    auto token = advance();
+    while (token != QXmlStreamReader::StartElement && token != QXmlStreamReader::EndElement &&
+           token != QXmlStreamReader::EndDocument && token != QXmlStreamReader::Invalid)
+        token = advance();
+    return token == QXmlStreamReader::StartElement;
 }
 
 std::string XmlDocument::text()

@@ -9,7 +9,6 @@
 #include "net/validator.h"
 
 #include <memory>
-#include <string>
 
 namespace hq {
 
