@@ -7,8 +7,10 @@
 #include "hqutil.h"
 #include "regioncache.h"
 
+#include <algorithm>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -23,40 +25,31 @@ void put(char *buffer, std::string_view text)
     buffer[fitting.size()] = '\0';
 }
 
-struct FolderAndName
-{
-    std::string_view folder;
-    std::string_view name;
-};
-
-FolderAndName splitPath(std::string_view path)
-{
-    if (path.size() > 1 && hq::isAddressSeparator(path.back()))
-        path.remove_suffix(1);
-    const auto separator = path.find_last_of("/\\");
-    if (separator == std::string_view::npos)
-        return {{}, path};
-    return {path.substr(0, separator), path.substr(separator + 1)};
-}
-
 struct AddressParts
 {
     hq::S3Address s3;
-    std::string path; // what folder and name are taken from
+    std::string folder;
+    std::string name;
     std::string region;
 };
 
 AddressParts takeApart(std::string_view address)
 {
     AddressParts parts;
+    std::string path;
     if (auto parsed = hq::S3Address::parse(address)) {
         parts.s3 = std::move(*parsed);
-        parts.path = parts.s3.rawKey;
         parts.region = hq::knownRegion(parts.s3);
+        path = parts.s3.rawKey;
     } else if (!hq::isS3Address(address)) {
-        const bool web = address.find("://") != std::string_view::npos;
-        parts.path = web ? hq::webAddressWithoutCredentials(address) : std::string(address);
+        const bool isWeb = address.find("://") != std::string_view::npos;
+        path = isWeb ? hq::webAddressWithoutCredentials(address) : std::string(address);
     }
+    if (path.size() > 1 && hq::isAddressSeparator(path.back()))
+        path.pop_back();
+    const std::size_t name = path.find_last_of("/\\") + 1;
+    parts.name = path.substr(name);
+    parts.folder = path.substr(0, std::max<std::size_t>(name, 1) - 1);
     return parts;
 }
 
@@ -67,10 +60,9 @@ void hqOSAwsParse(const char *address, char *bucket, char *folder, char *name, c
 {
     const AddressParts parts =
         hq::guarded(AddressParts(), [address] { return takeApart(address ? address : ""); });
-    const FolderAndName split = splitPath(parts.path);
     put<256>(bucket, parts.s3.bucket);
-    put<4096>(folder, split.folder);
-    put<4096>(name, split.name);
+    put<4096>(folder, parts.folder);
+    put<4096>(name, parts.name);
     put<64>(region, parts.region);
     put<1512>(key, parts.s3.accessKey);
     put<1512>(secret, parts.s3.secret);

@@ -6,19 +6,12 @@ namespace hq {
 
 namespace {
 
-// Far from small numbers and null, which are what a wrong handle usually is; odd steps keep clear
-// of addresses too.
-constexpr std::uintptr_t kFirst = 0x48510001;
-constexpr std::uintptr_t kStep = 2;
-
 std::uintptr_t number(HQHANDLE handle)
 {
     return reinterpret_cast<std::uintptr_t>(handle);
 }
 
 } // namespace
-
-HandleTable::HandleTable() : m_next(kFirst) {}
 
 HandleTable &HandleTable::instance()
 {
@@ -34,7 +27,7 @@ HQHANDLE HandleTable::add(std::unique_ptr<File> file)
     const std::lock_guard<std::mutex> lock(m_mutex);
     const std::uintptr_t handle = m_next;
     m_entries.emplace(handle, std::move(entry));
-    m_next += kStep;
+    m_next += 2;
     return reinterpret_cast<HQHANDLE>(handle);
 }
 

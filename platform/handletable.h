@@ -47,8 +47,9 @@ private:
 
     std::mutex m_mutex;
     std::unordered_map<std::uintptr_t, std::shared_ptr<Entry>> m_entries;
-    std::uintptr_t m_next;
-    HandleTable();
+    // Far from small numbers and null, which are what a wrong handle usually is; odd steps keep
+    // clear of addresses too.
+    std::uintptr_t m_next = 0x48510001;
 };
 
 } // namespace hq

@@ -51,10 +51,10 @@ std::string wrongForm(std::string_view address)
 std::string meaningOf(std::string_view address)
 {
     const auto parts = S3Address::parse(address);
-    const bool isPlain = parts ? parts->site.find("://") != std::string::npos : false;
-    if (isLastError(Error::SecureChannelError) && !isPlain)
-        return "a server that speaks plain http needs \"http://\" in front of its host";
-    return {};
+    const bool namesScheme = parts && parts->site.find("://") != std::string::npos;
+    return isLastError(Error::SecureChannelError) && !namesScheme
+               ? "a server that speaks plain http needs \"http://\" in front of its host"
+               : "";
 }
 
 // "error 5 (denied), HTTP status 403, server: AccessDenied, what follows for the person".

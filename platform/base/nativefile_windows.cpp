@@ -199,16 +199,8 @@ std::int64_t minWriteBack()
 
 bool NativeFile::sync() const
 {
-    if (::FlushFileBuffers(native(m_handle)))
-        return true;
-    switch (::GetLastError()) { // some network drives have no such call
-    case ERROR_INVALID_FUNCTION:
-    case ERROR_NOT_SUPPORTED:
-    case ERROR_CALL_NOT_IMPLEMENTED:
-        return true;
-    default:
-        return failNow();
-    }
+    // Some network drives have no such call.
+    return ::FlushFileBuffers(native(m_handle)) || hasNoSuchCall(::GetLastError()) || failNow();
 }
 
 } // namespace hq::system

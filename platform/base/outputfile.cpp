@@ -20,13 +20,12 @@ bool hqOpenForWriting(QFile *file, const QString &path, bool ownerOnly)
     if (!opened.isOpen() ||
         !file->open(opened.releaseDescriptor(), QIODevice::WriteOnly, QFileDevice::AutoCloseHandle))
         return false;
-    const std::string shown = hq::harmlessAddress(path.toStdString());
-    if (exposure == Exposure::ToOthers)
-        hq::writeErrorLog("ERROR: <" + shown + "> holds credentials that other users can read");
-    else if (exposure == Exposure::ToOpeners)
-        hq::writeErrorLog("ERROR: <" + shown +
-                          "> holds credentials, could be narrowed but not replaced: "
-                          "who had it open can read them");
+    if (exposure != Exposure::None)
+        hq::writeErrorLog("ERROR: <" + hq::harmlessAddress(path.toStdString()) +
+                          (exposure == Exposure::ToOthers
+                               ? "> holds credentials that other users can read"
+                               : "> holds credentials, could be narrowed but not replaced: "
+                                 "who had it open can read them"));
     return true;
 }
 

@@ -37,12 +37,6 @@ bool renameByHandle(HANDLE file, const std::wstring &to, bool keepExisting)
         file, FileRenameInfo, info, static_cast<DWORD>(buffer.size() * sizeof(FILE_RENAME_INFO)));
 }
 
-bool hasNoSuchCall(DWORD error)
-{
-    return error == ERROR_INVALID_FUNCTION || error == ERROR_NOT_SUPPORTED ||
-           error == ERROR_INVALID_PARAMETER || error == ERROR_CALL_NOT_IMPLEMENTED;
-}
-
 } // namespace
 
 NativeFile NativeFile::createNameless(const std::string &, Rights)

@@ -67,6 +67,12 @@ bool failNow()
     return failWith(::GetLastError());
 }
 
+bool hasNoSuchCall(DWORD error)
+{
+    return error == ERROR_INVALID_FUNCTION || error == ERROR_NOT_SUPPORTED ||
+           error == ERROR_INVALID_PARAMETER || error == ERROR_CALL_NOT_IMPLEMENTED;
+}
+
 std::wstring wide(const std::string &text)
 {
     return QString::fromStdString(text).toStdWString();

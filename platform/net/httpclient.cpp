@@ -98,13 +98,9 @@ HttpClient::Lease HttpClient::lease()
 
 void HttpClient::start(HttpTransfer &transfer)
 {
-    CURL *easy = nullptr;
-    if (m_idle.empty()) {
-        easy = curl_easy_init();
-    } else {
-        easy = m_idle.back();
+    CURL *easy = m_idle.empty() ? curl_easy_init() : m_idle.back();
+    if (!m_idle.empty())
         m_idle.pop_back();
-    }
     transfer.m_client = this;
     if (!easy) {
         transfer.finish(CURLE_OUT_OF_MEMORY);

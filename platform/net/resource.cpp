@@ -8,12 +8,16 @@
 
 namespace hq {
 
-void addCondition(const RequestOptions &options, HttpRequest *request)
+HttpRequest requestWith(const RequestOptions &options)
 {
-    if (options.condition.empty())
-        return;
-    request->headers.push_back(options.condition);
-    request->isConditional = true;
+    HttpRequest request;
+    request.method = options.method;
+    if (!options.range.empty())
+        request.headers.push_back("Range: " + options.range);
+    if (!options.condition.empty())
+        request.headers.push_back(options.condition);
+    request.isConditional = !options.condition.empty();
+    return request;
 }
 
 bool perform(Resource &resource, const RequestOptions &options, HttpResponse *response,

@@ -33,7 +33,8 @@ public:
     virtual Adjustment adjust(const HttpResponse &response, const Patience &patience) = 0;
 };
 
-void addCondition(const RequestOptions &options, HttpRequest *request);
+// A request with these options, still without an address.
+HttpRequest requestWith(const RequestOptions &options);
 
 // Makes a request until it succeeds or patience ends; false sets the last error and its details.
 // `*response` is the last response either way, whole and the caller's. A success that `check` does

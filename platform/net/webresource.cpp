@@ -40,13 +40,9 @@ bool WebResource::authorize(const Patience &patience)
 
 HttpRequest WebResource::request(const RequestOptions &options)
 {
-    HttpRequest request;
-    request.method = options.method;
+    HttpRequest request = requestWith(options);
     request.url = m_url;
     request.followRedirects = true;
-    if (!options.range.empty())
-        request.headers.push_back("Range: " + options.range);
-    addCondition(options, &request);
     if (!m_token.empty()) {
         request.headers.push_back("Authorization: Bearer " + m_token);
         request.secrets = {m_token};

@@ -96,10 +96,8 @@ void readObjects(XmlDocument &xml, S3Listing &listing)
     if (!xml.isComplete())
         return;
     for (std::vector<Entry> *entries : {&objects, &folders}) {
-        for (Entry &entry : *entries) {
-            if (isEncoded)
-                entry.name = urlDecoded(entry.name);
-        }
+        for (auto entry = entries->begin(); isEncoded && entry != entries->end(); ++entry)
+            entry->name = urlDecoded(entry->name);
     }
     listing.isVersion1 = !marker.empty();
     if (listing.isTruncated)

@@ -51,13 +51,9 @@ HttpRequest s3Request(const S3Address &address, const std::string &key, const Na
     path += percentEncoded(key, true);
     const std::string queryText = canonicalQuery(query);
 
-    HttpRequest request;
-    request.method = options.method;
+    HttpRequest request = requestWith(options);
     request.url =
         endpoint.scheme + "://" + endpoint.host + path + (queryText.empty() ? "" : "?") + queryText;
-    if (!options.range.empty())
-        request.headers.push_back("Range: " + options.range);
-    addCondition(options, &request);
     if (!address.isSigned())
         return request;
 
