@@ -4,6 +4,7 @@
 
 #include <QChar>
 
+#include <algorithm>
 #include <cstdio>
 
 namespace hq {
@@ -54,19 +55,16 @@ std::string printable(std::string_view text)
     result.reserve(text.size());
     while (!text.empty()) {
         char32_t character = 0;
-        std::size_t length = characterLength(text, &character);
-        if (length == 0) {
-            length = 1;
+        const std::size_t length = characterLength(text, &character);
+        if (length == 0)
             result += escaped('x', 2, static_cast<unsigned char>(text[0]));
-        } else if (isPrintable(character)) {
+        else if (isPrintable(character))
             result += text.substr(0, length);
-        } else if (character < 0xa0) {
+        else if (character < 0xa0)
             result += escaped('x', 2, character);
-        } else {
-            const bool isShort = character <= 0xffff;
-            result += escaped(isShort ? 'u' : 'U', isShort ? 4 : 8, character);
-        }
-        text.remove_prefix(length);
+        else
+            result += character <= 0xffff ? escaped('u', 4, character) : escaped('U', 8, character);
+        text.remove_prefix(std::max<std::size_t>(length, 1));
     }
     return result;
 }

@@ -87,24 +87,18 @@ std::string writableTarget(const std::string &destination, bool keepExisting)
         setLastError(Error::FileExists);
         return {};
     }
-    switch (system::kindOf(target)) {
-    case system::Kind::Folder:
-        setLastError(Error::AccessDenied);
-        return {};
-    case system::Kind::Other:
-        setLastError(Error::NotSupported);
-        return {};
-    case system::Kind::File:
+    const system::Kind kind = system::kindOf(target);
+    if (kind == system::Kind::File)
         return target;
-    case system::Kind::Missing:
-        break;
-    }
-    if (nameStart(target) == target.size())
+    if (kind == system::Kind::Folder)
+        setLastError(Error::AccessDenied);
+    else if (kind == system::Kind::Other)
+        setLastError(Error::NotSupported);
+    else if (nameStart(target) == target.size())
         setLastError(Error::InvalidName);
     // Whatever else keeps the name from being there, its length for instance, shows now and not
     // when the work is done.
-    const bool isFree = isLastError(Error::FileNotFound);
-    return isFree ? target : std::string();
+    return isLastError(Error::FileNotFound) ? target : std::string();
 }
 
 std::string makeTemporary(const std::string &target,

@@ -51,12 +51,9 @@ Lock lock(int file)
 
 // Whether only this machine uses the file system. On others a lock may hold on the machine that
 // took it only, and nothing tells that.
-bool isOfThisMachine(int file)
+bool isOfThisMachine([[maybe_unused]] int file)
 {
 #ifdef __linux__
-    struct statfs info;
-    if (::fstatfs(file, &info) != 0)
-        return false;
     static constexpr std::uint32_t kOfOneMachine[] = {
         0xef53,     // ext2, ext3, ext4
         0x58465342, // XFS
@@ -69,12 +66,12 @@ bool isOfThisMachine(int file)
         0x2011bab0, // exFAT
         0x7366746e, // NTFS
     };
-    return std::count(std::begin(kOfOneMachine), std::end(kOfOneMachine),
-                      static_cast<std::uint32_t>(info.f_type)) != 0;
-#else
-    (void)file;
-    return false;
+    struct statfs info;
+    if (::fstatfs(file, &info) == 0)
+        return std::count(std::begin(kOfOneMachine), std::end(kOfOneMachine),
+                          static_cast<std::uint32_t>(info.f_type)) != 0;
 #endif
+    return false;
 }
 
 void removeIfAbandoned(int folder, const char *name, bool locksCount, std::time_t now)
@@ -123,7 +120,8 @@ bool renameNew(const std::string &from, const std::string &to)
 
 } // namespace
 
-NativeFile NativeFile::createNameless(const std::string &folder, Rights rights)
+NativeFile NativeFile::createNameless([[maybe_unused]] const std::string &folder,
+                                      [[maybe_unused]] Rights rights)
 {
 #ifdef O_TMPFILE
     NativeFile file(openFile(orCurrent(folder), O_TMPFILE | O_RDWR, rights));
@@ -134,9 +132,6 @@ NativeFile NativeFile::createNameless(const std::string &folder, Rights rights)
         lock(static_cast<int>(file.m_handle));
         return file;
     }
-#else
-    (void)folder;
-    (void)rights;
 #endif
     fail(Error::NotSupported);
     return {};

@@ -8,7 +8,6 @@
 #include <QByteArray>
 
 #include <algorithm>
-#include <charconv>
 #include <cstring>
 #include <string_view>
 
@@ -78,11 +77,10 @@ std::string HttpResponse::header(const char *lowerCaseName) const
 std::int64_t HttpResponse::contentLength() const
 {
     // A chunked body tells its own length, whatever Content-Length says.
-    const std::string text =
-        headers.count("transfer-encoding") ? std::string() : header("content-length");
-    std::int64_t value = -1;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return error == std::errc() && end == text.data() + text.size() && value >= 0 ? value : -1;
+    bool isNumber = headers.count("transfer-encoding") == 0;
+    const QByteArray text = QByteArray::fromStdString(header("content-length"));
+    const qint64 value = isNumber ? text.toLongLong(&isNumber) : -1;
+    return isNumber ? std::max<qint64>(value, -1) : -1;
 }
 
 HttpTransfer::HttpTransfer(HttpRequest request, BodyCallback sink)

@@ -45,8 +45,7 @@ class RetryState
 public:
     using Clock = Patience::Clock;
 
-    RetryState() : RetryState(Patience::ofPerson()) {}
-    explicit RetryState(const Patience &patience) : m_patience(patience) {}
+    explicit RetryState(const Patience &patience = Patience::ofPerson()) : m_patience(patience) {}
 
     // Judges a response that is not what was asked for. True: make the request again, not before
     // due(). False: give up; the thread's last error and its details say why, Cancelled when a
