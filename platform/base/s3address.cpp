@@ -5,18 +5,12 @@
 #include "text.h"
 
 #include <algorithm>
-#include <cctype>
 
 namespace hq {
 
 namespace {
 
 constexpr std::string_view kScheme = "s3://";
-
-bool isDigit(char c)
-{
-    return c >= '0' && c <= '9';
-}
 
 bool isHostCharacter(char c)
 {
@@ -42,10 +36,8 @@ std::size_t hostLength(std::string_view text, bool anyName)
         if (end == std::string_view::npos || end < 3)
             return 0;
         const auto inside = text.substr(1, end - 1);
-        const bool wellFormed = std::all_of(inside.begin(), inside.end(), [](char c) {
-            return std::isxdigit(static_cast<unsigned char>(c)) || c == ':' || c == '.';
-        });
-        if (!wellFormed || inside.find(':') == std::string_view::npos)
+        if (inside.find_first_not_of("0123456789ABCDEFabcdef:.") != std::string_view::npos ||
+            inside.find(':') == std::string_view::npos)
             return 0;
         ++end;
     } else {
@@ -61,9 +53,7 @@ std::size_t hostLength(std::string_view text, bool anyName)
             return 0;
     }
     if (end < text.size() && text[end] == ':') {
-        std::size_t port = end + 1;
-        while (port < text.size() && isDigit(text[port]))
-            ++port;
+        const auto port = std::min(text.find_first_not_of("0123456789", end + 1), text.size());
         if (port == end + 1 || port > end + 6)
             return 0;
         end = port;

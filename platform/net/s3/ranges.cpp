@@ -172,8 +172,7 @@ void S3Ranges::keep(Range &range, S3Listing page)
 
 void S3Ranges::dropFrom(std::size_t at)
 {
-    while (m_ranges.size() > at)
-        m_ranges.pop_back();
+    m_ranges.erase(m_ranges.begin() + static_cast<std::ptrdiff_t>(at), m_ranges.end());
 }
 
 // Whether a range has come to where the next one begins.
