@@ -23,7 +23,7 @@ constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELE
 // Sets the last error; false.
 bool failWith(DWORD code);
 bool failNow();
-// Whether it says that the file system does not know a call.
+// Whether the error says that the file system does not know a call.
 bool hasNoSuchCall(DWORD error);
 
 std::wstring wide(const std::string &text);
