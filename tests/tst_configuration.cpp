@@ -7,6 +7,8 @@
 #include "streamcontent.h"
 #include "testmain.h"
 
+#include <QThreadPool>
+
 #ifndef Q_OS_WIN
 #include "refusedcalls.h"
 #endif
@@ -82,6 +84,7 @@ void ConfigurationTest::store()
     const QByteArray good = contentOf(file), bad = "no value\n" + good;
     const auto failsWith = [&](uint error, const QByteArray &old) {
         const uint saved = errorOf(hqCFGSave(-1, 0, 0));
+        QThreadPool::globalInstance()->waitForDone(); // which closes what was not completed
         return saved == error && contentOf(file) == old &&
                QFileInfo(file).dir().entryList(QDir::Files | QDir::Hidden).size() == 1;
     };

@@ -77,10 +77,11 @@ std::string HttpResponse::header(const char *lowerCaseName) const
 std::int64_t HttpResponse::contentLength() const
 {
     // A chunked body tells its own length, whatever Content-Length says.
-    bool isNumber = headers.count("transfer-encoding") == 0;
-    const QByteArray text = QByteArray::fromStdString(header("content-length"));
-    const qint64 value = isNumber ? text.toLongLong(&isNumber) : -1;
-    return isNumber ? std::max<qint64>(value, -1) : -1;
+    if (headers.count("transfer-encoding") != 0)
+        return -1;
+    bool isNumber = false;
+    const qint64 value = QByteArray::fromStdString(header("content-length")).toLongLong(&isNumber);
+    return isNumber && value >= 0 ? value : -1;
 }
 
 HttpTransfer::HttpTransfer(HttpRequest request, BodyCallback sink)
