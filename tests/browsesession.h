@@ -9,9 +9,6 @@
 #include "windowprobe.h"
 
 #include <QAbstractItemModelTester>
-#include <QDir>
-#include <QFile>
-#include <QStandardItemModel>
 
 class BrowseSession
 {

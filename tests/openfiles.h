@@ -3,7 +3,6 @@
 #pragma once
 
 #include <QDir>
-#include <QFile>
 
 // The files that this process has open in a folder, also those that have no name.
 inline QStringList openFilesIn(const QString &folder)

@@ -13,11 +13,12 @@
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
+#include <tuple>
 #include <vector>
 
 // From now on this process lives with a system that refuses, by what `plan` holds: "t" files
 // without a name, "n" names for them, "l" locks, "o" the other calls that a file system need not
-// know; "s" makes fdatasync fail.
+// know; "r" renaming, "c" changes of a mode; "s" makes fdatasync fail.
 inline void refuseCalls(const QByteArray &plan)
 {
     const auto result = [](int error) {
@@ -28,22 +29,19 @@ inline void refuseCalls(const QByteArray &plan)
     };
     std::vector<sock_filter> program{
         BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr))};
-    const auto refuse = [&](unsigned call, int error) {
-        program.push_back(skipUnless(BPF_JEQ, call, 1));
+    const std::tuple<char, unsigned, int> rows[] = {{'l', SYS_flock, ENOLCK},
+                                                    {'f', SYS_fstatfs, EIO},
+                                                    {'n', SYS_linkat, EOPNOTSUPP},
+                                                    {'r', SYS_rename, EPERM},
+                                                    {'c', SYS_fchmod, EPERM},
+                                                    {'s', SYS_fdatasync, EIO},
+                                                    {'o', SYS_renameat2, EOPNOTSUPP},
+                                                    {'o', SYS_fallocate, EOPNOTSUPP},
+                                                    {'o', SYS_copy_file_range, EOPNOTSUPP},
+                                                    {'o', SYS_sync_file_range, EOPNOTSUPP}};
+    for (const auto &[letter, call, error] : rows) {
+        program.push_back(skipUnless(BPF_JEQ, plan.contains(letter) ? call : ~0U, 1));
         program.push_back(result(error));
-    };
-    if (plan.contains('l'))
-        refuse(SYS_flock, ENOLCK);
-    if (plan.contains('f'))
-        refuse(SYS_fstatfs, EIO);
-    if (plan.contains('n'))
-        refuse(SYS_linkat, EOPNOTSUPP);
-    if (plan.contains('s'))
-        refuse(SYS_fdatasync, EIO);
-    if (plan.contains('o')) {
-        for (const unsigned call :
-             {SYS_renameat2, SYS_fallocate, SYS_copy_file_range, SYS_sync_file_range})
-            refuse(call, EOPNOTSUPP);
     }
     if (plan.contains('t')) {
         program.push_back(skipUnless(BPF_JEQ, SYS_openat, 3));

@@ -5,7 +5,7 @@
 // that no test sees the files of another one or of the person who runs it.
 #pragma once
 
-#include <QTemporaryDir>
+#include <QtCore>
 #include <QtTest>
 
 #ifdef Q_OS_WIN

@@ -2,9 +2,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "testserver.h"
 
-#include <QDeadlineTimer>
-#include <QJsonDocument>
-
 TestServer::TestServer(const QString &script, const QStringList &arguments)
 {
     m_process.setProgram(PELLORY_PYTHON);
@@ -22,6 +19,19 @@ bool TestServer::start()
 {
     m_process.start();
     m_ready = answer();
+    return m_error.isEmpty();
+}
+
+bool TestServer::startBehindTls()
+{
+    if (!start())
+        return false;
+    m_front.reset(new TestServer("tls_front.py", {"--port", QString::number(port())}));
+    m_front->start();
+    m_error = m_front->error();
+    qputenv("CURL_CA_BUNDLE", m_front->ready()["caFile"].toString().toUtf8());
+    const int proxy = m_front->ready()["proxyPort"].toInt();
+    qputenv("https_proxy", "http://127.0.0.1:" + QByteArray::number(proxy));
     return m_error.isEmpty();
 }
 

@@ -2,11 +2,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <QByteArray>
-#include <QJsonArray>
-#include <QJsonObject>
-#include <QProcess>
-#include <QStringList>
+#include <QtCore>
+
+#include <memory>
 
 // One of the scripts in tests/servers, running as long as the object lives. Works without an
 // event loop; one thread. A failure is told by error(), made for QVERIFY2.
@@ -20,6 +18,10 @@ public:
 
     // Waits up to 60 s for the script's first line; false when it does not come.
     bool start();
+    // Behind a TLS front that stands for every host, by the environment's proxy; it is trusted.
+    bool startBehindTls();
+    // "host:port" of each connection through that front.
+    QJsonArray reached() { return m_front->command("targets")["targets"].toArray(); }
     // Ends the script at once, with the connections that it has.
     void kill() { m_process.kill(); }
     // What the script said about itself: ports, keys, files.
@@ -44,6 +46,7 @@ private:
     QJsonObject answer();
 
     QProcess m_process;
+    std::unique_ptr<TestServer> m_front;
     QJsonObject m_ready;
     QByteArray m_error;
 };

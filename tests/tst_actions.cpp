@@ -6,18 +6,11 @@
 #include "windowprobe.h"
 
 #include "adddialog.h"
+#include "folderstreams.h"
 #include "openfiles.h"
-#include "streamcontent.h"
 #include "tamsdialog.h"
-#include "testmain.h"
 #include "testserver.h"
 #include "treesortfilterproxymodel.h"
-
-#include <QFileSystemModel>
-#include <QJsonObject>
-#include <QLabel>
-#include <QProgressDialog>
-#include <QTreeView>
 
 namespace {
 
@@ -48,15 +41,22 @@ private:
         m_probe->ui.combo_URL->setCurrentText(source);
         m_probe->ui.button_Connect->click();
         QTRY_VERIFY(m_probe->ui.treeView->model() == m_probe->folderProxy);
+        QVERIFY(!m_probe->ui.fileView->model());
+        const QString header = m_probe->folderProxy->headerData(3, Qt::Horizontal).toString();
+        QCOMPARE(header, QString(source == kRepository ? "Created" : "Date"));
     }
-    void runOnFolder(const QModelIndex &folder, const char *form)
+    void runOnFolder(const QString &folder, const char *form)
     {
-        m_probe->ui.treeView->setCurrentIndex(folder);
-        m_probe->runActions(m_probe->ui.treeView, form);
+        QTreeView *tree = m_probe->ui.treeView;
+        const QModelIndex row = m_probe->row(tree, folder);
+        tree->setCurrentIndex(row.isValid() ? row : m_probe->driveModel->index(folder));
+        m_probe->runActions(tree, form);
     }
-    // The text of the box at the end.
-    QString report()
+    // The text of the box at the end of what is run on a folder, if one is named.
+    QString report(const QString &folder = {}, const char *form = "Make")
     {
+        if (!folder.isEmpty())
+            runOnFolder(folder, form);
         if (!QTest::qWaitFor([&] { return m_probe->dialog<QMessageBox>(); }, 60'000))
             return "no box";
         const std::unique_ptr<QMessageBox> box(m_probe->dialog<QMessageBox>());
@@ -78,34 +78,27 @@ private:
     {
         return QDir(m_target->path()).entryList(QDir::Files | QDir::Hidden);
     }
-    // The address in a new stream file, which goes.
-    QString taken(const QString &name)
+    // The address in a new stream file, which goes; one that a button makes, if it is given.
+    QString taken(const QString &name, QPushButton *button = nullptr)
     {
+        if (button)
+            button->click();
         const QByteArray content = contentOf(inTarget(name));
         QFile::remove(inTarget(name));
         return content.startsWith(":x") ? "encrypted " + decoded(content) : content;
     }
 
     TestServer m_server{"fault_server.py"};
-    std::unique_ptr<TestServer> m_front;
     std::unique_ptr<QTemporaryDir> m_target;
     std::unique_ptr<MainWindowProbe> m_probe;
 };
 
 void ActionsTest::initTestCase()
 {
-    QVERIFY2(m_server.start(), m_server.error());
-    m_front = std::make_unique<TestServer>("tls_front.py",
-                                           QStringList{"--port", QString::number(m_server.port())});
-    QVERIFY2(m_front->start(), m_front->error());
-    qputenv("CURL_CA_BUNDLE", m_front->ready()["caFile"].toString().toUtf8());
-    qputenv("https_proxy",
-            "http://127.0.0.1:" + QByteArray::number(m_front->ready()["proxyPort"].toInt()));
-    const QJsonObject objects{{"top.mov", 10}, {kClip, kSize}, {kLarge, 1 << 30}};
-    m_server.command("bucket", {{"bucket", "rushes"},
-                                {"objects", objects},
-                                {"count", 1500},
-                                {"format", "many/{:06}.mxf"}});
+    QVERIFY2(m_server.startBehindTls(), m_server.error());
+    QJsonObject rushes{{"bucket", "rushes"}, {"count", 1500}, {"format", "many/{:06}.mxf"}};
+    rushes["objects"] = QJsonObject{{"top.mov", 10}, {kClip, kSize}, {kLarge, 1 << 30}};
+    m_server.command("bucket", rushes);
     m_server.command("bucket", {{"bucket", "x-api"}, {"objects", QJsonObject{{"flows", kFlows}}}});
 }
 
@@ -125,14 +118,12 @@ void ActionsTest::init()
 void ActionsTest::tour()
 {
     m_probe->ui.button_Add->click();
-    fillDialog(m_probe->dialog<AddDialog>(), {"AKIATOUR", "eu-west-1", "ab/c+d@e:f", "rushes", ""},
-               "Accept");
+    fillDialog(m_probe->dialog<AddDialog>(), {"AKIATOUR", "eu-west-1", "ab/c+d@e:f", "rushes", ""});
     m_probe->ui.button_Tams->click();
     fillDialog(m_probe->dialog<TamsDialog>(),
                {"https://tams.amazonaws.com/", "x-api", "auth.amazonaws.com/oauth2/token", "word",
-                "client"},
-               "Accept");
-    fillDialog(m_probe->dialog<TamsDialog>(), {"other.amazonaws.com"}, "Accept");
+                "client"});
+    fillDialog(m_probe->dialog<TamsDialog>(), {"other.amazonaws.com"});
     for (const bool again : {false, true}) {
         if (again)
             init();
@@ -141,60 +132,58 @@ void ActionsTest::tour()
         QTRY_VERIFY(m_probe->click(ui.treeView, "day 1"));
         QTRY_VERIFY(m_probe->click(ui.treeView, "take 2"));
         QTRY_VERIFY(m_probe->click(ui.fileView, "clip.final.mxf"));
-        ui.button_MakeStream->click();
-        QCOMPARE(taken("clip.stream"), kBucket + kClip);
-        ui.button_EncryptStream->click();
-        QCOMPARE(taken("clip.stream"), "encrypted " + kBucket + kClip);
+        QCOMPARE(taken("clip.stream", ui.button_MakeStream), kBucket + kClip);
+        QCOMPARE(taken("clip.stream", ui.button_EncryptStream), "encrypted " + kBucket + kClip);
         ui.button_LocalizeFile->click();
         QTRY_VERIFY(QFile::exists(inTarget("clip.final.mxf")));
         QVERIFY(contentOf(inTarget("clip.final.mxf")) == TestServer::content(0, kSize));
         QVERIFY(QFile::remove(inTarget("clip.final.mxf")));
 
         connectTo(kRepository);
-        ui.button_MakeStream->click(); // what was clicked counts, not what is browsed by now
-        QCOMPARE(taken("clip.stream"), kBucket + kClip);
+        // What was clicked counts, not what is browsed by now.
+        QCOMPARE(taken("clip.stream", ui.button_MakeStream), kBucket + kClip);
         QTRY_VERIFY(m_probe->click(ui.treeView, kRepository));
         QTRY_VERIFY(m_probe->click(ui.fileView, kLabel));
-        ui.button_MakeStream->click();
-        QCOMPARE(taken(".._up_News 8.30.stream"), kFlow + '2');
-        ui.button_EncryptStream->click();
-        QCOMPARE(taken(".._up_News 8.30.stream"), "encrypted " + kFlow + '2');
+        QCOMPARE(taken(".._up_News 8.30.stream", ui.button_MakeStream), kFlow + '2');
+        QCOMPARE(taken(".._up_News 8.30.stream", ui.button_EncryptStream),
+                 "encrypted " + kFlow + '2');
         ui.combo_URL->setCurrentText("tamss://other.amazonaws.com");
         ui.button_MakeStream->click();
         const QString refusal = ui.button_MakeStream->accessibleDescription();
         QVERIFY2(refusal.contains("Choose " + kRepository + " there"), refusal.toUtf8());
         QCOMPARE(targetFiles(), QStringList());
         ui.combo_URL->setCurrentText(kSource);
-        ui.button_MakeStream->click();
-        QCOMPARE(taken(".._up_News 8.30.stream"), kFlow + '2');
+        QCOMPARE(taken(".._up_News 8.30.stream", ui.button_MakeStream), kFlow + '2');
     }
 
     // Whole folders: a repository, whatever the box shows, and two that nobody has clicked.
-    QTreeView *tree = m_probe->ui.treeView;
-    runOnFolder(m_probe->row(tree, kRepository), "Make");
-    QVERIFY(report().startsWith("Stream files written: 4\n"));
+    QVERIFY(report(kRepository).startsWith("Stream files written: 4\n"));
     for (const auto &[name, id] :
          {std::pair("", '1'), {".._up_News 8.30", '2'}, {"V_1", '3'}, {"v_1-2", '4'}})
         QCOMPARE(taken(QString(name) + ".stream"), kFlow + id);
     connectTo(kSource);
-    QTRY_VERIFY(m_probe->row(tree, "many").isValid());
-    runOnFolder(m_probe->row(tree, "many"), "Encrypt");
-    QVERIFY(report().startsWith("Stream files written: 1,500\nof these replaced: 0\n"));
+    QTRY_VERIFY(m_probe->row(m_probe->ui.treeView, "many").isValid());
+    QVERIFY(report("many", "Encrypt")
+                .startsWith("Stream files written: 1,500\nof these replaced: 0\n"));
     QCOMPARE(targetFiles().size(), 1500);
     QCOMPARE(taken("001234.stream"), "encrypted " + kBucket + "many/001234.mxf");
-    runOnFolder(m_probe->row(tree, "rushes"), "Make");
-    QVERIFY(report().startsWith("Stream files written: 1\n"));
+    QVERIFY(report("rushes").startsWith("Stream files written: 1\n"));
     QCOMPARE(taken("top.stream"), kBucket + "top.mov");
     m_server.command("fault", {{"contains", "list-type"}, {"status", 403}});
-    runOnFolder(m_probe->row(tree, "rushes"), "Make");
-    QVERIFY(report().startsWith("Nothing was written: the folder could not be listed completely."));
+    QVERIFY(report("rushes").startsWith(
+        "Nothing was written: the folder could not be listed completely."));
     m_server.command("fault", {{"contains", "list-type"}, {"times", 0}, {"delay", 60'000}});
-    runOnFolder(m_probe->row(tree, "rushes"), "Make");
-    runOnFolder(m_probe->row(tree, "rushes"), "Encrypt"); // not beside the other
+    runOnFolder("rushes", "Make");
+    runOnFolder("rushes", "Encrypt"); // not beside the other
     QCOMPARE(dialogs().size(), 1);
+    QTRY_VERIFY(dialogs().first()->labelText().endsWith("/rushes\nListing"));
     dialogs().first()->findChild<QPushButton *>()->click();
     QCOMPARE(report(), QString("Nothing was written: stopped while the folder was listed."));
-    runOnFolder(m_probe->row(tree, "rushes"), "Make");
+    m_probe->ui.combo_TargetDir->setEditText(inTarget("none"));
+    QCOMPARE(report("rushes"),
+             QString("Nothing was written: the target is not a folder that is there."));
+    m_probe->ui.combo_TargetDir->setEditText(m_target->path());
+    runOnFolder("rushes", "Make");
     m_probe.reset(); // closes the window while it goes on
     QCOMPARE(targetFiles().size(), 1499);
 }
@@ -205,10 +194,14 @@ void ActionsTest::names()
     for (const auto &[name, key, copy, stream] :
          {std::tuple(QString("a/b\\c.d.mxf"), kClip, "a_b_c.d.mxf", "a_b_c.stream"),
           {"..", kClip, "", ".stream"}}) {
-        localize(name, key);
-        QTRY_VERIFY(dialogs().isEmpty());
-        QCOMPARE(targetFiles().join('|'), QString(copy));
-        QVERIFY(!*copy || QFile::remove(inTarget(copy)));
+        for (const bool again : {false, true}) {
+            localize(name, key);
+            QTRY_VERIFY(dialogs().isEmpty());
+            QCOMPARE(targetFiles().join('|'), QString(copy));
+            QVERIFY(!*copy || (contentOf(inTarget(copy)) == "old") == again);
+            QVERIFY(!*copy || fill(inTarget(copy), "old")); // which is kept
+        }
+        QFile::remove(inTarget(copy));
         m_probe->ui.button_MakeStream->click();
         QCOMPARE(targetFiles().join('|'), QString(stream));
         QCOMPARE(taken(stream), m_probe->selectedPath);
@@ -248,10 +241,13 @@ void ActionsTest::wholeFolder()
         QVERIFY(fill(folder.filePath(name), "x"));
     QVERIFY(fill(inTarget("b.stream"), "old"));
     QVERIFY(QDir(m_target->path()).mkdir("clip.xml.stream")); // cannot be written
-    const QModelIndex local = m_probe->driveModel->index(folder.path());
-    runOnFolder(local, "Make");
-    QCOMPARE(report(), QString("Stream files written: 5\nof these replaced: 1\nof these renamed, "
-                               "because names would be the same: 4\nRefused: 1"));
+    FolderProgress progress;
+    const QTemporaryDir other;
+    makeFolderStreams({FolderJob::Kind::Local, folder.path(), {}, other.path()}, &progress);
+    QVERIFY(progress.total == 6 && progress.done == 6);
+    QCOMPARE(report(folder.path()),
+             QString("Stream files written: 5\nof these replaced: 1\nof these renamed, "
+                     "because names would be the same: 4\nRefused: 1"));
     QCOMPARE(targetFiles().size(), 5);
     for (const auto &[name, source] : {std::pair("b", "b.c.mov"),
                                        {"clip.mxf", "clip.mxf"},

@@ -3,10 +3,6 @@
 #include "access.h"
 #include "commandline.h"
 #include "streamcontent.h"
-#include "testmain.h"
-
-#include <QCryptographicHash>
-#include <QProcess>
 
 #include <csignal>
 
@@ -133,12 +129,13 @@ void CommandLineTest::noDisplay()
     for (const auto &[variables, expected] :
          {std::pair("XDG_RUNTIME_DIR=", "could not connect to display"),
           {"QT_QPA_PLATFORM=linuxfb:fb=/none", "linuxfb: Failed to initialize screen"}}) {
-        Program program({}, {variables});
+        Program program({"--reverse"}, {variables});
         QCOMPARE(program.outcome(), QString("-1|"));
         const QByteArray said = program.readAllStandardError();
         QVERIFY2(said.startsWith("pellory: no display") && said.contains(expected), said);
     }
     QCOMPARE(Program({"-t", "x"}, {"XDG_RUNTIME_DIR="}).outcome(), QString("-1|usage"));
+    QCOMPARE(Program({"?"}).outcome(), QString("-1|usageusage"));
     const QByteArray log = contentOf(qgetenv("XDG_STATE_HOME") + "/Corvane/Pellory/Pellory.log");
     QVERIFY2(log.contains("could not connect") && !log.contains("XDG_RUNTIME_DIR"), log);
 #endif

@@ -4,14 +4,13 @@
 #include "base/system.h"
 #include "base/targetfile.h"
 #include "copyfile.h"
-#include "hqutil.h"
+#include "errorlog.h"
+#include "outputfile.h"
 #include "signals.h"
 #include "stoptoken.h"
 #include "streamcontent.h"
-#include "testmain.h"
 #include "toolprocess.h"
 
-#include <vector>
 #ifndef Q_OS_WIN
 #include "refusedcalls.h"
 
@@ -76,6 +75,11 @@ public:
 #ifndef Q_OS_WIN
         refuseCalls(plan);
 #endif
+        if (plan.contains('r')) {
+            QFile file;
+            std::puts(hqOpenForWriting(&file, target, true) ? hq::lastLogLine().c_str() : "none");
+            return 0;
+        }
         if (!plan.contains('w'))
             return int(errorOf(hqOSCopyFile(source, target, 0)) & 0xff);
         const hq::StopToken token;
@@ -114,7 +118,8 @@ void LocalFilesTest::reads()
     QVERIFY(hqOSCloseFile(file));
     for (const HQHANDLE wrong : {file, HQ_INVALID_HANDLE, HQHANDLE(nullptr), HQHANDLE(&size)}) {
         QCOMPARE(errorOf(hqOSReadFile(wrong, buffer, 4, &read, nullptr)), 6u);
-        QVERIFY(!hqOSSeek(wrong, 0) && !hqOSCloseFile(wrong));
+        QVERIFY(read == 0 && !hqOSSeek(wrong, 0) && !hqOSGetFileSizeEx(wrong, &size) &&
+                !hqOSCloseFile(wrong));
         QCOMPARE(hqOSfprintf(wrong, "%s", "x"), -1);
     }
 }
@@ -133,6 +138,12 @@ void LocalFilesTest::doesNotOpen()
     reading[QByteArray(300, 'x')] = 123;
 #endif
     const QStringList before = names();
+    for (const uint access : {0U, HQ_ACCESS_READ, HQ_ACCESS_READ | HQ_ACCESS_WRITE}) {
+        for (const uint disposition : {0, 1, 5, 6}) {
+            hqOSCreateFile(at("file"), access, 1, nullptr, disposition, 0, nullptr);
+            QCOMPARE(hqOSGetLastError(), access != 0 && disposition % 6 != 0 ? 50U : 87U);
+        }
+    }
     for (const QByteArray &name : reading.keys())
         QVERIFY2(errorOf(toRead(at(name)) != HQ_INVALID_HANDLE) == reading[name], name);
     for (const QByteArray &name : writing.keys())
@@ -177,8 +188,12 @@ void LocalFilesTest::copies()
     if (!isWindows)
         sources << "/proc/self/cmdline"; // does not tell its size beforehand
     for (const QByteArray &source : sources) {
-        QVERIFY(hqOSCopyFile(source, at("target"), 0));
+        qint64 last = -1;
+        QVERIFY(hq::copyFile(source, at("target"), 0, [&last](qint64 done, qint64 all) {
+            last = done == all ? done : -1; // of the last report, which comes in any case
+        }));
         QVERIFY(contentOf(at("target")) == contentOf(source));
+        QCOMPARE(last, contentOf(source).size());
         QVERIFY(isWindows || othersHaveAccess(at("target")) == othersHaveAccess(source));
     }
     QCOMPARE(names(), QStringList({"empty", "large", "target"}));
@@ -193,11 +208,11 @@ void LocalFilesTest::refusals()
     QVERIFY(isWindows || QFile::link("nowhere", at("link")));
     const QByteArray unread = isWindows ? at("source") : "/proc/self/mem"; // reading it would fail
     for (const auto &[source, target, keep, error] :
-         {std::tuple(unread, at("target"), 1, 80u),
-          {unread, at(isWindows ? "target" : "link"), 1, 80},
+         {std::tuple(at("none"), at("target"), 0, 2u),
+          {unread, at("target"), 1, 80},
           {unread, at(QByteArray(256, 'n')), 1, 123},
+          {unread, at(isWindows ? "target" : "link"), 1, 80},
           {unread, at(QByteArray(256, 'n')), 0, 123},
-          {at("none"), at("target"), 0, 2},
           {at("source"), "s3://A:B@h.org/b/k", 0, 50}}) {
         QCOMPARE(errorOf(hqOSCopyFile(source, target, keep)), error);
     }
@@ -240,8 +255,11 @@ void LocalFilesTest::fullDisk()
     const FullDisk full(4096);
     const HQHANDLE file = toWrite(at("old"));
     QCOMPARE(errorOf(hqOSfprintf(file, "%5000s", "x") != -1), 112u);
-    QCOMPARE(hqOSfprintf(file, "%s", "fits"), -1);
-    QCOMPARE(errorOf(hqOSCloseFile(file)), 112u);
+    for (const bool closes : {false, true}) { // the first failure stays the reason
+        QVERIFY(!hqOSFileExists(at("none")));
+        QCOMPARE(errorOf(closes ? hqOSCloseFile(file) : hqOSfprintf(file, "%s", "fits") >= 0),
+                 112u);
+    }
     QCOMPARE(errorOf(hqOSCopyFile(at("source"), at("old"), 0)), 112u);
     QCOMPARE(contentOf(at("old")), QByteArray("old"));
     QCOMPARE(names(), QStringList({"old", "source"}));
@@ -261,6 +279,14 @@ void LocalFilesTest::refusedCalls()
             QVERIFY2(expected || contentOf(at("target")) == contentOf(at("source")), plan);
         }
         QVERIFY2(names().size() == (strchr(plan, 's') ? 1 : 2), plan);
+    }
+    // What is written for its owner and cannot be kept from others is told.
+    for (const auto &[plan, told] : {std::pair("rc", "that other users can read\n"),
+                                     {"r", "not replaced: who had it open can read them\n"}}) {
+        QVERIFY(fill(at("shared"), "old"));
+        Copier writer(plan, "", at("shared"));
+        QVERIFY(writer.error() == 0 && writer.readAllStandardOutput().endsWith(told));
+        QVERIFY(othersHaveAccess(at("shared")) == (strlen(plan) > 1));
     }
 #endif
 }
@@ -284,6 +310,10 @@ void LocalFilesTest::endedInACopy()
     tool.endAll(100);
     QTRY_COMPARE(names(), before);
 #else
+    struct sigaction action;
+    std::signal(SIGTERM, SIG_DFL);
+    std::make_unique<hq::EndSignals>([] {}).reset();
+    QVERIFY(::sigaction(SIGTERM, nullptr, &action) == 0 && action.sa_handler == SIG_DFL);
     for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGKILL}) {
         for (const char *plan : {"w", "wt"}) {
             std::signal(signal, SIG_DFL); // which the child inherits

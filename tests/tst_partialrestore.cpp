@@ -5,8 +5,6 @@
 #include "windowprobe.h"
 
 #include "partialrestoredialog.h"
-#include "streamcontent.h"
-#include "testmain.h"
 
 // Reads its input to the end, notes its arguments and the ids of its process and of one that it
 // starts, runs as long as there is a file "hold", and fails. Neither process ends when it is asked
@@ -35,7 +33,7 @@ private:
     static PartialRestoreDialog *accept(MainWindowProbe &probe, const QStringList &fields)
     {
         probe.ui.button_PartialFile->click();
-        fillDialog(probe.dialog<PartialRestoreDialog>(), fields, "Accept");
+        fillDialog(probe.dialog<PartialRestoreDialog>(), fields);
         return probe.dialog<PartialRestoreDialog>();
     }
 
@@ -44,6 +42,7 @@ private:
 
 void PartialRestoreTest::init()
 {
+    cleanup(); // of a run that was ended
     QVERIFY(fill(m_tool, kTool));
     QVERIFY(QFile::setPermissions(m_tool, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
 }
@@ -89,7 +88,7 @@ void PartialRestoreTest::duringACopy()
         probe->selectedPath = "/m/a.mxf";
         PartialRestoreDialog *copying = accept(*probe, {});
         QTRY_VERIFY(contentOf(m_tool + ".ids").endsWith('\n'));
-        fillDialog(copying, {}, "Accept");
+        fillDialog(copying, {});
         QCOMPARE(probe->ui.textbox_Status->toPlainText(),
                  QString("Partial restore refused: the copy before has not ended"));
         QStringList processes;

@@ -7,11 +7,7 @@
 
 #include "copyprogressdialog.h"
 #include "dialogplacement.h"
-#include "testmain.h"
-
-#include <QAccessible>
-#include <QScreen>
-#include <QSettings>
+#include "warningbox.h"
 
 namespace {
 
@@ -48,6 +44,7 @@ private slots:
     void init() { QSettings("Corvane", "Pellory").clear(); }
     void orderAndNames();
     void dialogs();
+    void longWords();
     void copiesTakeNoKeys();
     void placeIsKept();
 };
@@ -83,22 +80,13 @@ void ReachTest::dialogs()
     // What opens it, title, size, another size, and at that one the names and places of its parts.
     const std::tuple<QPushButton *, QString, QSize, QSize, QString> rows[] = {
         {ui.button_Add, "Add URL", QSize(500, 200), QSize(500, 200),
-         "Accept 178,168,80,24 Cancel 265,168,80,24 Key:  4,4,50,24 Key 61,4,400,24 Region:  "
-         "4,66,50,24 Region 61,66,400,24 Secret:  4,35,50,24 Secret 61,35,400,24 Bucket:  "
-         "4,97,50,24 Bucket 61,97,400,24 Site:  4,128,50,24 Site 61,128,400,24"},
+         R"(Accept 178,168,80,24 Cancel 265,168,80,24 Key:  4,4,50,24 Key 61,4,400,24 Region:  4,66,50,24 Region 61,66,400,24 Secret:  4,35,50,24 Secret 61,35,400,24 Bucket:  4,97,50,24 Bucket 61,97,400,24 Site:  4,128,50,24 Site 61,128,400,24)"},
         {ui.button_Params, "Set Params", QSize(500, 200), QSize(601, 240),
-         "Accept 228,208,80,24 Cancel 315,208,80,24 Key:  4,4,50,24 Key 61,4,501,24 Region:  "
-         "4,66,50,24 Region 61,66,501,24 Secret:  4,35,50,24 Secret 61,35,501,24 Bucket:  "
-         "4,97,50,24 Bucket 61,97,501,24"},
+         R"(Accept 228,208,80,24 Cancel 315,208,80,24 Key:  4,4,50,24 Key 61,4,501,24 Region:  4,66,50,24 Region 61,66,501,24 Secret:  4,35,50,24 Secret 61,35,501,24 Bucket:  4,97,50,24 Bucket 61,97,501,24)"},
         {ui.button_Tams, "Add TAMS Repository", QSize(600, 200), QSize(700, 300),
-         "Accept 222,168,86,24 Cancel 315,168,86,24 Tams Server:  4,4,80,24 Tams Server "
-         "91,4,440,24 Api Endpoint:  4,35,80,24 Api Endpoint 91,35,440,24 OAuth Server:  "
-         "4,66,80,24 OAuth Server 91,66,440,24 Client Secret:  4,128,80,24 Client Secret "
-         "91,128,440,24 Client Id:  4,97,80,24 Client Id 91,97,440,24"},
+         R"(Accept 222,168,86,24 Cancel 315,168,86,24 Tams Server:  4,4,80,24 Tams Server 91,4,440,24 Api Endpoint:  4,35,80,24 Api Endpoint 91,35,440,24 OAuth Server:  4,66,80,24 OAuth Server 91,66,440,24 Client Secret:  4,128,80,24 Client Secret 91,128,440,24 Client Id:  4,97,80,24 Client Id 91,97,440,24)"},
         {ui.button_PartialFile, "Partial File Restore", QSize(265, 200), QSize(401, 251),
-         "Accept 128,219,80,24 Cancel 215,219,80,24 Timecode In:  4,35,120,24 Timecode In "
-         "131,35,120,24 Timecode Out:  4,66,120,24 Timecode Out 131,66,120,24 Timecode Type:  "
-         "4,4,120,24 Timecode Type 131,4,120,24 File Name:  4,97,120,24 File Name 131,97,120,24"}};
+         R"(Accept 128,219,80,24 Cancel 215,219,80,24 Timecode In:  4,35,120,24 Timecode In 131,35,120,24 Timecode Out:  4,66,120,24 Timecode Out 131,66,120,24 Timecode Type:  4,4,120,24 Timecode Type 131,4,120,24 File Name:  4,97,120,24 File Name 131,97,120,24)"}};
     for (const auto &[button, title, size, resized, expected] : rows) {
         const QByteArray name = title.toUtf8();
         button->click();
@@ -150,6 +138,18 @@ void ReachTest::dialogs()
     QCOMPARE(probe.sources.size(), 1);
 }
 
+// A word that is wider than a box is broken, where the box's own text would stand.
+void ReachTest::longWords()
+{
+    MainWindowProbe probe;
+    const auto *box = openWarning(&probe.window, "Title", "<b>" + QString(300, 'x'));
+    QTRY_VERIFY(box->isVisible() && box->width() < 700);
+    const auto *icon = box->findChild<QLabel *>("qt_msgboxex_icon_label");
+    const auto *label = box->findChildren<QLabel *>().last();
+    QVERIFY(label->text().startsWith("<b>xxx") && label->textFormat() == Qt::PlainText);
+    QVERIFY(label->x() > icon->geometry().right() && label->y() == icon->y());
+}
+
 void ReachTest::copiesTakeNoKeys()
 {
     MainWindowProbe probe;
@@ -167,6 +167,10 @@ void ReachTest::copiesTakeNoKeys()
     for (const Qt::Key key : {Qt::Key_Space, Qt::Key_Return, Qt::Key_Enter})
         press(key);
     QVERIFY(activate(&probe.window));
+    copies[0]->amount()->done = 5; // of how many is not known
+    copies[0]->amount()->total = -1;
+    QTRY_VERIFY(copies[0]->maximum() == 0 &&
+                copies[0]->labelText().startsWith("clip.mxf\n5 bytes, "));
     for (int i = 2; --i >= 0;) {
         QVERIFY(!tokens[i].isStopped());
         press(Qt::Key_Escape, Qt::ShiftModifier);
@@ -198,6 +202,7 @@ void ReachTest::placeIsKept()
             probe.window.setGeometry(again ? found : made);
         }
     }
+    QVERIFY(QSettings("Corvane", "Pellory").contains("Window/Place"));
 }
 
 PELLORY_TEST_MAIN(ReachTest, QApplication)

@@ -7,12 +7,8 @@
 #include "configdirectory.h"
 #include "paramdialog.h"
 #include "s3entries.h"
-#include "streamcontent.h"
 #include "tamsdialog.h"
-#include "testmain.h"
 #include "url.h"
-
-#include <QAction>
 
 class SourcesTest : public QObject
 {
@@ -81,14 +77,20 @@ void SourcesTest::s3Life()
     MainWindowProbe probe;
     probe.ui.button_Add->click();
     auto *dialog = probe.dialog<AddDialog>();
-    fillDialog(dialog, {"K=ü", "eu-west-1", "a/b:c@d", "rushes", "nas.local"}, "Accept");
+    fillDialog(dialog, {"K=ü", "eu-west-1", "a/b:c@d", "rushes", "nas.local"});
     QCOMPARE(probe.urlTexts().first(), QString("nas.local - rushes"));
     QCOMPARE(probe.sources[0]->getUrl(), QString("s3://K=ü:a/b:c@d@nas.local/rushes"));
     QCOMPARE(read("rushes.csv"),
              QByteArray("AWSAccessKeyId=K=ü\r\nAWSSecretKey=a/b:c@d\r\nAWSRegion=eu-west-1\r\n"));
     QVERIFY(!othersHaveAccess(m_directory + "rushes.csv"));
+    fillDialog(dialog, {"", "", "", QString(240, 'x'), ""}); // too long a path for a file
+    QCOMPARE(entryNames(m_directory, "*.csv"), QStringList("rushes.csv"));
+    QVERIFY(QDir().mkpath(m_directory + "folder.csv"));
+    QCOMPARE(probe.sources.last()->writeCsv() + URL("", "", "", "folder", "", false).writeCsv(),
+             -2);
+    probe.ui.button_URL_Remove->click();
     // Again: the newer one takes the file, both stand in the box, where the first goes first.
-    fillDialog(dialog, {"K2", "", "S2", "rushes", "nas.local"}, "Accept");
+    fillDialog(dialog, {"K2", "", "S2", "rushes", "nas.local"});
     QCOMPARE(probe.ui.combo_URL->currentIndex(), 1);
     probe.ui.button_URL_Remove->click();
     QCOMPARE(probe.sources[0]->getKey(), QString("K2"));
@@ -110,7 +112,7 @@ void SourcesTest::edit()
         probe.ui.button_Params->click();
         dialogs.append(probe.dialog<ParamDialog>());
     }
-    fillDialog(dialogs[0], {"K2", "r2", "S2", "a2"}, "Accept");
+    fillDialog(dialogs[0], {"K2", "r2", "S2", "a2"});
     QCOMPARE(probe.urlTexts().first(), QString("nas.local - a2"));
     QCOMPARE(probe.sources[0]->getUrl(), QString("s3://K2:S2@nas.local/a2"));
     QVERIFY(read("a.csv").contains("KA"));
@@ -118,9 +120,9 @@ void SourcesTest::edit()
     write("a2.csv", "of another program");
     probe.ui.button_URL_Remove->click();
     QCOMPARE(entryNames(m_directory, "*.csv"), (QStringList{"a2.csv", "b.csv"}));
-    fillDialog(dialogs[1], {"K3"}, "Accept");
+    fillDialog(dialogs[1], {"K3"});
     QCOMPARE(probe.sources[0]->getKey(), QString("K3"));
-    fillDialog(dialogs[2], {"late"}, "Accept"); // its record was replaced by the second's
+    fillDialog(dialogs[2], {"late"}); // its record was replaced by the second's
     QCOMPARE(probe.sources[0]->getKey(), QString("K3"));
     QCOMPARE(probe.sources.size(), 1);
 }
@@ -145,7 +147,7 @@ void SourcesTest::keepsSite()
     QAction *keep = probe.ui.combo_URL->actions().value(0);
     QVERIFY(keep && keep->text() == "Keep Site" && !keep->isEnabled());
     probe.ui.button_Add->click();
-    fillDialog(probe.dialog<AddDialog>(), {"K", "", "S", "b", "nas.local:9000"}, "Accept");
+    fillDialog(probe.dialog<AddDialog>(), {"K", "", "S", "b", "nas.local:9000"});
     QTRY_VERIFY(keep->isEnabled());
     BoxCloser closer;
     keep->trigger();
@@ -162,7 +164,7 @@ void SourcesTest::tamsLife()
     probe.ui.button_Tams->click();
     auto *dialog = probe.dialog<TamsDialog>();
     const QString host = "https://1t.amazonaws.com/x", login = "login.example.org/token";
-    fillDialog(dialog, {host, "/Api\"ü", login, "se\\cret", "id"}, "Accept");
+    fillDialog(dialog, {host, "/Api\"ü", login, "se\\cret", "id"});
     QCOMPARE(probe.urlTexts().first(), QString("tamss://1t.amazonaws.com"));
     const QString expected = R"({ "client_id": "id", "client_secret": "se\\cret",
         "endpoint": "/Api\"ü", "grant_type": "client_credentials",
@@ -171,9 +173,9 @@ void SourcesTest::tamsLife()
     QVERIFY(!othersHaveAccess(m_directory + "1t.amazonaws.com.json"));
     QVERIFY(read("hqutil.ini").contains("oauth2server=login.example.org/token"));
     // The same host again replaces the entry; without an endpoint the member is left out.
-    fillDialog(dialog, {"1t.amazonaws.com", "", "o", "s", "i"}, "Accept");
+    fillDialog(dialog, {"1t.amazonaws.com", "", "o", "s", "i"});
     QVERIFY(!read("1t.amazonaws.com.json").contains("endpoint"));
-    fillDialog(dialog, {"elsewhere.example.org", "", "o", "s", "i"}, "Accept");
+    fillDialog(dialog, {"elsewhere.example.org", "", "o", "s", "i"});
     QCOMPARE(probe.sources.size(), 1);
     QVERIFY(read("elsewhere.example.org.json").contains("client_id"));
     probe.ui.combo_URL->setCurrentIndex(0);
@@ -184,7 +186,7 @@ void SourcesTest::tamsLife()
     const QString path = m_directory + "t.amazonaws.com.json";
     QVERIFY(QDir().mkpath(path + "/full"));
     BoxCloser closer;
-    fillDialog(dialog, {"t.amazonaws.com"}, "Accept");
+    fillDialog(dialog, {"t.amazonaws.com"});
     const QString text = QString("Unable to create file: Unable to create file <%1>\nPlease check "
                                  "your permissions on\n%2\nError ")
                              .arg(path, m_directory);

@@ -4,9 +4,6 @@
 #include "filename.h"
 #include "streamcontent.h"
 #include "streamfile.h"
-#include "testmain.h"
-
-#include <QProcess>
 
 #include <atomic>
 #include <thread>

@@ -5,11 +5,9 @@
 // a proxy on this machine leads every name to a server of the tests, over TLS.
 #include "browsesession.h"
 #include "configdirectory.h"
-#include "hqutil.h"
-#include "testmain.h"
 #include "testserver.h"
 
-#include <tuple>
+#include <thread>
 
 class TamsTest : public QObject
 {
@@ -23,12 +21,14 @@ private slots:
 
 private:
     // Configures a repository with a host of its own, since tokens last as long as the process.
-    QString addRepository(BrowseSession &session, const QString &endpoint = {})
+    QString addRepository(BrowseSession &session, const QString &endpoint = {}, QString host = {},
+                          const QString &login = "login")
     {
-        const QString host = QString("tams%1.amazonaws.com").arg(++m_hosts);
+        if (host.isEmpty())
+            host = QString("tams%1.amazonaws.com").arg(++m_hosts);
         QMetaObject::invokeMethod(
             &session.probe.window, "onAddTams", Q_ARG(QString, "https://" + host + "/console"),
-            Q_ARG(QString, endpoint), Q_ARG(QString, "login.amazonaws.com/token"),
+            Q_ARG(QString, endpoint), Q_ARG(QString, login + ".amazonaws.com/token"),
             Q_ARG(QString, "client"), Q_ARG(QString, "wo rd:&"));
         return host;
     }
@@ -49,21 +49,13 @@ private:
     }
 
     TestServer m_server{"tams_server.py"};
-    std::unique_ptr<TestServer> m_front;
     int m_hosts = 0;
 };
 
 void TamsTest::initTestCase()
 {
     ErrLogSetFileName("test");
-    QVERIFY2(m_server.start(), m_server.error());
-    m_front = std::make_unique<TestServer>("tls_front.py",
-                                           QStringList{"--port", QString::number(m_server.port())});
-    QVERIFY2(m_front->start(), m_front->error());
-    // Read once per process, so they stand before the first transfer.
-    qputenv("CURL_CA_BUNDLE", m_front->ready()["caFile"].toString().toUtf8());
-    qputenv("https_proxy",
-            "http://127.0.0.1:" + QByteArray::number(m_front->ready()["proxyPort"].toInt()));
+    QVERIFY2(m_server.startBehindTls(), m_server.error());
 }
 
 void TamsTest::answers()
@@ -88,7 +80,8 @@ void TamsTest::answers()
         {"[{'id':'a','collected_by':'X'},{'id':'b','collected_by':[7]}]", ":::<", "", {}},
         {"[{'id':1,'label':[],'format':{},'created':null},5,'text',[[]]]", ":::<", "", {}},
         {"[        ]", "", "", {}}, // ten bytes
-        {"{'flows':[{'id':'a'}]}", "", "No list of flows", {}},
+        {"{'flows':[{'id':'a'}]}", "", "limit=300>, the answer is another JSON text ", {}},
+        {"[{'id':'a'} cut", "", "limit=300>, missing value separator ", {}},
         {list(many), allOfMany.join(' '), "", {{"unsized", true}}},
         {list({own}), "own:X:f:c<own", "Not all flows", {{"next", nextLink}}},
     };
@@ -161,6 +154,7 @@ void TamsTest::interrupt()
     reset({{"promise", 100'000}}); // and no more than ten bytes come
     BrowseSession session;
     session.probe.window.show();
+    QVERIFY(QTest::qWaitForWindowActive(&session.probe.window)); // or the key goes nowhere
     session.connectTo(addRepository(session));
     QVERIFY(QTest::qWaitFor([&] { return !requests().filter("GET").isEmpty(); }));
     QTest::keyClick(&session.probe.window, Qt::Key_Escape);
@@ -173,32 +167,44 @@ void TamsTest::interrupt()
 void TamsTest::tokens()
 {
     const QString basic = "POST token Basic", body = "POST token ", get = "GET flows Bearer";
-    const QString other = "GET other.amazonaws.com/flows ";
-    // Settings, whether the token is voided between two Connects, the requests of both.
-    const std::tuple<QJsonObject, bool, QStringList> rows[] = {
-        {{}, false, {basic, get, get}},
-        {{}, true, {basic, get, get, basic, get}},
-        {{{"basic", false}}, true, {basic, body, get, get, body, get}},
-        {{{"lifetime", 0.002}}, false, {basic, get, basic, get}},
+    const QString other = "GET other.amazonaws.com/flows ", moved = "POST new.amazonaws.com Basic";
+    enum Between { Nothing, Voided, Moved };
+    // Settings, what becomes of the token between two Connects, the requests of both.
+    const std::tuple<QJsonObject, Between, QStringList> rows[] = {
+        {{}, Nothing, {basic, get, get}},
+        {{}, Voided, {basic, get, get, basic, get}},
+        {{}, Moved, {basic, get, moved, get}},
+        {{{"basic", false}}, Voided, {basic, body, get, get, body, get}},
+        {{{"lifetime", 0.002}}, Nothing, {basic, get, basic, get}},
         {{{"location", "https://other.amazonaws.com/flows"}},
-         false,
+         Nothing,
          {basic, get, other, get, other}},
     };
-    for (const auto &[settings, voided, expected] : rows) {
+    for (const auto &[settings, between, expected] : rows) {
         reset(settings);
         BrowseSession session;
         const QString host = addRepository(session);
         for (const int round : {1, 2}) {
             session.connectTo(host);
             QTRY_COMPARE_WITH_TIMEOUT(session.endsOfSources, round, 60'000);
-            if (voided && round == 1)
+            if (between == Voided && round == 1)
                 m_server.command("void");
+            if (between == Moved && round == 1)
+                addRepository(session, {}, host, "new");
         }
         QStringList sent = requests();
-        sent.replaceInStrings("login.amazonaws.com/", "");
+        sent.replaceInStrings("login.amazonaws.com/", "").replaceInStrings("com/token", "com");
         sent.replaceInStrings(host + "/Prod/flows?limit=300", "flows");
         QCOMPARE(sent, expected);
     }
+    // Two at once share one.
+    reset({});
+    BrowseSession session;
+    const QByteArray address = "https://" + addRepository(session).toUtf8() + "/flows";
+    std::thread second([&] { hqOSFileExists(address); });
+    hqOSFileExists(address);
+    second.join();
+    QCOMPARE(requests().filter("POST").size(), 1);
 }
 
 PELLORY_TEST_MAIN(TamsTest, QApplication)

@@ -2,15 +2,9 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // What a walk makes of servers that fail, and of servers that list in a way of their own.
-#include "hqutil.h"
 #include "net/timelimits.h"
-#include "testmain.h"
+#include "streamcontent.h"
 #include "testserver.h"
-
-#include <QRandomGenerator>
-
-#include <functional>
-#include <tuple>
 
 namespace {
 
@@ -118,29 +112,25 @@ private:
 // What is reported is always a beginning of the whole.
 void WalksTest::faults()
 {
-    const std::tuple<const char *, const char *, int> rows[] = {
-        {"error in a 200", "[{'skip':1,'status':200,'code':'InternalError'}]", 0},
-        {"page without a token", "[{'skip':1,'noToken':true}]", 0},
-        {"token goes round", "[{'contains':'continuation','sameToken':true,'times':0}]", 12152},
-        {"empty pages without end",
-         "[{'contains':'start-after','emptyPage':true,'times':0},"
-         "{'contains':'empty','emptyPage':true,'times':0}]",
-         0},
-        {"always broken", "[{'skip':1,'broken':true,'times':0}]", 12152},
-        {"larger than a page may be",
-         "[{'skip':1,'raw':'HTTP/1.1 200 OK\\r\\n\\r\\n','endless':'        ','times':0}]", 12152},
-    };
-    for (const auto &[name, commands, error] : rows) {
+    // The error and the commands.
+    const QByteArray rows = R"(
+0 [{'skip':1,'status':200,'code':'InternalError'}]
+0 [{'skip':1,'noToken':true}]
+12152 [{'contains':'continuation','sameToken':true,'times':0}]
+0 [{'contains':'start-after','emptyPage':true,'times':0},{'contains':'empty','emptyPage':true,'times':0}]
+12152 [{'skip':1,'broken':true,'times':0}]
+12152 [{'skip':1,'raw':'HTTP/1.1 200 OK\r\n\r\n','endless':'        ','times':0}])";
+    for (const QByteArray &row : rows.mid(1).split('\n')) {
+        const int error = row.left(row.indexOf(' ')).toInt();
         for (const bool isFar : {false, true}) {
             reset(isFar, 50);
             m_server.command("set", {{"latency", 5}});
-            QVERIFY(m_server.tell(commands, QString("/%1?").arg(m_buckets + 1)));
+            QVERIFY(m_server.tell(row.mid(row.indexOf(' ')), QString("/%1?").arg(m_buckets + 1)));
             const QByteArrayList found = walk({{"count", kKeys}});
-            QVERIFY2(found[0].toInt() == error, name + (": error " + found[0]));
-            QVERIFY2((error == 0 ? found.size() == kKeys + 1 : found.size() > 50), name);
-            QVERIFY2(m_sent.size() <= kKeys / 50 * 1.3 + 16, name);
+            QVERIFY2(found[0].toInt() == error && m_sent.size() <= kKeys / 50 * 1.3 + 16, row);
+            QVERIFY2((error == 0 ? found.size() == kKeys + 1 : found.size() > 50), row);
             for (int i = 1; i < found.size(); ++i)
-                QVERIFY2(found[i].mid(4).toInt() == i - 1, name + found[i]);
+                QVERIFY2(found[i].mid(4).toInt() == i - 1, row + found[i]);
         }
     }
 }
@@ -175,13 +165,14 @@ void WalksTest::randomLevels()
         enum Kind { Faults, Quirks, Change, Ends };
         const auto kind = static_cast<Kind>(round % 4);
         const QString prefix = random.bounded(2) == 0 ? "" : "p/";
-        const int pageSize = random.bounded(1, 40);
+        // Pages of one name are what servers of other kinds go wrong with.
+        const int pageSize = kind == Quirks && round % 8 == 1 ? 1 : random.bounded(1, 40);
         const int end = kind == Ends ? random.bounded(1, 200) : -1;
         const QStringList stable = randomKeys(random, kind == Quirks);
         const QStringList fickle = kind == Change ? randomKeys(random, true) : QStringList();
         QStringList quirks;
         std::copy_if(all.begin(), all.end(), std::back_inserter(quirks),
-                     [&](const QString &) { return kind == Quirks && random.bounded(3) == 0; });
+                     [&](const QString &) { return kind == Quirks && random.bounded(2) == 0; });
         const QString order = kind == Faults && random.bounded(2) == 0 ? "utf-16-be" : "utf-8";
         reset(random.bounded(4) > 0, pageSize);
         if (kind == Faults) {
@@ -190,12 +181,10 @@ void WalksTest::randomLevels()
                 "fault",
                 {{"contains", "start-after"}, {"skip", random.bounded(4)}, {"status", 403}});
         }
-        QByteArrayList found =
-            walk({{"objects", objectsOf(stable, prefix)},
-                  {"fickle", QJsonArray::fromStringList(objectsOf(fickle, prefix).keys())},
-                  {"order", order},
-                  {"quirks", QJsonArray::fromStringList(quirks)}},
-                 prefix.isEmpty() ? "" : "/p", end);
+        QJsonObject bucket{{"objects", objectsOf(stable, prefix)}, {"order", order}};
+        bucket["fickle"] = QJsonArray::fromStringList(objectsOf(fickle, prefix).keys());
+        bucket["quirks"] = QJsonArray::fromStringList(quirks);
+        QByteArrayList found = walk(bucket, prefix.isEmpty() ? "" : "/p", end);
         const QByteArray shown =
             QByteArray::number(round) + quirks.join(' ').toUtf8() + ": " + found.join('|');
         QVERIFY2(found.takeFirst() == "0", shown);
@@ -206,7 +195,7 @@ void WalksTest::randomLevels()
         const bool isPlain = kind == Ends || (kind == Quirks && quirks.isEmpty());
         QVERIFY2(!isPlain || m_sent.size() <= pages * 1.3 + 16, shown);
         ranges += std::count_if(m_sent.begin(), m_sent.end(), [](const QJsonValue &request) {
-            return request["query"].toString().contains("start-after");
+            return request["query"].toString().contains("start-after=p%2F");
         });
         if (kind != Change) {
             QVERIFY2(found == level.mid(0, end), shown);
@@ -218,7 +207,7 @@ void WalksTest::randomLevels()
         }
         QVERIFY2(found == level, shown);
     }
-    QVERIFY(ranges > std::max(rounds, 100));
+    QVERIFY(ranges > std::max(rounds, 100)); // below "p/", where their names begin with it
 }
 
 PELLORY_TEST_MAIN(WalksTest, QCoreApplication)

@@ -5,15 +5,10 @@
 #pragma once
 
 #include "mainwindow.h"
+#include "streamcontent.h"
 #include "ui_mainwindow.h"
 
-#include <QAction>
-#include <QApplication>
-#include <QLineEdit>
-#include <QMessageBox>
-#include <QTimer>
-#include <QTreeView>
-#include <QtTest>
+#include <QtWidgets>
 
 class MainWindowProbe
 {
@@ -80,34 +75,29 @@ private:
     }
 };
 
-// Types into a dialog's fields, in the order of their creation, and presses one of its buttons.
-inline void fillDialog(QDialog *dialog, const QStringList &values, const QString &button)
+// Types into a dialog's fields, in the order of their creation, and accepts it.
+inline void fillDialog(QDialog *dialog, const QStringList &values)
 {
     const auto fields = dialog->findChildren<QLineEdit *>();
     for (int i = 0; i < values.size(); ++i)
         fields.at(i)->setText(values.at(i));
-    for (QPushButton *candidate : dialog->findChildren<QPushButton *>()) {
-        if (candidate->text() == button)
-            candidate->click();
-    }
+    dialog->findChildren<QPushButton *>().first()->click(); // "Accept"
 }
 
 // Closes message boxes as long as it lives and keeps "title: text" of each.
-class BoxCloser
+struct BoxCloser
 {
-public:
     BoxCloser()
     {
         QObject::connect(&m_timer, &QTimer::timeout, [this] {
             if (auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget())) {
-                boxes.append(box->windowTitle() + QLatin1String(": ") + box->text());
+                const QString end = box->textFormat() == Qt::PlainText ? ": " : " (rich): ";
+                boxes.append(box->windowTitle() + end + box->text());
                 box->close();
             }
         });
         m_timer.start(5);
     }
     QStringList boxes;
-
-private:
     QTimer m_timer;
 };

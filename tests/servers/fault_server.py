@@ -35,7 +35,7 @@ Effects, any of:
   cut (bytes, -1: half)         the body ends there and the connection with it
   rate (bytes/s)                of the body
   lengthDelta                   added to the Content-Length
-  unsized                       "chunked" or "close" in place of the Content-Length
+  chunked                       true: in place of the Content-Length
   otherVersion, wrongRange      true: another version although the condition forbids it; other bytes
   change                        true: the object becomes another version before this; the content
                                 of version n is that of the first one from byte 1000 n on
@@ -54,6 +54,7 @@ import random
 import re
 import threading
 import time
+import types
 import urllib.parse
 import uuid
 from xml.sax.saxutils import escape
@@ -69,24 +70,16 @@ os.write(CONTENT_FILE, CONTENT)
 AFTER = b"\xff\xff\xff"  # behind every rank with the same beginning
 
 
-def uuid_of(number):
-    return uuid.UUID(hashlib.md5(b"%d" % number).hexdigest(), version=4)
-
-
 def size_of(body):
     return body if isinstance(body, int) else len(body)
 
 
-class Settings:
-    def __init__(self):
-        self.pageSize = 1000
-        self.skew = 0  # seconds that the server's clock is ahead
-        self.rate = 0  # bytes/s of each connection, 0: as fast as it goes
-        self.latency = 0  # ms before each answer
-        self.busy, self.atOnce = 0, 0  # requests that are served at once, 0: any number; others get 503
-        # What versions are told apart by: strong (and then dates are at random), weak, date,
-        # young (a date, but too new), none.
-        self.validator = "strong"
+# `skew` is how many seconds the server's clock is ahead, `rate` the bytes/s of each connection (0: as
+# fast as it goes), `latency` ms before each answer. Of requests `atOnce` are served (0: any number),
+# others get 503. `validator` is what versions are told apart by: strong (and then dates are at
+# random), date, young (a date, but too new), none.
+SETTINGS = {"pageSize": 1000, "skew": 0, "rate": 0, "latency": 0, "busy": 0, "atOnce": 0,
+            "validator": "strong"}
 
 
 class Bucket:
@@ -97,7 +90,8 @@ class Bucket:
                         for key, value in (objects or {}).items()}
         self.region, self.order, self.quirks, self.fickle = region, order, quirks, fickle
         self.lock = threading.Lock()
-        self.sort({format.format(i, uuid_of(i)) for i in range(count)} | set(self.objects))
+        self.sort({format.format(i, uuid.UUID(hashlib.md5(b"%d" % i).hexdigest(), version=4))
+                   for i in range(count)} | set(self.objects))
         self.versions = collections.Counter()
         self.texts = {}  # of entries in pages
 
@@ -123,9 +117,9 @@ class Bucket:
         if kind == "strong":
             changed += random.randrange(86400)
         headers = {}
-        if kind in ("strong", "weak"):
-            headers["ETag"] = ("W/" if kind == "weak" else "") + self.etag(key, version)
-        if kind in ("strong", "date", "young"):
+        if kind == "strong":
+            headers["ETag"] = self.etag(key, version)
+        if kind != "none":
             headers["Last-Modified"] = email.utils.formatdate(changed, usegmt=True)
         return headers
 
@@ -231,8 +225,7 @@ class Server:
         self.buckets[bucket] = Bucket(**options)
 
     def set(self, **values):
-        for name, value in values.items():
-            setattr(self.settings, name, value)
+        vars(self.settings).update(values)
 
     def fault(self, method="", contains="", skip=0, times=1, **effects):
         with self.lock:
@@ -243,7 +236,7 @@ class Server:
         self.random, self.chances = random.Random(seed), effects
 
     def calm(self):
-        self.settings, self.faults, self.chances = Settings(), [], []
+        self.settings, self.faults, self.chances = types.SimpleNamespace(**SETTINGS), [], []
 
     def take_requests(self):
         with self.lock:
@@ -351,8 +344,7 @@ class Server:
         etag, changed = validators.get("ETag", ""), validators.get("Last-Modified", "")
         before = request.headers.get("if-unmodified-since")
         date = email.utils.parsedate_to_datetime
-        if (request.headers.get("if-match", etag) != etag or etag.startswith("W/")
-                and "if-match" in request.headers or before and date(changed) > date(before)):
+        if request.headers.get("if-match", etag) != etag or before and date(changed) > date(before):
             raise Refusal(412)
 
     def check_signer(self, request, bucket):
@@ -375,17 +367,14 @@ class Server:
         if "cut" in effects:
             end = size // 2 if effects["cut"] < 0 else min(size, effects["cut"])
         headers = {"Date": email.utils.formatdate(self.now(), usegmt=True), **headers}
-        chunked = effects.get("unsized") == "chunked"
+        chunked = effects.get("chunked")
         if chunked:
             headers["Transfer-Encoding"] = "chunked"
-        elif "unsized" in effects:
-            headers["Connection"] = "close"
         else:
             headers["Content-Length"] = size + effects.get("lengthDelta", 0)
-        if request.method == "HEAD":
-            connection.send_head(status, headers)
-            return "unsized" not in effects
         connection.send_head(status, headers)
+        if request.method == "HEAD":
+            return not chunked
         rate = effects.get("rate", self.settings.rate)
         piece = max(1, min(1 << 20, rate // 50)) if rate else 1 << 20
         began, sent = time.monotonic(), 0
@@ -407,8 +396,7 @@ class Server:
                 time.sleep(max(0, began + sent / rate - time.monotonic()))
         if chunked and end == size:
             connection.sock.sendall(b"0\r\n\r\n")
-        whole = end == size and effects.get("lengthDelta", 0) == 0
-        return whole and effects.get("unsized") != "close"
+        return end == size and effects.get("lengthDelta", 0) == 0
 
 
 def main():

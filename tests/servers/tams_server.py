@@ -67,6 +67,8 @@ class Server:
 
     def token(self, request, authorization):
         form = dict(urllib.parse.parse_qsl(request.body.decode()))
+        if request.headers.get("accept") != "application/json":
+            return 406, "{}"
         given = [form.get("client_id"), form.get("client_secret")]
         if self.settings["basic"]:
             given = base64.b64decode(authorization.partition(" ")[2]).decode().split(":")
