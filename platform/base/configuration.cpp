@@ -106,10 +106,18 @@ QByteArray combined(const std::string &path, const QMap<QString, QString> &value
         return {};
     for (auto value = values.constBegin(); value != values.constEnd(); ++value)
         store->setValue(value.key(), value.value());
+    // Another process may take the copy for one that was left behind and remove it, before it is
+    // read here or at the end: what it held must not be lost.
+    const int count = store->allKeys().size();
+    const bool isThere = system::kindOf(temporary) == system::Kind::File;
     store->sync();
+    if (!isThere || store->allKeys().size() != count) {
+        setLastError(Error::SharingViolation);
+        return {};
+    }
     QFile file(QString::fromStdString(temporary));
     const QByteArray text = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    return check(*store) && isComplete(text, store->allKeys().size()) ? text : QByteArray();
+    return check(*store) && isComplete(text, count) ? text : QByteArray();
 }
 
 // All of it or nothing.
