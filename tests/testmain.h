@@ -9,6 +9,7 @@
 #include <QtTest>
 
 #ifdef Q_OS_WIN
+#define WIN32_LEAN_AND_MEAN // others want their sockets
 #include <windows.h>
 #else
 #include <sys/stat.h>
