@@ -80,13 +80,18 @@ std::string strayS3(std::string_view text)
                                                                 : std::string());
 }
 
+std::size_t secretEnd(std::string_view address, const S3Address &parts)
+{
+    const std::size_t end = parts.secretStart() + parts.secret.size();
+    // Buckets have no "@" in their names: the secret goes on to it.
+    const std::size_t at = parts.bucket.rfind('@');
+    return at == kNone ? end : address.find(parts.bucket, end + 1 + parts.site.size()) + at;
+}
+
 std::string s3(std::string_view address, const S3Address &parts)
 {
     const std::size_t secret = parts.secretStart();
-    std::size_t end = secret + parts.secret.size();
-    // Buckets have no "@" in their names: the secret goes on to it.
-    if (const std::size_t at = parts.bucket.rfind('@'); at != kNone)
-        end = address.find(parts.bucket, end + 1 + parts.site.size()) + at;
+    const std::size_t end = secretEnd(address, parts);
     // A query has no meaning here, so one that was pasted is a part of the key.
     const std::size_t query = std::min(address.find('?', end), address.size());
     return std::string(address.substr(0, secret))
@@ -205,7 +210,8 @@ std::vector<std::string_view> hiddenParts(std::string_view address)
     if (scheme == kNone)
         return {};
     if (const auto parts = S3Address::parse(address))
-        return {address.substr(parts->secretStart(), parts->secret.size())};
+        return {address.substr(parts->secretStart(),
+                               secretEnd(address, *parts) - parts->secretStart())};
     std::vector<std::string_view> hidden;
     std::string_view text = address.substr(scheme + 3);
     if (const std::size_t length = userPartLength(text, true); length != 0) {
