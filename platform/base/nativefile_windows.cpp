@@ -199,8 +199,11 @@ std::int64_t minWriteBack()
 
 bool NativeFile::sync() const
 {
-    // Some network drives have no such call.
-    return ::FlushFileBuffers(native(m_handle)) || hasNoSuchCall(::GetLastError()) || failNow();
+    if (::FlushFileBuffers(native(m_handle)))
+        return true;
+    // Some network drives have no such call. It has no parameter that could be the wrong one.
+    const DWORD error = ::GetLastError();
+    return (error != ERROR_INVALID_PARAMETER && hasNoSuchCall(error)) || failWith(error);
 }
 
 } // namespace hq::system

@@ -15,11 +15,13 @@ namespace {
 
 constexpr DWORD kMissing = INVALID_FILE_ATTRIBUTES;
 
-// An environment variable counts only when it is absolute.
+// An environment variable counts only when it depends on no current folder or drive, which is more
+// than Qt asks of a path.
 std::string folderFromEnvironment(const char *name, int folder)
 {
     const QString value = qEnvironmentVariable(name);
-    if (QDir::isAbsolutePath(value))
+    const QString begin = QDir::fromNativeSeparators(value).left(3);
+    if (begin.startsWith(QLatin1String("//")) || begin.endsWith(QLatin1String(":/")))
         return value.toStdString() + '\\';
     wchar_t path[MAX_PATH] = {};
     if (FAILED(::SHGetFolderPathW(nullptr, folder, nullptr, SHGFP_TYPE_CURRENT, path)))
