@@ -195,8 +195,10 @@ def meet(fault, tests, finder, folder):
     meeting.sort(key=lambda test: test["name"] != finder)
     result = {"by": None, "why": None, "reached": " ".join(sorted(test["name"] for test in meeting))}
     for test in meeting:
-        result["why"] = run(test, folder, min(LIMIT, 15 + 5 * test["seconds"]), fault.number)
-        if result["why"]:
+        limit = min(LIMIT, 15 + 5 * test["seconds"])
+        result["why"] = run(test, folder, limit, fault.number)
+        # A test that fails without the fault too has found nothing.
+        if result["why"] and not run(test, folder, limit):
             result["by"] = test["name"]
             break
     return fault, result
@@ -212,6 +214,7 @@ def main():
     parser.add_argument("--build", type=pathlib.Path, default=ROOT / "build" / "mutate")
     options = parser.parse_args()
     print(f"--seed {options.seed}", flush=True)
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
     folder = options.build.resolve()
     names = subprocess.run(["git", "ls-files", "-z"], cwd=ROOT, check=True, capture_output=True,
                            text=True).stdout.split("\0")[:-1]
@@ -255,7 +258,7 @@ def main():
                 save(kept, state)
                 (folder / "report.md").write_text(report(faults, state, options))
                 print("found by " + result["by"] if result["by"] else "SURVIVED", fault.id, flush=True)
-        except KeyboardInterrupt:
+        except BaseException:
             pool.shutdown(cancel_futures=True)
             raise
     print(report(faults, state, options))
