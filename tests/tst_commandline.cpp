@@ -137,7 +137,9 @@ void CommandLineTest::noDisplay()
     QCOMPARE(Program({"-t", "x"}, {"XDG_RUNTIME_DIR="}).outcome(), QString("-1|usage"));
     QCOMPARE(Program({"?"}).outcome(), QString("-1|usageusage"));
     const QByteArray log = contentOf(qgetenv("XDG_STATE_HOME") + "/Corvane/Pellory/Pellory.log");
-    QVERIFY2(log.contains("could not connect") && !log.contains("XDG_RUNTIME_DIR"), log);
+    QVERIFY2(log.contains("could not connect") && !log.contains("XDG_RUNTIME_DIR") &&
+                 !log.contains("on_button_tams"),
+             log);
 #endif
 }
 
