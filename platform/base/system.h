@@ -2,8 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // Everything that differs between operating systems. Paths are UTF-8; where they are separated by
-// "/", a "\" counts as one too. Every false but that of isTaken() sets the
-// thread's last error.
+// "/", a "\" counts as one too. Every false but that of isTaken() sets the thread's last error.
 #pragma once
 
 #include "nativefile.h"
